@@ -1,0 +1,147 @@
+#include "model/procedure.h"
+
+namespace quelvari {
+
+ProcedureList::~ProcedureList() {
+    freeProcedure();
+}
+
+int ProcedureList::freeProcedure() {
+    while (ComponentNode* n = procedureHead.next) {
+        procedureHead.next = n->next;
+        delete n;
+    }
+    procedureHead = ComponentNode{};
+    tail_ = &procedureHead;
+    currentNode = &procedureHead;
+    return 0;
+}
+
+void ProcedureList::appendNode(const ComponentRecord& record) {
+    auto* node = new ComponentNode{};
+    node->record = record;
+    node->prev = tail_;
+    tail_->next = node;
+    tail_ = node;
+    ++componentCount;
+}
+
+namespace {
+
+template <typename T>
+T shifted(T value, bool inserted) {
+    return static_cast<T>(inserted ? value + 1 : value - 1);
+}
+
+}  // namespace
+
+void ProcedureList::renumber(std::uint16_t pivot, bool inserted) {
+    std::uint16_t n = 1;
+    for (ComponentNode* node = &procedureHead; node; node = node->next, ++n) {
+        ComponentRecord& r = node->record;
+        r.setNumber(n);
+        if (r.hasBranch() && r.gotoTarget() > pivot)
+            r.setGotoTarget(shifted(r.gotoTarget(), inserted));
+        switch (r.typeCode()) {
+            case 'G':
+                if (r.u16(92) > pivot && r.u8(89) == 0)
+                    r.setU16(92, shifted(r.u16(92), inserted));
+                break;
+            case 'P':
+                if (r.u16(94) > pivot && r.u8(90) == 0)
+                    r.setU16(94, shifted(r.u16(94), inserted));
+                break;
+            case 'T':
+                if (r.i16(154) > static_cast<int>(pivot) && r.u8(152) == 0)
+                    r.setI16(154, shifted(r.i16(154), inserted));
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+void ProcedureList::insertAtCurrent(const ComponentRecord& record) {
+    ComponentNode* cur = currentNode;
+    const std::uint16_t n = cur->record.number();
+    auto* moved = new ComponentNode(*cur);
+    moved->prev = cur;
+    if (cur->next)
+        cur->next->prev = moved;
+    cur->next = moved;
+    if (tail_ == cur)
+        tail_ = moved;
+    cur->record = record;
+    cur->record.setRecordMark(kRecordMarkMemory);
+    cur->record.setNumber(n);
+    ++componentCount;
+    renumber(n, true);
+    viewRecord = cur->record;
+    modified = 1;
+    pastePending = 0;
+}
+
+bool ProcedureList::deleteCurrent() {
+    ComponentNode* cur = currentNode;
+    if (viewRecord.typeCode() == 0 && !cur->next)
+        return false;
+    if (ComponentNode* following = cur->next) {
+        cur->record = following->record;
+        cur->next = following->next;
+        if (following->next)
+            following->next->prev = cur;
+        if (tail_ == following)
+            tail_ = cur;
+        delete following;
+    } else if (ComponentNode* before = cur->prev) {
+        before->next = nullptr;
+        tail_ = before;
+        delete cur;
+        currentNode = before;
+    } else {
+        cur->record.setTypeCode(0);
+    }
+    modified = 1;
+    --componentCount;
+    renumber(currentNode->record.number(), false);
+    viewRecord = currentNode->record;
+    currentNumber = viewRecord.number();
+    return true;
+}
+
+void ProcedureList::appendRecord(const ComponentRecord& record) {
+    currentNumber = componentCount + 1;
+    currentNode = tail_;
+    if (currentNode->record.typeCode() != 0) {
+        auto* node = new ComponentNode{};
+        node->prev = tail_;
+        tail_->next = node;
+        tail_ = node;
+        currentNode = node;
+    }
+    ++componentCount;
+    currentNode->record = record;
+    currentNode->record.setNumber(static_cast<std::uint16_t>(componentCount));
+    currentNode->record.setRecordMark(kRecordMarkMemory);
+    viewRecord = currentNode->record;
+    modified = 1;
+}
+
+void ProcedureList::goToStep(std::uint32_t step) {
+    currentNode = &procedureHead;
+    currentNumber = 1;
+    while (currentNumber < step && currentNode->next) {
+        currentNode = currentNode->next;
+        ++currentNumber;
+    }
+    viewRecord = currentNode->record;
+}
+
+std::size_t ProcedureList::nodeCount() const {
+    std::size_t count = 0;
+    for (const ComponentNode* n = &procedureHead; n; n = n->next)
+        ++count;
+    return count;
+}
+
+}  // namespace quelvari

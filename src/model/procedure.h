@@ -1,0 +1,85 @@
+// The procedure in memory: a doubly linked list of nodes that each hold one
+// component record by value, and the state that goes with the one procedure a
+// program instance edits. The application owns exactly one ProcedureList;
+// tests create their own.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "model/record.h"
+
+namespace quelvari {
+
+struct ComponentNode {
+    ComponentNode* prev = nullptr;
+    ComponentRecord record{};
+    ComponentNode* next = nullptr;
+};
+
+class ProcedureList {
+  public:
+    ProcedureList() = default;
+    ~ProcedureList();
+    ProcedureList(const ProcedureList&) = delete;
+    ProcedureList& operator=(const ProcedureList&) = delete;
+
+    // The first node is part of the object and never freed; an empty procedure
+    // is this node with type code 0.
+    ComponentNode procedureHead{};
+    ComponentNode* currentNode = &procedureHead;
+    std::uint32_t componentCount = 0;
+    std::uint32_t currentNumber = 0;
+    std::uint32_t modified = 0;
+    std::uint32_t documentOpen = 0;
+    std::uint32_t oldFormat = 0;
+    ComponentRecord viewRecord{};
+    ComponentRecord editRecord{};
+    ComponentRecord clipboardRecord{};
+    std::uint32_t pastePending = 0;
+    std::string documentPath;
+    std::string lastPath;
+
+    // Deletes every node behind procedureHead, then zero-fills procedureHead
+    // (links and record). currentNode is set back to procedureHead.
+    int freeProcedure();
+
+    // Links a zero-filled node holding `record` behind the tail and counts it.
+    void appendNode(const ComponentRecord& record);
+
+    // Renumbers every step 1..n and shifts the step references that point
+    // behind `pivot`: the goto target of a record with a branch condition, the
+    // step reference of 'G' (u16 at 92 while byte 89 is 0), 'P' (u16 at 94
+    // while byte 90 is 0) and 'T' (i16 at 154 while byte 152 is 0, compared
+    // signed so that a negative reference never moves). References equal to
+    // the pivot stay: after an insertion at step k, a branch to k leads to the
+    // new component.
+    void renumber(std::uint16_t pivot, bool inserted);
+
+    // Editing primitives of the view's commands. Each keeps componentCount,
+    // currentNumber, viewRecord and modified current and renumbers.
+    //
+    // Insert before the current component: the current record moves into a new
+    // node behind it and `record` takes its place (record mark 35, the step
+    // number of the place kept).
+    void insertAtCurrent(const ComponentRecord& record);
+    // Deletes the current component. The following record moves up into the
+    // current node; at the end the previous node becomes current; the only
+    // node is emptied (type 0). Returns false when there is nothing to delete.
+    bool deleteCurrent();
+    // Appends `record` at the end (into procedureHead while it is empty) and
+    // makes it current.
+    void appendRecord(const ComponentRecord& record);
+
+    // Moves the current pointer to step `step` (1-based), stopping at the end.
+    void goToStep(std::uint32_t step);
+
+    ComponentNode* tail() { return tail_; }
+    // Number of nodes in the list, counted by walking it.
+    std::size_t nodeCount() const;
+
+  private:
+    ComponentNode* tail_ = &procedureHead;
+};
+
+}  // namespace quelvari

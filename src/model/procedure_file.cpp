@@ -1,0 +1,266 @@
+#include "model/procedure_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+
+namespace quelvari {
+namespace {
+
+std::map<std::uint8_t, PayloadConverter>& converters() {
+    static std::map<std::uint8_t, PayloadConverter> table = [] {
+        std::map<std::uint8_t, PayloadConverter> t;
+        // Types whose old payload is carried over. Until a type gives its old
+        // layout, its payload moves unchanged to the new payload offset.
+        for (char type : std::string_view("ABDGIMNPSTUZbdiu")) {
+            t[static_cast<std::uint8_t>(type)] = [](const std::uint8_t* old, ComponentRecord& r) {
+                std::memcpy(r.data() + rec::kPayload, old, kOldPayloadSize);
+            };
+        }
+        return t;
+    }();
+    return table;
+}
+
+// Copies a zero-terminated text of at most `size` bytes up to its terminator.
+void copyText(const std::uint8_t* src, std::size_t size, std::uint8_t* dst) {
+    for (std::size_t i = 0; i < size && src[i] != 0; ++i)
+        dst[i] = src[i];
+}
+
+}  // namespace
+
+bool hasPayloadConverter(std::uint8_t typeCode) {
+    return converters().count(typeCode) != 0;
+}
+
+void setPayloadConverter(std::uint8_t typeCode, PayloadConverter converter) {
+    converters()[typeCode] = std::move(converter);
+}
+
+void convertDosComment(const std::uint8_t* src, std::size_t srcSize, std::uint8_t* dst,
+                       std::size_t dstSize) {
+    std::size_t out = 0;
+    auto put = [&](std::uint8_t b, bool advance) {
+        if (out < dstSize)
+            dst[out] = b;
+        if (advance)
+            ++out;
+    };
+    for (std::size_t i = 0; i < srcSize && src[i] != 0; ++i) {
+        const std::uint8_t c = src[i];
+        switch (c) {
+            case 0x81:
+                put(0xFC, true);
+                break;
+            case 0x84:
+                put(0xE4, true);
+                break;
+            case 0x8E:
+                put(0xC4, true);
+                break;
+            case 0x94:
+                put(0xF6, true);
+                break;
+            case 0x99:
+                put(0xD6, true);
+                break;
+            case 0x9A:
+                put(0xDC, true);
+                break;
+            case 0xE1:
+                put(0xDF, true);
+                break;
+            case 0xB3:
+                put(0xA6, true);
+                break;
+            case 0xC4:
+                put('-', true);
+                break;
+            case 0xBF:
+            case 0xC0:
+            case 0xD9:
+            case 0xDA:
+                put('+', true);
+                break;
+            case 0xAE:
+                put(0xAB, false);
+                break;
+            case 0xAF:
+                put(0xBB, false);
+                break;
+            case 0x1B:
+                // The escape and the two bytes after it are copied as they are.
+                put(c, true);
+                for (int k = 0; k < 2 && i + 1 < srcSize; ++k)
+                    put(src[++i], true);
+                put(0xAB, false);
+                break;
+            default:
+                put(c, true);
+                break;
+        }
+    }
+}
+
+void convertOldRecord(const std::uint8_t* old, ComponentRecord& out) {
+    out.clear();
+    out.setFormatMark(kCurrentFormatMark);
+    out.setRecordMark(kRecordMarkMemory);
+    out.setNumber(static_cast<std::uint16_t>(old[0] | (old[1] << 8)));
+    copyText(old + 2, rec::kConditionSize, out.data() + rec::kInputCondition);
+    copyText(old + 13, rec::kConditionSize, out.data() + rec::kBranchCondition);
+    out.setGotoTarget(static_cast<std::uint16_t>(old[24] | (old[25] << 8)));
+    convertDosComment(old + 26, rec::kCommentSize, out.data() + rec::kComment, rec::kCommentSize);
+    out.setTypeCode(old[77]);
+    auto& table = converters();
+    if (auto it = table.find(old[77]); it != table.end())
+        it->second(old + kOldPayloadOffset, out);
+}
+
+bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAccess) {
+    out = RecordFile{};
+    std::FILE* f = std::fopen(path.c_str(), needWriteAccess ? "r+b" : "rb");
+    if (!f)
+        return false;
+    std::vector<std::uint8_t> data;
+    std::uint8_t chunk[65536];
+    for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, f)) > 0;)
+        data.insert(data.end(), chunk, chunk + got);
+    std::fclose(f);
+
+    // The format test looks at the first word of an 800-byte read into a zeroed
+    // buffer, so an empty or one-byte file counts as old format.
+    std::uint16_t firstWord = 0;
+    if (data.size() >= 2)
+        firstWord = static_cast<std::uint16_t>(data[0] | (data[1] << 8));
+    else if (data.size() == 1)
+        firstWord = data[0];
+    out.oldFormat = firstWord != kCurrentFormatMark;
+    const std::size_t step = out.oldFormat ? kOldRecordSize : rec::kRecordSize;
+
+    out.records.reserve(data.size() / step + 1);
+    auto take = [&](std::size_t pos) {
+        // The first record is taken whatever is left; its missing bytes are zero.
+        std::uint8_t raw[rec::kRecordSize] = {};
+        std::memcpy(raw, data.data() + pos, std::min(step, data.size() - pos));
+        ComponentRecord r;
+        if (out.oldFormat)
+            convertOldRecord(raw, r);
+        else
+            std::memcpy(r.data(), raw, rec::kRecordSize);
+        out.records.push_back(r);
+    };
+    take(0);
+    for (std::size_t pos = step; pos + step <= data.size(); pos += step)
+        take(pos);
+    return true;
+}
+
+int loadProcedure(const std::string& path, ProcedureList& list) {
+    list.freeProcedure();
+    RecordFile file;
+    if (!readRecordFile(path, file))
+        return kErrFileOpen;
+    list.oldFormat = file.oldFormat ? 1 : 0;
+    list.procedureHead.record = file.records.front();
+    list.componentCount = 1;
+    for (std::size_t i = 1; i < file.records.size(); ++i)
+        list.appendNode(file.records[i]);
+    list.documentPath = path;
+    list.currentNode = &list.procedureHead;
+    list.viewRecord = list.procedureHead.record;
+    list.currentNumber = 1;
+    list.documentOpen = 1;
+    return 0;
+}
+
+namespace {
+
+std::string directoryOf(const std::string& path) {
+    const auto pos = path.find_last_of('/');
+    if (pos == std::string::npos)
+        return ".";
+    if (pos == 0)
+        return "/";
+    return path.substr(0, pos);
+}
+
+bool writeAll(const WriteFn& write, int fd, const std::uint8_t* data, std::size_t size) {
+    while (size > 0) {
+        const long n = write(fd, data, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        // A short write with no error is how a full disk shows itself: stop.
+        if (n <= 0)
+            return false;
+        data += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+}  // namespace
+
+int writeProcedure(const std::string& path, ProcedureList& list, const WriteFn& writeFn) {
+    const WriteFn write = writeFn ? writeFn : [](int fd, const void* d, std::size_t s) {
+        return static_cast<long>(::write(fd, d, s));
+    };
+
+    // Keep the target's permissions; a new file gets the usual 0666 & ~umask.
+    mode_t mode;
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0) {
+        if (!S_ISREG(st.st_mode))
+            return kErrFileWrite;
+        mode = st.st_mode & 07777;
+    } else {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode = 0666 & ~mask;
+    }
+
+    std::string tmp = directoryOf(path) + "/.quelvari-save-XXXXXX";
+    const int fd = ::mkstemp(tmp.data());
+    if (fd < 0)
+        return kErrFileWrite;
+
+    bool ok = true;
+    std::vector<std::uint8_t> buffer;
+    buffer.reserve(64 * rec::kRecordSize);
+    std::uint16_t n = 1;
+    for (ComponentNode* node = &list.procedureHead; node && ok; node = node->next, ++n) {
+        ComponentRecord& r = node->record;
+        r.setFormatMark(kCurrentFormatMark);
+        r.setRecordMark(kRecordMarkSaved);
+        r.setNumber(n);
+        buffer.insert(buffer.end(), r.bytes.begin(), r.bytes.end());
+        if (buffer.size() >= 64 * rec::kRecordSize || !node->next) {
+            ok = writeAll(write, fd, buffer.data(), buffer.size());
+            buffer.clear();
+        }
+    }
+    ok = ok && ::fchmod(fd, mode) == 0 && ::fsync(fd) == 0;
+    ok = (::close(fd) == 0) && ok;
+    if (ok)
+        ok = ::rename(tmp.c_str(), path.c_str()) == 0;
+    if (!ok) {
+        ::unlink(tmp.c_str());
+        return kErrFileWrite;
+    }
+    // Make the rename itself durable.
+    const int dirFd = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY);
+    if (dirFd >= 0) {
+        ::fsync(dirFd);
+        ::close(dirFd);
+    }
+    return 0;
+}
+
+}  // namespace quelvari

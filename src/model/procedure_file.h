@@ -1,0 +1,69 @@
+// Procedure files (.PAD, .PAM, .IR1 to .IR4): a bare sequence of component
+// records, 800 bytes each in the current format, 768 bytes each in the old
+// format that older editors wrote. Old records are converted while reading;
+// writing always produces the current format.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "model/procedure.h"
+
+namespace quelvari {
+
+inline constexpr std::size_t kOldRecordSize = 768;
+inline constexpr std::size_t kOldPayloadOffset = 78;
+inline constexpr std::size_t kOldPayloadSize = 690;
+
+// Catalogue messages of the file commands, as error codes (number << 8).
+inline constexpr int kErrFileWrite = 92 << 8;
+inline constexpr int kErrFileOpen = 93 << 8;
+
+// Converts one old 768-byte record into a new record (which starts all zero,
+// with format mark 0xFFFF and record mark 35).
+void convertOldRecord(const std::uint8_t* old, ComponentRecord& out);
+
+// Converts the comment of an old record from the DOS code page to
+// Windows-1252, source byte by source byte up to the source terminator or the
+// end of the field. The guillemets and the escape sequence write a byte
+// without advancing, so the next character overwrites it.
+void convertDosComment(const std::uint8_t* src, std::size_t srcSize, std::uint8_t* dst,
+                       std::size_t dstSize);
+
+// Payload converters: one per type letter that has one. Each carries the old
+// 690-byte payload (old offset 78) to the new payload (offset 88). A type with
+// its own old layout replaces its entry with `setPayloadConverter`.
+using PayloadConverter = std::function<void(const std::uint8_t* oldPayload, ComponentRecord& out)>;
+bool hasPayloadConverter(std::uint8_t typeCode);
+void setPayloadConverter(std::uint8_t typeCode, PayloadConverter converter);
+
+// Reads the records of a procedure file as Open does: the first word decides
+// the format, the first record is taken whatever its length, the following
+// records only while a whole one is left (a partial last record is dropped),
+// and an empty file still gives one record. Returns false when the file cannot
+// be opened for reading and writing.
+struct RecordFile {
+    std::vector<ComponentRecord> records;
+    bool oldFormat = false;
+};
+bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAccess = true);
+
+// Fills `list` from `path` (steps 3 to 8 of Open, without dialogs). Returns 0
+// or kErrFileOpen; the list is freed either way.
+int loadProcedure(const std::string& path, ProcedureList& list);
+
+// A seam for the writes of a save, so that tests can make the Nth write fail
+// or come back short. The default writes to the descriptor with ::write.
+using WriteFn = std::function<long(int fd, const void* data, std::size_t size)>;
+
+// Writes every record of `list` (format mark 0xFFFF, record mark 1, number =
+// position, set in the list as well) to `path`. The data goes to a temporary
+// file beside the target, which is flushed to disk and renamed over the target
+// only when everything was written; the target's permission bits are kept. On
+// any failure the old file is untouched and kErrFileWrite is returned.
+int writeProcedure(const std::string& path, ProcedureList& list, const WriteFn& write = {});
+
+}  // namespace quelvari

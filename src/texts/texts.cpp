@@ -1,0 +1,122 @@
+#include "texts/texts.h"
+
+#include <cstdio>
+
+#include "texts/generated_tables.h"
+
+namespace quelvari {
+namespace {
+
+std::uint32_t gLanguage = kGerman;
+char gMissing[32];
+
+}  // namespace
+
+std::uint32_t language() {
+    return gLanguage;
+}
+void setLanguage(std::uint32_t lang) {
+    gLanguage = lang;
+}
+
+const TextEntry* textTable(std::uint32_t lang) {
+    switch (lang) {
+        case kEnglish:
+            return generated::kTextsEn;
+        case kFrench:
+            return generated::kTextsFr;
+        case kItalian:
+            return generated::kTextsIt;
+        default:
+            return generated::kTextsDe;
+    }
+}
+
+std::size_t textTableSize(std::uint32_t lang) {
+    std::size_t n = 0;
+    for (const TextEntry* e = textTable(lang); e->id != 0; ++e)
+        ++n;
+    return n;
+}
+
+const char* GetLangText(std::uint32_t id, std::uint32_t lang) {
+    for (const TextEntry* e = textTable(lang); e->id != 0; ++e)
+        if (e->id == id)
+            return e->text;
+    // Formatted as a signed number, as the lookup always has.
+    std::snprintf(gMissing, sizeof gMissing, "?%d?", static_cast<int>(id));
+    return gMissing;
+}
+
+const char* GetLangText(std::uint32_t id) {
+    return GetLangText(id, gLanguage);
+}
+std::string LangText(std::uint32_t id) {
+    return GetLangText(id);
+}
+std::string LangText(std::uint32_t id, std::uint32_t lang) {
+    return GetLangText(id, lang);
+}
+
+bool HasLangText(std::uint32_t id, std::uint32_t lang) {
+    for (const TextEntry* e = textTable(lang); e->id != 0; ++e)
+        if (e->id == id)
+            return true;
+    return false;
+}
+
+std::string FormatText(const char* format, long value) {
+    char buf[512];
+    std::snprintf(buf, sizeof buf, format, value);
+    return buf;
+}
+
+void SetDlgItemTexts(DialogTexts& dialog, const std::vector<std::uint32_t>& ids) {
+    for (std::uint32_t id : ids) {
+        if (id == 0)
+            break;
+        dialog.setItemText(id, LangText(id));
+    }
+}
+
+void LocaliseDialog(DialogTexts& dialog, std::uint32_t dialogId,
+                    const std::vector<std::uint32_t>& ids) {
+    if (gLanguage == kGerman)
+        return;
+    dialog.setTitle(LangText(dialogId));
+    SetDlgItemTexts(dialog, ids);
+}
+
+const std::vector<std::uint32_t>& MenuCommandIds() {
+    static const std::vector<std::uint32_t> ids = {
+        32773, 32774, 57600, 57601, 57603, 57604, 57602, 57643, 57635, 57634, 57637,
+        57664, 57665, 59392, 59393, 32778, 32779, 32781, 32798, 32783, 32784, 32797,
+        32785, 32786, 32787, 32788, 32789, 32790, 32791, 32795, 32796, 32799};
+    return ids;
+}
+
+std::string HelpFileName(std::uint32_t lang, const std::string& current) {
+    switch (lang) {
+        case kGerman:
+            return "Quelvari-dt.hlp";
+        case kEnglish:
+        case kFrench:
+            return "Quelvari-engl.hlp";  // French uses the English help
+        case kItalian:
+            return "QUELVARI-engl.hlp";
+        default:
+            return current;
+    }
+}
+
+void ApplyLanguage(MenuTexts& menu, std::string& helpFile) {
+    helpFile = HelpFileName(gLanguage, helpFile);
+    menu.setHelpFile(helpFile);
+    for (int p = 0; p < MenuRelabel::kTopLevelCount; ++p)
+        menu.setTopLevelText(p, LangText(MenuRelabel::kTopLevelBase + p));
+    for (std::uint32_t id : MenuCommandIds())
+        menu.setCommandText(id, LangText(id));
+    menu.repaintAll();
+}
+
+}  // namespace quelvari

@@ -1,0 +1,89 @@
+// Helpers shared by the tests.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "model/record.h"
+
+namespace quelvari::test {
+
+// A fresh directory, removed with everything in it when the object goes.
+class TempDir {
+  public:
+    TempDir() {
+        std::string tmpl = "/tmp/quelvari-test-XXXXXX";
+        if (!::mkdtemp(tmpl.data()))
+            throw std::runtime_error("mkdtemp failed");
+        path_ = tmpl;
+    }
+    ~TempDir() {
+        const std::string cmd = "rm -rf '" + path_ + "'";
+        if (std::system(cmd.c_str()) != 0)
+            std::perror("rm");
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return path_; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+  private:
+    std::string path_;
+};
+
+inline std::vector<std::uint8_t> readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+}
+
+// Runs a shell command and returns its standard output and exit status.
+struct CommandResult {
+    std::string out;
+    int status = -1;
+};
+inline CommandResult runCommand(const std::string& command) {
+    CommandResult r;
+    FILE* p = ::popen(command.c_str(), "r");
+    if (!p)
+        return r;
+    char buf[4096];
+    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;)
+        r.out.append(buf, n);
+    const int raw = ::pclose(p);
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    return r;
+}
+
+// Runs quelvari-cli with `args` (already quoted for the shell).
+inline CommandResult runCli(const std::string& args) {
+    return runCommand(std::string(QUELVARI_CLI) + " " + args + " 2>&1");
+}
+
+// A record with a type code, conditions and comment, as an editor fills it.
+inline ComponentRecord makeRecord(char type, const std::string& comment = "",
+                                  const std::string& branch = "", std::uint16_t target = 0) {
+    ComponentRecord r;
+    r.setFormatMark(kCurrentFormatMark);
+    r.setRecordMark(kRecordMarkMemory);
+    r.setTypeCode(static_cast<std::uint8_t>(type));
+    storeComment(r, comment);
+    storeBranchCondition(r, branch);
+    r.setGotoTarget(target);
+    return r;
+}
+
+}  // namespace quelvari::test

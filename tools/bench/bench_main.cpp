@@ -1,0 +1,148 @@
+// quelvari-bench: speed and memory figures of the core, printed as
+// "name: value" lines so that scripts can compare runs. Each cost is also
+// given as a ratio to a floor measured in the same run on the same bytes.
+#include <fcntl.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench.h"
+#include "model/procedure.h"
+#include "model/procedure_file.h"
+
+namespace quelvari::bench {
+
+double medianMs(int runs, const std::function<void()>& work) {
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        const auto t0 = std::chrono::steady_clock::now();
+        work();
+        const auto t1 = std::chrono::steady_clock::now();
+        times.push_back(std::chrono::duration<double, std::milli>(t1 - t0).count());
+    }
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+void print(const char* name, double value) {
+    std::printf("%s: %.4g\n", name, value);
+}
+
+std::string scratchDir() {
+    std::string dir = "/tmp/quelvari-bench-XXXXXX";
+    if (!::mkdtemp(dir.data())) {
+        std::perror("mkdtemp");
+        std::exit(1);
+    }
+    return dir;
+}
+
+ComponentRecord sampleRecord(std::uint16_t step) {
+    ComponentRecord r;
+    r.setFormatMark(kCurrentFormatMark);
+    r.setRecordMark(kRecordMarkSaved);
+    r.setNumber(step);
+    r.setTypeCode(step % 3 == 0 ? 'G' : (step % 3 == 1 ? 'T' : 'Z'));
+    storeInputCondition(r, "B1");
+    storeComment(r, "benchmark step");
+    if (step % 4 == 0) {
+        storeBranchCondition(r, "B2");
+        r.setGotoTarget(static_cast<std::uint16_t>(step / 2 + 1));
+    }
+    return r;
+}
+
+namespace {
+
+void fileFigures(const std::string& dir) {
+    constexpr int kSteps = 10000;
+    const std::string path = dir + "/bench.PAD";
+    ProcedureList list;
+    list.procedureHead.record = sampleRecord(1);
+    list.componentCount = 1;
+    for (int i = 2; i <= kSteps; ++i)
+        list.appendNode(sampleRecord(static_cast<std::uint16_t>(i)));
+    if (writeProcedure(path, list) != 0) {
+        std::fprintf(stderr, "cannot write %s\n", path.c_str());
+        std::exit(1);
+    }
+
+    std::vector<std::uint8_t> bytes(kSteps * rec::kRecordSize);
+    const double plainRead = medianMs(15, [&] {
+        std::FILE* f = std::fopen(path.c_str(), "rb");
+        const std::size_t got = std::fread(bytes.data(), 1, bytes.size(), f);
+        std::fclose(f);
+        if (got != bytes.size())
+            std::exit(1);
+    });
+    const double open = medianMs(15, [&] {
+        ProcedureList l;
+        if (loadProcedure(path, l) != 0 || l.componentCount != kSteps)
+            std::exit(1);
+    });
+    const std::string plainPath = dir + "/plain.bin";
+    const double plainWrite = medianMs(9, [&] {
+        const int fd = ::open(plainPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const bool ok = fd >= 0 && ::write(fd, bytes.data(), bytes.size()) ==
+                                       static_cast<ssize_t>(bytes.size());
+        if (!ok || ::fsync(fd) != 0)
+            std::exit(1);
+        ::close(fd);
+    });
+    const double save = medianMs(9, [&] {
+        if (writeProcedure(path, list) != 0)
+            std::exit(1);
+    });
+    print("records", kSteps);
+    print("open_ms", open);
+    print("plain_read_ms", plainRead);
+    print("open_ratio", open / plainRead);
+    print("save_ms", save);
+    print("plain_write_flush_ms", plainWrite);
+    print("save_ratio", save / plainWrite);
+
+    const double renumber = medianMs(15, [&] { list.renumber(5000, true); });
+    print("renumber_ns_per_node", renumber * 1e6 / kSteps);
+
+    list.goToStep(kSteps / 2);
+    const ComponentRecord extra = sampleRecord(1);
+    const double insert = medianMs(1, [&] {
+        for (int i = 0; i < 1000; ++i)
+            list.insertAtCurrent(extra);
+    });
+    print("insert_1000_ms", insert);
+}
+
+void memoryFigures() {
+    constexpr int kSteps = 10000;
+    const auto before = ::mallinfo2().uordblks;
+    {
+        auto* list = new ProcedureList;
+        for (int i = 0; i < kSteps; ++i)
+            list->appendNode(sampleRecord(static_cast<std::uint16_t>(i)));
+        const auto after = ::mallinfo2().uordblks;
+        print("bytes_per_component", static_cast<double>(after - before) / kSteps);
+        delete list;
+    }
+}
+
+}  // namespace
+}  // namespace quelvari::bench
+
+int main() {
+    using namespace quelvari::bench;
+    const std::string dir = scratchDir();
+    fileFigures(dir);
+    memoryFigures();
+    for (const BenchGroup& group : extraGroups())
+        group(dir);
+    std::string cmd = "rm -rf '" + dir + "'";
+    return std::system(cmd.c_str()) == 0 ? 0 : 1;
+}

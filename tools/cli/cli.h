@@ -1,0 +1,46 @@
+// Shared pieces of the quelvari-cli verbs.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quelvari::cli {
+
+// Exit statuses.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFindings = 1;  // check: findings were counted
+inline constexpr int kExitFile = 2;      // a file cannot be read or written
+inline constexpr int kExitField = 3;     // add/edit: a field was refused
+inline constexpr int kExitUsage = 64;    // bad arguments
+
+struct Verb {
+    const char* name;
+    const char* summary;
+    const char* usage;  // full help text, printed by "VERB --help"
+    int (*run)(const std::vector<std::string>& args);
+};
+
+// Every verb file contributes its verbs through one of these functions,
+// listed in main.cpp.
+std::vector<Verb> modelVerbs();
+std::vector<Verb> textVerbs();
+std::vector<Verb> componentVerbs();
+std::vector<Verb> checkVerbs();
+
+// Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
+int usageError(const std::string& message);
+// Prints a catalogue message (caption and text, in UTF-8) to stderr.
+void printErrorMessage(int code);
+// Takes "--lang N" out of `args`; without it the configured language is used.
+// Returns false (after printing why) when N is not a number.
+bool takeLanguageOption(std::vector<std::string>& args, std::uint32_t& lang);
+// Takes a flag such as "--json" out of `args`.
+bool takeFlag(std::vector<std::string>& args, const std::string& flag);
+// Parses a decimal or 0x-prefixed number.
+std::optional<long> parseNumber(const std::string& text);
+// A JSON string literal for UTF-8 text.
+std::string jsonString(const std::string& utf8);
+
+}  // namespace quelvari::cli

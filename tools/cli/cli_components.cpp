@@ -1,0 +1,10 @@
+// Verbs of the component area.
+#include "cli.h"
+
+namespace quelvari::cli {
+
+std::vector<Verb> componentVerbs() {
+    return {};
+}
+
+}  // namespace quelvari::cli

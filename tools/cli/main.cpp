@@ -1,0 +1,150 @@
+// quelvari-cli: the command-line face of Quelvari, for scripts, build
+// pipelines and version control.
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "cli.h"
+#include "model/config.h"
+#include "model/encoding.h"
+#include "texts/errors.h"
+#include "texts/texts.h"
+
+namespace quelvari::cli {
+
+int usageError(const std::string& message) {
+    std::cerr << "quelvari-cli: " << message << "\n";
+    return kExitUsage;
+}
+
+void printErrorMessage(int code) {
+    const ErrorBox box = ComposeErrorMessage(code);
+    std::cerr << cp1252ToUtf8(box.caption) << "\n" << cp1252ToUtf8(box.text) << "\n";
+}
+
+std::optional<long> parseNumber(const std::string& text) {
+    if (text.empty())
+        return std::nullopt;
+    char* end = nullptr;
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    errno = 0;
+    const long v = std::strtol(text.c_str() + (hex ? 2 : 0), &end, hex ? 16 : 10);
+    if (errno != 0 || *end != '\0' || end == text.c_str() + (hex ? 2 : 0))
+        return std::nullopt;
+    return v;
+}
+
+bool takeFlag(std::vector<std::string>& args, const std::string& flag) {
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it == flag) {
+            args.erase(it);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool takeLanguageOption(std::vector<std::string>& args, std::uint32_t& lang) {
+    Configuration config;
+    ReadConfiguration(config);
+    lang = config.language;
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it != "--lang")
+            continue;
+        const auto value = it + 1 != args.end() ? parseNumber(*(it + 1)) : std::nullopt;
+        if (!value || *value < 0 || *value > 0xFFFFFFFFL) {
+            usageError("--lang takes a number (0 German, 1 English, 2 French, 3 Italian)");
+            return false;
+        }
+        lang = static_cast<std::uint32_t>(*value);
+        args.erase(it, it + 2);
+        break;
+    }
+    setLanguage(lang);
+    return true;
+}
+
+std::string jsonString(const std::string& utf8) {
+    std::string out = "\"";
+    for (unsigned char c : utf8) {
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (c < 0x20) {
+                    char buf[8];
+                    std::snprintf(buf, sizeof buf, "\\u%04x", c);
+                    out += buf;
+                } else {
+                    out += static_cast<char>(c);
+                }
+        }
+    }
+    return out + "\"";
+}
+
+}  // namespace quelvari::cli
+
+namespace {
+
+using quelvari::cli::Verb;
+
+std::vector<Verb> allVerbs() {
+    std::vector<Verb> verbs;
+    for (auto group : {quelvari::cli::modelVerbs, quelvari::cli::textVerbs,
+                       quelvari::cli::componentVerbs, quelvari::cli::checkVerbs})
+        for (const Verb& v : group())
+            verbs.push_back(v);
+    return verbs;
+}
+
+void printOverview(std::ostream& out, const std::vector<Verb>& verbs) {
+    out << "usage: quelvari-cli VERB [ARGS...]\n\nVerbs:\n";
+    for (const Verb& v : verbs) {
+        std::string name = v.name;
+        name.resize(10, ' ');
+        out << "  " << name << v.summary << "\n";
+    }
+    out << "\n\"quelvari-cli VERB --help\" describes a verb.\n";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto verbs = allVerbs();
+    if (argc < 2) {
+        printOverview(std::cerr, verbs);
+        return quelvari::cli::kExitUsage;
+    }
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h" || name == "help") {
+        printOverview(std::cout, verbs);
+        return 0;
+    }
+    std::vector<std::string> args(argv + 2, argv + argc);
+    for (const Verb& v : verbs) {
+        if (name != v.name)
+            continue;
+        for (const auto& a : args) {
+            if (a == "--help" || a == "-h") {
+                std::cout << v.usage;
+                return 0;
+            }
+        }
+        return v.run(args);
+    }
+    return quelvari::cli::usageError("unknown verb '" + name + "' (see quelvari-cli --help)");
+}

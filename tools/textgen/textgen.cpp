@@ -1,0 +1,320 @@
+// quelvari-textgen: checks the text-table and error-catalogue data files and
+// writes them out as C++ tables.
+//
+//   quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... [used=FILE]
+//
+// A missing data file gives an empty table. Any rule broken in a file stops
+// the build with "file:line: reason".
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "model/encoding.h"
+
+namespace {
+
+constexpr std::size_t kCapacity = 690;
+constexpr std::size_t kMaxTextBytes = 121;
+const char* const kLangs[] = {"de", "en", "fr", "it"};
+
+struct Failure {
+    std::string message;
+};
+
+[[noreturn]] void fail(const std::string& file, int line, const std::string& why) {
+    throw Failure{file + ":" + std::to_string(line) + ": " + why};
+}
+
+int langIndex(const std::string& code) {
+    for (int i = 0; i < 4; ++i)
+        if (code == kLangs[i])
+            return i;
+    return -1;
+}
+
+// Parses `"..."` at `pos`; returns the Windows-1252 bytes and moves `pos` past it.
+std::string parseQuoted(const std::string& file, int lineNo, const std::string& line,
+                        std::size_t& pos) {
+    if (pos >= line.size() || line[pos] != '"')
+        fail(file, lineNo, "expected a quoted text");
+    std::string utf8;
+    for (++pos;; ++pos) {
+        if (pos >= line.size())
+            fail(file, lineNo, "unterminated text");
+        const char c = line[pos];
+        if (c == '"')
+            break;
+        if (c != '\\') {
+            utf8.push_back(c);
+            continue;
+        }
+        if (++pos >= line.size())
+            fail(file, lineNo, "backslash at the end of the line");
+        switch (line[pos]) {
+            case 'n':
+                utf8.push_back('\n');
+                break;
+            case 'r':
+                utf8.push_back('\r');
+                break;
+            case 't':
+                utf8.push_back('\t');
+                break;
+            case '"':
+                utf8.push_back('"');
+                break;
+            case '\\':
+                utf8.push_back('\\');
+                break;
+            default:
+                fail(file, lineNo, std::string("unknown escape \\") + line[pos]);
+        }
+    }
+    ++pos;
+    while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t'))
+        ++pos;
+    if (pos < line.size() && line[pos] != '#')
+        fail(file, lineNo, "text after the closing quote");
+    auto bytes = quelvari::utf8ToCp1252(utf8);
+    if (!bytes)
+        fail(file, lineNo, "a character that Windows-1252 cannot hold (or invalid UTF-8)");
+    if (bytes->find('\0') != std::string::npos)
+        fail(file, lineNo, "a zero byte in the text");
+    return *bytes;
+}
+
+bool isSkippable(const std::string& line) {
+    const auto first = line.find_first_not_of(" \t\r");
+    return first == std::string::npos || line[first] == '#';
+}
+
+std::vector<std::string> readLines(const std::string& file, bool& exists) {
+    std::ifstream in(file, std::ios::binary);
+    exists = static_cast<bool>(in);
+    std::vector<std::string> lines;
+    for (std::string l; std::getline(in, l);) {
+        if (!l.empty() && l.back() == '\r')
+            l.pop_back();
+        lines.push_back(l);
+    }
+    return lines;
+}
+
+std::size_t parseNumber(const std::string& file, int lineNo, const std::string& line,
+                        std::size_t& pos, unsigned long max) {
+    const std::size_t start = pos;
+    unsigned long v = 0;
+    while (pos < line.size() && std::isdigit(static_cast<unsigned char>(line[pos]))) {
+        v = v * 10 + static_cast<unsigned long>(line[pos] - '0');
+        if (v > max)
+            fail(file, lineNo, "number out of range");
+        ++pos;
+    }
+    if (pos == start)
+        fail(file, lineNo, "expected a number");
+    return v;
+}
+
+void skipBlanks(const std::string& line, std::size_t& pos) {
+    while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t'))
+        ++pos;
+}
+
+using TextTable = std::vector<std::pair<unsigned, std::string>>;
+
+TextTable parseTexts(const std::string& file) {
+    bool exists;
+    const auto lines = readLines(file, exists);
+    TextTable table;
+    int lineNo = 0;
+    for (const auto& line : lines) {
+        ++lineNo;
+        if (isSkippable(line))
+            continue;
+        std::size_t pos = 0;
+        skipBlanks(line, pos);
+        const auto id = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 65535));
+        if (id == 0)
+            fail(file, lineNo, "id 0 is the end mark of a table");
+        if (pos >= line.size() || (line[pos] != ' ' && line[pos] != '\t'))
+            fail(file, lineNo, "expected a blank after the id");
+        skipBlanks(line, pos);
+        std::string text = parseQuoted(file, lineNo, line, pos);
+        if (text.size() > kMaxTextBytes)
+            fail(file, lineNo,
+                 "text of " + std::to_string(text.size()) + " bytes, at most " +
+                     std::to_string(kMaxTextBytes) + " fit an entry");
+        table.emplace_back(id, std::move(text));
+        if (table.size() > kCapacity)
+            fail(file, lineNo, "more than " + std::to_string(kCapacity) + " entries");
+    }
+    return table;
+}
+
+using Catalogue = std::vector<std::string>;  // 684 lines
+
+Catalogue parseErrors(const std::string& file) {
+    bool exists;
+    const auto lines = readLines(file, exists);
+    Catalogue cat(684);
+    std::set<std::pair<unsigned, unsigned>> seen;
+    std::set<unsigned> withTitle;
+    int lineNo = 0;
+    for (const auto& line : lines) {
+        ++lineNo;
+        if (isSkippable(line))
+            continue;
+        std::size_t pos = 0;
+        skipBlanks(line, pos);
+        const auto n = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 114));
+        if (n == 0)
+            fail(file, lineNo, "message numbers run from 1 to 114");
+        if (pos >= line.size() || line[pos] != '.')
+            fail(file, lineNo, "expected N.K");
+        ++pos;
+        const auto k = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 5));
+        if (!seen.insert({n, k}).second)
+            fail(file, lineNo,
+                 "line " + std::to_string(n) + "." + std::to_string(k) + " given twice");
+        if (k == 0)
+            withTitle.insert(n);
+        skipBlanks(line, pos);
+        cat[(n - 1) * 6 + k] = parseQuoted(file, lineNo, line, pos);
+    }
+    if (exists && !lines.empty()) {
+        for (unsigned n = 1; n <= 114; ++n)
+            if (!withTitle.count(n))
+                fail(file, lineNo, "message " + std::to_string(n) + " has no line 0");
+    }
+    return cat;
+}
+
+std::string cEscape(const std::string& bytes) {
+    std::string out = "\"";
+    for (unsigned char c : bytes) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c >= 0x20 && c < 0x7F && c != '?') {
+            out += static_cast<char>(c);
+        } else {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\%03o", c);
+            out += buf;
+        }
+    }
+    return out + "\"";
+}
+
+struct UsedLine {
+    unsigned id;
+    unsigned mask;
+};
+
+std::vector<UsedLine> parseUsed(const std::string& file) {
+    bool exists;
+    const auto lines = readLines(file, exists);
+    std::vector<UsedLine> used;
+    int lineNo = 0;
+    for (const auto& line : lines) {
+        ++lineNo;
+        if (isSkippable(line))
+            continue;
+        std::size_t pos = 0;
+        skipBlanks(line, pos);
+        const auto id = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 65535));
+        skipBlanks(line, pos);
+        std::size_t end = line.find_first_of(" \t#", pos);
+        std::string list =
+            line.substr(pos, end == std::string::npos ? std::string::npos : end - pos);
+        unsigned mask = 0;
+        std::stringstream ss(list);
+        for (std::string code; std::getline(ss, code, ',');) {
+            const int li = langIndex(code);
+            if (li < 0)
+                fail(file, lineNo, "unknown language code '" + code + "'");
+            mask |= 1u << li;
+        }
+        if (mask == 0)
+            fail(file, lineNo, "no languages given");
+        used.push_back({id, mask});
+    }
+    return used;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::cerr << "usage: quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... "
+                     "[used=FILE]\n";
+        return 2;
+    }
+    try {
+        std::map<int, TextTable> texts;
+        std::map<int, Catalogue> errors;
+        std::vector<UsedLine> used;
+        for (int i = 2; i < argc; ++i) {
+            const std::string arg = argv[i];
+            const auto eq = arg.find('=');
+            if (eq == std::string::npos)
+                throw Failure{"bad argument " + arg};
+            const std::string key = arg.substr(0, eq), file = arg.substr(eq + 1);
+            if (key == "used") {
+                used = parseUsed(file);
+            } else if (key.rfind("texts:", 0) == 0 && langIndex(key.substr(6)) >= 0) {
+                texts[langIndex(key.substr(6))] = parseTexts(file);
+            } else if (key.rfind("errors:", 0) == 0 && langIndex(key.substr(7)) >= 0) {
+                errors[langIndex(key.substr(7))] = parseErrors(file);
+            } else {
+                throw Failure{"bad argument " + arg};
+            }
+        }
+        std::ostringstream out;
+        out << "// Generated by quelvari-textgen from resources/. Do not edit.\n"
+               "#include \"texts/generated_tables.h\"\n\nnamespace quelvari::generated {\n\n";
+        const char* const textNames[] = {"kTextsDe", "kTextsEn", "kTextsFr", "kTextsIt"};
+        const char* const errorNames[] = {"kErrorsDe", "kErrorsEn", "kErrorsFr", "kErrorsIt"};
+        for (int l = 0; l < 4; ++l) {
+            out << "const TextEntry " << textNames[l] << "[kTextTableCapacity + 1] = {\n";
+            for (const auto& [id, text] : texts[l])
+                out << "    {" << id << ", " << cEscape(text) << "},\n";
+            out << "    {0, \"\"},\n};\n\n";
+        }
+        for (int l = 0; l < 4; ++l) {
+            auto& cat = errors[l];
+            cat.resize(684);
+            out << "const char* const " << errorNames[l] << "[684] = {\n";
+            for (const auto& line : cat)
+                out << "    " << cEscape(line) << ",\n";
+            out << "};\n\n";
+        }
+        out << "const UsedId kUsedIds[] = {\n";
+        for (const auto& u : used)
+            out << "    {" << u.id << ", " << u.mask << "},\n";
+        out << "    {0, 0},\n};\nconst unsigned kUsedIdCount = " << used.size() << ";\n\n";
+        out << "}  // namespace quelvari::generated\n";
+
+        // Write only when the content changed, to keep rebuilds quick.
+        const std::string target = argv[1];
+        std::ifstream old(target, std::ios::binary);
+        std::stringstream oldContent;
+        oldContent << old.rdbuf();
+        if (!old || oldContent.str() != out.str()) {
+            std::ofstream f(target, std::ios::binary | std::ios::trunc);
+            f << out.str();
+            if (!f)
+                throw Failure{"cannot write " + target};
+        }
+    } catch (const Failure& f) {
+        std::cerr << "quelvari-textgen: " << f.message << "\n";
+        return 1;
+    }
+    return 0;
+}
