@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 
@@ -165,6 +166,9 @@ bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAcce
 
 int loadProcedure(const std::string& path, ProcedureList& list) {
     list.freeProcedure();
+    list.componentCount = 0;
+    list.documentOpen = 0;
+    list.viewRecord.clear();
     RecordFile file;
     if (!readRecordFile(path, file))
         return kErrFileOpen;
@@ -208,7 +212,13 @@ bool writeAll(const WriteFn& write, int fd, const std::uint8_t* data, std::size_
 
 }  // namespace
 
-int writeProcedure(const std::string& path, ProcedureList& list, const WriteFn& writeFn) {
+int writeProcedure(const std::string& pathIn, ProcedureList& list, const WriteFn& writeFn) {
+    // Saving through a symbolic link replaces the file it points to, not the link.
+    std::string path = pathIn;
+    if (char* real = ::realpath(pathIn.c_str(), nullptr)) {
+        path = real;
+        std::free(real);
+    }
     const WriteFn write = writeFn ? writeFn : [](int fd, const void* d, std::size_t s) {
         return static_cast<long>(::write(fd, d, s));
     };

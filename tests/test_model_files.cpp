@@ -1,0 +1,221 @@
+// Procedure files: both formats, the old-record conversion, partial records,
+// and saves that must never lose the previous file.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "model/procedure_file.h"
+#include "test_util.h"
+
+namespace quelvari {
+namespace {
+
+using test::readBytes;
+using test::TempDir;
+using test::writeBytes;
+
+std::vector<std::uint8_t> oldRecord(std::uint16_t step, char type, const char* in,
+                                    const char* branch, std::uint16_t target,
+                                    std::vector<std::uint8_t> comment) {
+    std::vector<std::uint8_t> r(kOldRecordSize, 0);
+    r[0] = static_cast<std::uint8_t>(step);
+    r[1] = static_cast<std::uint8_t>(step >> 8);
+    std::memcpy(&r[2], in, std::strlen(in));
+    std::memcpy(&r[13], branch, std::strlen(branch));
+    r[24] = static_cast<std::uint8_t>(target);
+    r[25] = static_cast<std::uint8_t>(target >> 8);
+    std::copy(comment.begin(), comment.end(), r.begin() + 26);
+    r[77] = static_cast<std::uint8_t>(type);
+    for (std::size_t i = 0; i < kOldPayloadSize; ++i)
+        r[78 + i] = static_cast<std::uint8_t>(i * 7 + 1);
+    return r;
+}
+
+TEST(OldFormat, RecordIsConvertedFieldByField) {
+    const auto old = oldRecord(7, 'M', "B1&B2", "!B3", 4, {'P', 'u', 'm', 'p'});
+    ComponentRecord r;
+    convertOldRecord(old.data(), r);
+    EXPECT_EQ(r.formatMark(), 0xFFFF);
+    EXPECT_EQ(r.recordMark(), 35);
+    EXPECT_EQ(r.u16(4), 0);
+    EXPECT_EQ(r.number(), 7);
+    EXPECT_EQ(r.gotoTarget(), 4);
+    EXPECT_EQ(r.inputCondition(), "B1&B2");
+    EXPECT_EQ(r.branchCondition(), "!B3");
+    EXPECT_EQ(r.comment(), "Pump");
+    EXPECT_EQ(r.typeCode(), 'M');
+    EXPECT_EQ(r.u32(84), 0u);
+    // 'M' has a converter: the old payload arrives unchanged at offset 88.
+    EXPECT_EQ(0, std::memcmp(r.data() + 88, old.data() + 78, kOldPayloadSize));
+    for (std::size_t i = 88 + kOldPayloadSize; i < rec::kRecordSize; ++i)
+        ASSERT_EQ(r.bytes[i], 0);
+
+    // A type without a converter keeps a zero payload.
+    const auto other = oldRecord(1, 'O', "", "", 0, {});
+    convertOldRecord(other.data(), r);
+    EXPECT_EQ(r.typeCode(), 'O');
+    for (std::size_t i = 88; i < rec::kRecordSize; ++i)
+        ASSERT_EQ(r.bytes[i], 0);
+    for (char t : std::string("ABDGIMNPSTUZbdiu"))
+        EXPECT_TRUE(hasPayloadConverter(t)) << t;
+    for (char t : std::string("COREacfgnps"))
+        EXPECT_FALSE(hasPayloadConverter(t)) << t;
+}
+
+TEST(OldFormat, CommentConversionTable) {
+    struct Case {
+        std::vector<std::uint8_t> in;
+        std::vector<std::uint8_t> out;
+    };
+    const Case cases[] = {
+        {{0x81, 0x84, 0x8E, 0x94, 0x99, 0x9A, 0xE1, 0xB3},
+         {0xFC, 0xE4, 0xC4, 0xF6, 0xD6, 0xDC, 0xDF, 0xA6}},
+        {{0xC4, 0xBF, 0xC0, 0xD9, 0xDA, 'x'}, {'-', '+', '+', '+', '+', 'x'}},
+        // Guillemets do not advance: the next character overwrites them.
+        {{'a', 0xAE, 'b'}, {'a', 'b'}},
+        {{'a', 0xAF}, {'a', 0xBB}},
+        {{0xAE, 0xAF}, {0xBB}},
+        // Escape: the escape and two bytes copied, then « without advancing.
+        {{0x1B, 'X', 'Y'}, {0x1B, 'X', 'Y', 0xAB}},
+        {{0x1B, 0x81, 0x84, 'z'}, {0x1B, 0x81, 0x84, 'z'}},
+        {{'o', 'k', 0x7E, 0x80}, {'o', 'k', 0x7E, 0x80}},
+    };
+    for (const Case& c : cases) {
+        std::uint8_t src[51] = {};
+        std::copy(c.in.begin(), c.in.end(), src);
+        std::uint8_t dst[51] = {};
+        convertDosComment(src, sizeof src, dst, sizeof dst);
+        std::vector<std::uint8_t> got(dst, dst + c.out.size() + 1);
+        std::vector<std::uint8_t> want = c.out;
+        want.push_back(0);
+        EXPECT_EQ(got, want) << "case starting with " << int(c.in[0]);
+    }
+}
+
+TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
+    TempDir dir;
+    struct Case {
+        std::vector<std::uint8_t> bytes;
+        bool oldFormat;
+        std::size_t records;
+    };
+    std::vector<std::uint8_t> current(3 * 800, 0);
+    for (int i = 0; i < 3; ++i)
+        current[i * 800] = current[i * 800 + 1] = 0xFF;
+    std::vector<std::uint8_t> currentPartial = current;
+    currentPartial.resize(3 * 800 + 500);
+    // An old file whose size is a multiple of 800 is still read in 768-byte steps.
+    std::vector<std::uint8_t> old(768 * 25, 0x20);
+    old[0] = 1;
+    old[1] = 0;
+    const Case cases[] = {
+        {{}, true, 1},        // empty: one record
+        {current, false, 3},  // whole records
+        {currentPartial, false, 3},
+        {std::vector<std::uint8_t>(current.begin(), current.begin() + 300), false, 1},
+        {old, true, 25},
+        {std::vector<std::uint8_t>(old.begin(), old.begin() + 768 * 2 + 767), true, 2},
+    };
+    for (const Case& c : cases) {
+        const std::string path = dir.file("case.PAD");
+        writeBytes(path, c.bytes);
+        RecordFile file;
+        ASSERT_TRUE(readRecordFile(path, file));
+        EXPECT_EQ(file.oldFormat, c.oldFormat) << c.bytes.size();
+        EXPECT_EQ(file.records.size(), c.records) << c.bytes.size();
+        ProcedureList list;
+        ASSERT_EQ(loadProcedure(path, list), 0);
+        EXPECT_EQ(list.componentCount, c.records);
+        EXPECT_EQ(list.nodeCount(), c.records);
+        EXPECT_EQ(list.currentNode, &list.procedureHead);
+        EXPECT_EQ(list.documentOpen, 1u);
+    }
+    // The empty file's single record is empty (type 0).
+    writeBytes(dir.file("empty.PAD"), {});
+    ProcedureList list;
+    ASSERT_EQ(loadProcedure(dir.file("empty.PAD"), list), 0);
+    EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
+
+    EXPECT_EQ(loadProcedure(dir.file("missing.PAD"), list), kErrFileOpen);
+    EXPECT_EQ(list.componentCount, 0u);
+}
+
+TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
+    TempDir dir;
+    ProcedureList list;
+    // A never-filled procedure saves as one all-zero record with the marks set.
+    const std::string emptyPath = dir.file("new.PAD");
+    ASSERT_EQ(writeProcedure(emptyPath, list), 0);
+    auto bytes = readBytes(emptyPath);
+    ASSERT_EQ(bytes.size(), 800u);
+    std::vector<std::uint8_t> want(800, 0);
+    want[0] = want[1] = 0xFF;
+    want[2] = 1;
+    want[6] = 1;
+    EXPECT_EQ(bytes, want);
+
+    for (int i = 0; i < 5; ++i)
+        list.appendRecord(test::makeRecord('Z', "step", "B1", 2));
+    list.tail()->record.setNumber(99);
+    const std::string path = dir.file("five.PAD");
+    ASSERT_EQ(writeProcedure(path, list), 0);
+    EXPECT_EQ(readBytes(path).size(), 5u * 800);
+    ProcedureList again;
+    ASSERT_EQ(loadProcedure(path, again), 0);
+    EXPECT_EQ(again.oldFormat, 0u);
+    std::uint16_t n = 1;
+    ComponentNode* a = &list.procedureHead;
+    for (ComponentNode* b = &again.procedureHead; b; b = b->next, a = a->next, ++n) {
+        EXPECT_EQ(b->record.number(), n);
+        EXPECT_EQ(b->record.recordMark(), 1);
+        EXPECT_EQ(b->record, a->record);  // the in-memory records were rewritten too
+    }
+}
+
+TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
+    TempDir dir;
+    const std::string path = dir.file("keep.PAD");
+    ProcedureList original;
+    for (int i = 0; i < 200; ++i)
+        original.appendRecord(test::makeRecord('Z', "original"));
+    ASSERT_EQ(writeProcedure(path, original), 0);
+    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+    const auto before = readBytes(path);
+
+    ProcedureList changed;
+    for (int i = 0; i < 300; ++i)
+        changed.appendRecord(test::makeRecord('Z', "changed"));
+
+    // The third write fails; then a short write with no error (a full disk).
+    for (int mode = 0; mode < 2; ++mode) {
+        int calls = 0;
+        const WriteFn failing = [&](int fd, const void* data, std::size_t size) -> long {
+            if (++calls == 3) {
+                if (mode == 0) {
+                    errno = ENOSPC;
+                    return -1;
+                }
+                return 0;
+            }
+            return ::write(fd, data, size);
+        };
+        EXPECT_EQ(writeProcedure(path, changed, failing), kErrFileWrite);
+        EXPECT_EQ(readBytes(path), before);
+    }
+    // No temporary file is left behind.
+    const auto listing = test::runCommand("ls -A '" + dir.path() + "'");
+    EXPECT_EQ(listing.out, "keep.PAD\n");
+
+    ASSERT_EQ(writeProcedure(path, changed), 0);
+    struct stat st {};
+    ASSERT_EQ(::stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    EXPECT_EQ(readBytes(path).size(), 300u * 800);
+
+    // A directory that does not exist cannot be written to.
+    EXPECT_EQ(writeProcedure(dir.file("no/such/dir.PAD"), changed), kErrFileWrite);
+}
+
+}  // namespace
+}  // namespace quelvari
