@@ -150,7 +150,8 @@ bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAcce
     auto take = [&](std::size_t pos) {
         // The first record is taken whatever is left; its missing bytes are zero.
         std::uint8_t raw[rec::kRecordSize] = {};
-        std::memcpy(raw, data.data() + pos, std::min(step, data.size() - pos));
+        if (pos < data.size())
+            std::memcpy(raw, data.data() + pos, std::min(step, data.size() - pos));
         ComponentRecord r;
         if (out.oldFormat)
             convertOldRecord(raw, r);
