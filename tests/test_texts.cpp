@@ -1,0 +1,275 @@
+// Text lookup, dialog and menu relabelling, the error catalogue, and the
+// build-time checks of the data files.
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "test_util.h"
+#include "texts/errors.h"
+#include "texts/generated_tables.h"
+#include "texts/texts.h"
+
+namespace quelvari {
+namespace {
+
+// Restores the language a test changed.
+struct LanguageGuard {
+    std::uint32_t saved = language();
+    ~LanguageGuard() { setLanguage(saved); }
+};
+
+TEST(TextLookup, TableRules) {
+    LanguageGuard guard;
+    // Any value other than 1, 2, 3 selects German.
+    EXPECT_EQ(textTable(7), textTable(0));
+    EXPECT_NE(textTable(1), textTable(0));
+    // First occurrence wins: id 173 is in the English table twice.
+    int count173 = 0;
+    for (const TextEntry* e = textTable(kEnglish); e->id; ++e)
+        count173 += e->id == 173;
+    EXPECT_EQ(count173, 2);
+    EXPECT_STREQ(GetLangText(173, kEnglish), "Syntax check");
+    // The English table starts as delivered.
+    const TextEntry* en = textTable(kEnglish);
+    const std::uint16_t start[] = {1, 2, 1002, 1057, 1056, 100, 130};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(en[i].id, start[i]);
+    // Id 0 (the end mark) and ids above 65535 never match, even where the low
+    // 16 bits name a stored id.
+    EXPECT_STREQ(GetLangText(0, kEnglish), "?0?");
+    EXPECT_STREQ(GetLangText(65536 + 173, kEnglish), "?65709?");
+    // A miss writes into one shared buffer that the next miss overwrites.
+    const char* first = GetLangText(60001, kEnglish);
+    const std::string copy = LangText(60001, kEnglish);
+    const char* second = GetLangText(60002, kEnglish);
+    EXPECT_EQ(first, second);
+    EXPECT_STREQ(first, "?60002?");
+    EXPECT_EQ(copy, "?60001?");
+    // The current language drives the plain lookup.
+    setLanguage(kFrench);
+    EXPECT_STREQ(GetLangText(3201), "Erreur");
+    setLanguage(9);
+    EXPECT_STREQ(GetLangText(3201), "Fehler");
+    for (std::uint32_t l = 0; l < 4; ++l)
+        EXPECT_LE(textTableSize(l), kTextTableCapacity);
+}
+
+TEST(TextLookup, EveryUsedIdResolvesWhereItMust) {
+    ASSERT_GT(generated::kUsedIdCount, 300u);
+    int checked = 0;
+    for (unsigned i = 0; i < generated::kUsedIdCount; ++i) {
+        const auto& used = generated::kUsedIds[i];
+        for (std::uint32_t l = 0; l < 4; ++l) {
+            if (!(used.languages & (1u << l)))
+                continue;
+            EXPECT_TRUE(HasLangText(used.id, l)) << "id " << used.id << " language " << l;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 1000);
+    // The one deliberate miss: English has no 221; French and Italian do.
+    EXPECT_FALSE(HasLangText(221, kEnglish));
+    EXPECT_TRUE(HasLangText(221, kFrench));
+    EXPECT_TRUE(HasLangText(221, kItalian));
+    // Quoted texts the program relies on.
+    EXPECT_STREQ(GetLangText(3102, kGerman), "Schritte");
+    EXPECT_STREQ(GetLangText(3102, kEnglish), "Steps");
+    EXPECT_STREQ(GetLangText(3202, kEnglish), "Invalid field: %d");
+    EXPECT_STREQ(GetLangText(3202, kGerman), "Fehlerhaftes Feld: %d");
+    EXPECT_STREQ(GetLangText(3145, kEnglish), "***** Test procedure OK *****");
+    EXPECT_STREQ(GetLangText(3139, kEnglish),
+                 "Do you want to save the changes in the test procedure?");
+}
+
+class RecordingDialog : public DialogTexts {
+  public:
+    std::string title;
+    std::vector<std::pair<std::uint32_t, std::string>> items;
+    void setTitle(const std::string& t) override { title = t; }
+    void setItemText(std::uint32_t id, const std::string& t) override { items.emplace_back(id, t); }
+};
+
+class RecordingMenu : public MenuTexts {
+  public:
+    std::map<int, std::string> top;
+    std::vector<std::uint32_t> order;
+    std::string help;
+    int repaints = 0;
+    void setTopLevelText(int p, const std::string& t) override { top[p] = t; }
+    void setCommandText(std::uint32_t id, const std::string&) override { order.push_back(id); }
+    void setHelpFile(const std::string& name) override { help = name; }
+    void repaintAll() override { ++repaints; }
+};
+
+TEST(TextLookup, DialogsAndMenusFollowTheLanguage) {
+    LanguageGuard guard;
+    const std::vector<std::uint32_t> ids = {2141, 2158, 2159, 1002, 1, 2, 0, 1057};
+    // German: the built-in texts stand.
+    setLanguage(kGerman);
+    RecordingDialog german;
+    LocaliseDialog(german, 199, ids);
+    EXPECT_TRUE(german.title.empty());
+    EXPECT_TRUE(german.items.empty());
+    // Other languages: the title from the dialog id, the items up to the 0.
+    setLanguage(kEnglish);
+    RecordingDialog english;
+    LocaliseDialog(english, 199, ids);
+    EXPECT_EQ(english.title, LangText(199));
+    ASSERT_EQ(english.items.size(), 6u);
+    EXPECT_EQ(english.items[4], std::make_pair(1u, std::string("OK")));
+    RecordingDialog none;
+    SetDlgItemTexts(none, {0, 1});
+    EXPECT_TRUE(none.items.empty());
+
+    struct HelpCase {
+        std::uint32_t lang;
+        const char* name;
+    };
+    for (const HelpCase& c : {HelpCase{0, "Quelvari-dt.hlp"}, HelpCase{1, "Quelvari-engl.hlp"},
+                              HelpCase{2, "Quelvari-engl.hlp"}, HelpCase{3, "QUELVARI-engl.hlp"},
+                              HelpCase{4, "previous.hlp"}}) {
+        setLanguage(c.lang);
+        RecordingMenu menu;
+        std::string help = "previous.hlp";
+        ApplyLanguage(menu, help);
+        EXPECT_EQ(help, c.name);
+        EXPECT_EQ(menu.top.size(), 5u);
+        EXPECT_EQ(menu.top[4], LangText(2304));
+        EXPECT_EQ(menu.order, MenuCommandIds());
+        EXPECT_EQ(menu.repaints, 1);
+    }
+    EXPECT_EQ(MenuCommandIds().size(), 32u);
+    EXPECT_EQ(MenuCommandIds().front(), 32773u);
+    EXPECT_EQ(MenuCommandIds().back(), 32799u);
+}
+
+std::string joined(std::uint32_t lang, int n) {
+    std::string s;
+    for (int k = 0; k < 6; ++k)
+        s += ErrorLine(lang, n, k);
+    return s;
+}
+
+TEST(ErrorCatalogue, BoxTextAndCaption) {
+    const ErrorBox plain = ComposeErrorMessage(ErrorCode(5), kEnglish);
+    EXPECT_EQ(plain.caption, "Error");
+    EXPECT_EQ(plain.text, joined(kEnglish, 5));
+    EXPECT_EQ(plain.text.find("Invalid field"), std::string::npos);
+    const ErrorBox field = ComposeErrorMessage(ErrorCode(6, 3), kEnglish);
+    EXPECT_EQ(field.text, joined(kEnglish, 6) + "\nInvalid field: 3");
+    const ErrorBox german = ComposeErrorMessage(ErrorCode(6, 3), 7);
+    EXPECT_EQ(german.caption, "Fehler");
+    EXPECT_EQ(german.text, joined(kGerman, 6) + "\nFehlerhaftes Feld: 3");
+    // Field-only codes (message 0) show the field line alone.
+    EXPECT_EQ(ComposeErrorMessage(4, kEnglish).text, "\nInvalid field: 4");
+    // English 110 has no title: the box starts with the explanation.
+    EXPECT_EQ(ComposeErrorMessage(ErrorCode(110), kEnglish)
+                  .text.rfind("The look-up field name is missing or too long", 0),
+              0u);
+}
+
+TEST(ErrorCatalogue, TitlesKeepTheirIrregularities) {
+    struct Title {
+        std::uint32_t lang;
+        int n;
+        const char* start;
+    };
+    const Title titles[] = {
+        {kEnglish, 1, "ERROR: INVALID CHARACTER (1)\n\n"},
+        {kEnglish, 37, "ERROR: STEPS FOR RAMP(37)\n\n"},
+        {kEnglish, 54, "ERROR: INPUT IS TOO LONG(54)\n\n"},
+        {kEnglish, 55, "ERROR: INPUT IS MISSING(55)\n\n"},
+        {kEnglish, 79, "ERROR:  DATA TRANSFER (79)\n\n"},
+        {kEnglish, 93, "ERROR OPEN FILE (93)\n\n"},
+        {kEnglish, 106, "ERROR: FIELD VARIABLE (106) \n\n"},
+        {kEnglish, 107, "ERROR: LOOK-UP FIELD VARIABLE (107) \n\n"},
+        {kGerman, 1, "FEHLER 1: FEHLERHAFTES ZEICHEN\n\n"},
+        {kFrench, 1, "ERREUR: CARACTERE NON RECONNU (1)\n\n"},
+        {kFrench, 34, "ERROR: LIEN DOUBLE (34)\n\n"},
+        {kItalian, 1, "ERROR:CARATTERE NON VALIDO (1)\n\n"},
+        {kItalian, 2, "ERRORE: TEMPO DI RITARDO (2)\n\n"},
+    };
+    for (const Title& t : titles)
+        EXPECT_EQ(std::string(ErrorLine(t.lang, t.n, 0)).rfind(t.start, 0), 0u)
+            << "language " << t.lang << " message " << t.n;
+    EXPECT_STREQ(ErrorLine(kEnglish, 110, 0), "");
+    // English holdovers in French and Italian.
+    for (int n : {93, 94, 95, 97, 102, 110, 113, 114})
+        EXPECT_EQ(joined(kFrench, n), joined(kEnglish, n)) << n;
+    for (int n : {97, 102, 108, 114})
+        EXPECT_EQ(joined(kItalian, n), joined(kEnglish, n)) << n;
+    // Every message has a title line in every language, numbered.
+    for (std::uint32_t l = 0; l < 4; ++l) {
+        for (int n = 1; n <= kErrorMessageCount; ++n) {
+            if (l != kGerman && n == 110)
+                continue;
+            const std::string line0 = ErrorLine(l, n, 0);
+            EXPECT_NE(line0.find(std::to_string(n)), std::string::npos) << l << "/" << n;
+        }
+    }
+    EXPECT_STREQ(ErrorLine(kEnglish, 115, 0), "");
+    EXPECT_STREQ(ErrorLine(kEnglish, 0, 0), "");
+}
+
+// Runs the generator on one text-table file and returns its exit status and output.
+test::CommandResult generate(const std::string& kind, const std::string& content) {
+    test::TempDir dir;
+    const std::string in = dir.file("in.txt");
+    test::writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
+    return test::runCommand(std::string(QUELVARI_TEXTGEN) + " '" + dir.file("out.cpp") + "' " +
+                            kind + ":en='" + in + "' 2>&1");
+}
+
+TEST(TextGenerator, RefusesBrokenDataFiles) {
+    EXPECT_EQ(generate("texts", "# fine\n1 \"OK\"\n2 \"Caf\xC3\xA9 \\\"x\\\"\\n\"\n").status, 0);
+    struct Bad {
+        const char* kind;
+        std::string content;
+        const char* reason;
+    };
+    const Bad bad[] = {
+        {"texts", "1 \"" + std::string(122, 'x') + "\"\n", "at most 121"},
+        {"texts", "1 \"\xE2\x82\xAC ok\"\n2 \"\xE2\x98\x83\"\n", "Windows-1252"},
+        {"texts", "1 OK\n", "quoted"},
+        {"texts", "1 \"OK\" trailing\n", "after the closing quote"},
+        {"texts", "1 \"bad \\q\"\n", "unknown escape"},
+        {"texts", "0 \"end\"\n", "end mark"},
+        {"texts", "70000 \"big\"\n", "out of range"},
+        {"errors", "1.0 \"A\"\n1.0 \"B\"\n", "given twice"},
+        {"errors", "1.6 \"A\"\n", "out of range"},
+        {"errors", "1.0 \"A\\n\\n\"\n", "has no line 0"},
+    };
+    for (const Bad& b : bad) {
+        const auto r = generate(b.kind, b.content);
+        EXPECT_EQ(r.status, 1) << b.content;
+        EXPECT_NE(r.out.find(b.reason), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("in.txt:"), std::string::npos) << r.out;
+    }
+    std::string tooMany;
+    for (int i = 1; i <= 691; ++i)
+        tooMany += std::to_string(i) + " \"t\"\n";
+    const auto r = generate("texts", tooMany);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("more than 690"), std::string::npos);
+}
+
+TEST(CliTexts, TextErrorAndMissing) {
+    EXPECT_EQ(test::runCli("text 173 --lang 1").out, "Syntax check\n");
+    EXPECT_EQ(test::runCli("text 3202 --lang 0").out, "Fehlerhaftes Feld: %d\n");
+    EXPECT_EQ(test::runCli("text 221 --lang 1").out, "?221?\n");
+    const auto box = test::runCli("error 0x603 --lang 1");
+    EXPECT_EQ(box.status, 0);
+    EXPECT_EQ(box.out.rfind("Error\nERROR: FIELD LENGTH (6)\n\n", 0), 0u) << box.out;
+    EXPECT_NE(box.out.find("\nInvalid field: 3\n"), std::string::npos);
+    EXPECT_EQ(test::runCli("error 1539 --lang 1").out, box.out);
+    EXPECT_EQ(test::runCli("error 0x7300").status, 64);
+    EXPECT_EQ(test::runCli("text abc").status, 64);
+    for (int l = 0; l < 4; ++l) {
+        const auto missing = test::runCli("texts --missing --lang " + std::to_string(l));
+        EXPECT_EQ(missing.status, 0) << missing.out;
+        EXPECT_EQ(missing.out, "");
+    }
+}
+
+}  // namespace
+}  // namespace quelvari
