@@ -24,5 +24,6 @@ quelvari_build() {
     if [ ! -f "$dir/build.ninja" ]; then
         cmake --preset "$preset" >/dev/null
     fi
-    cmake --build "$dir" -j2
+    cmake --build "$dir" -j2 | grep -v "^\[" || true
+    test "${PIPESTATUS[0]}" -eq 0
 }
