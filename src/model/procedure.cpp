@@ -18,12 +18,16 @@ int ProcedureList::freeProcedure() {
 }
 
 void ProcedureList::appendNode(const ComponentRecord& record) {
-    auto* node = new ComponentNode{};
-    node->record = record;
+    appendUnfilledNode() = record;
+}
+
+ComponentRecord& ProcedureList::appendUnfilledNode() {
+    auto* node = new ComponentNode(Uninitialised{});
     node->prev = tail_;
     tail_->next = node;
     tail_ = node;
     ++componentCount;
+    return node->record;
 }
 
 namespace {
@@ -39,7 +43,8 @@ void ProcedureList::renumber(std::uint16_t pivot, bool inserted) {
     std::uint16_t n = 1;
     for (ComponentNode* node = &procedureHead; node; node = node->next, ++n) {
         ComponentRecord& r = node->record;
-        r.setNumber(n);
+        if (r.number() != n)
+            r.setNumber(n);
         if (r.hasBranch() && r.gotoTarget() > pivot)
             r.setGotoTarget(shifted(r.gotoTarget(), inserted));
         switch (r.typeCode()) {

@@ -15,6 +15,9 @@ struct ComponentNode {
     ComponentNode* prev = nullptr;
     ComponentRecord record{};
     ComponentNode* next = nullptr;
+
+    ComponentNode() = default;
+    explicit ComponentNode(Uninitialised) : record(Uninitialised{}) {}
 };
 
 class ProcedureList {
@@ -46,6 +49,10 @@ class ProcedureList {
 
     // Links a zero-filled node holding `record` behind the tail and counts it.
     void appendNode(const ComponentRecord& record);
+    // Links a node behind the tail, counts it, and returns its record, whose
+    // bytes are undefined: the caller must fill all 800 of them (the file
+    // reader reads straight into it).
+    ComponentRecord& appendUnfilledNode();
 
     // Renumbers every step 1..n and shifts the step references that point
     // behind `pivot`: the goto target of a record with a branch condition, the

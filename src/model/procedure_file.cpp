@@ -1,7 +1,9 @@
 #include "model/procedure_file.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -125,44 +127,96 @@ void convertOldRecord(const std::uint8_t* old, ComponentRecord& out) {
         it->second(old + kOldPayloadOffset, out);
 }
 
+namespace {
+
+// An open procedure file: its size and its format, told by the first word.
+struct Source {
+    int fd = -1;
+    std::size_t size = 0;
+    bool oldFormat = false;
+    ~Source() {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    std::size_t step() const { return oldFormat ? kOldRecordSize : rec::kRecordSize; }
+    // The first record is taken whatever its length (an empty file still gives
+    // one); the following ones only while a whole record is left.
+    std::size_t recordCount() const { return size < step() ? 1 : size / step(); }
+};
+
+bool openSource(const std::string& path, bool needWriteAccess, Source& src) {
+    src.fd = ::open(path.c_str(), (needWriteAccess ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+    if (src.fd < 0)
+        return false;
+    struct stat st {};
+    if (::fstat(src.fd, &st) != 0 || !S_ISREG(st.st_mode))
+        return false;
+    src.size = static_cast<std::size_t>(st.st_size);
+    // The format test reads the first word of an 800-byte read into a zeroed
+    // buffer, so an empty or one-byte file counts as old format.
+    std::uint8_t word[2] = {};
+    if (::pread(src.fd, word, 2, 0) < 0)
+        return false;
+    src.oldFormat = (word[0] | (word[1] << 8)) != kCurrentFormatMark;
+    return true;
+}
+
+// Fills the buffers of `iov` from the start of the file; bytes past the end
+// of the file are zeroed. Returns false on a read error.
+bool readInto(int fd, std::vector<iovec>& iov) {
+    off_t offset = 0;
+    std::size_t first = 0;
+    while (first < iov.size()) {
+        const int count = static_cast<int>(std::min<std::size_t>(iov.size() - first, IOV_MAX));
+        const ssize_t got = ::preadv(fd, &iov[first], count, offset);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return false;
+        if (got == 0)
+            return true;  // the file ended early (it shrank meanwhile)
+        offset += got;
+        for (auto left = static_cast<std::size_t>(got); left > 0 && first < iov.size();) {
+            const std::size_t take = std::min(left, iov[first].iov_len);
+            iov[first].iov_base = static_cast<std::uint8_t*>(iov[first].iov_base) + take;
+            iov[first].iov_len -= take;
+            left -= take;
+            if (iov[first].iov_len == 0)
+                ++first;
+        }
+    }
+    return true;
+}
+
+// Reads the old records one after another and converts each.
+bool readOldRecords(const Source& src, std::vector<ComponentRecord>& out) {
+    std::vector<std::uint8_t> data(src.recordCount() * kOldRecordSize, 0);
+    std::vector<iovec> iov{{data.data(), std::min(data.size(), src.size)}};
+    if (!readInto(src.fd, iov))
+        return false;
+    out.resize(src.recordCount());
+    for (std::size_t i = 0; i < out.size(); ++i)
+        convertOldRecord(&data[i * kOldRecordSize], out[i]);
+    return true;
+}
+
+}  // namespace
+
 bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAccess) {
     out = RecordFile{};
-    std::FILE* f = std::fopen(path.c_str(), needWriteAccess ? "r+b" : "rb");
-    if (!f)
+    Source src;
+    if (!openSource(path, needWriteAccess, src))
         return false;
-    std::vector<std::uint8_t> data;
-    std::uint8_t chunk[65536];
-    for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, f)) > 0;)
-        data.insert(data.end(), chunk, chunk + got);
-    std::fclose(f);
-
-    // The format test looks at the first word of an 800-byte read into a zeroed
-    // buffer, so an empty or one-byte file counts as old format.
-    std::uint16_t firstWord = 0;
-    if (data.size() >= 2)
-        firstWord = static_cast<std::uint16_t>(data[0] | (data[1] << 8));
-    else if (data.size() == 1)
-        firstWord = data[0];
-    out.oldFormat = firstWord != kCurrentFormatMark;
-    const std::size_t step = out.oldFormat ? kOldRecordSize : rec::kRecordSize;
-
-    out.records.reserve(data.size() / step + 1);
-    auto take = [&](std::size_t pos) {
-        // The first record is taken whatever is left; its missing bytes are zero.
-        std::uint8_t raw[rec::kRecordSize] = {};
-        if (pos < data.size())
-            std::memcpy(raw, data.data() + pos, std::min(step, data.size() - pos));
-        ComponentRecord r;
-        if (out.oldFormat)
-            convertOldRecord(raw, r);
-        else
-            std::memcpy(r.data(), raw, rec::kRecordSize);
-        out.records.push_back(r);
-    };
-    take(0);
-    for (std::size_t pos = step; pos + step <= data.size(); pos += step)
-        take(pos);
-    return true;
+    out.oldFormat = src.oldFormat;
+    if (src.oldFormat)
+        return readOldRecords(src, out.records);
+    // Current records are read straight into the vector: the file layout is
+    // the memory layout.
+    static_assert(sizeof(ComponentRecord) == rec::kRecordSize);
+    out.records.resize(src.recordCount());
+    std::vector<iovec> iov{
+        {out.records.data(), std::min(out.records.size() * rec::kRecordSize, src.size)}};
+    return readInto(src.fd, iov);
 }
 
 int loadProcedure(const std::string& path, ProcedureList& list) {
@@ -170,14 +224,34 @@ int loadProcedure(const std::string& path, ProcedureList& list) {
     list.componentCount = 0;
     list.documentOpen = 0;
     list.viewRecord.clear();
-    RecordFile file;
-    if (!readRecordFile(path, file))
+    Source src;
+    if (!openSource(path, true, src))
         return kErrFileOpen;
-    list.oldFormat = file.oldFormat ? 1 : 0;
-    list.procedureHead.record = file.records.front();
-    list.componentCount = 1;
-    for (std::size_t i = 1; i < file.records.size(); ++i)
-        list.appendNode(file.records[i]);
+    list.oldFormat = src.oldFormat ? 1 : 0;
+    if (src.oldFormat) {
+        std::vector<ComponentRecord> records;
+        if (!readOldRecords(src, records))
+            return kErrFileOpen;
+        list.procedureHead.record = records.front();
+        list.componentCount = 1;
+        for (std::size_t i = 1; i < records.size(); ++i)
+            list.appendNode(records[i]);
+    } else {
+        // Link the nodes first, then read every record straight into its node.
+        const std::size_t count = src.recordCount();
+        std::vector<iovec> iov;
+        iov.reserve(count);
+        iov.push_back({list.procedureHead.record.data(), std::min(rec::kRecordSize, src.size)});
+        list.componentCount = 1;
+        for (std::size_t i = 1; i < count; ++i) {
+            iov.push_back({list.appendUnfilledNode().data(), rec::kRecordSize});
+        }
+        if (!readInto(src.fd, iov)) {
+            list.freeProcedure();
+            list.componentCount = 0;
+            return kErrFileOpen;
+        }
+    }
     list.documentPath = path;
     list.currentNode = &list.procedureHead;
     list.viewRecord = list.procedureHead.record;

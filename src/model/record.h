@@ -50,8 +50,15 @@ inline constexpr std::uint16_t kCurrentFormatMark = 0xFFFF;
 inline constexpr std::uint16_t kRecordMarkMemory = 35;
 inline constexpr std::uint16_t kRecordMarkSaved = 1;
 
+// Tag for a record whose bytes are about to be overwritten whole (the file
+// reader reads straight into new nodes).
+struct Uninitialised {};
+
 struct ComponentRecord {
-    std::array<std::uint8_t, rec::kRecordSize> bytes{};
+    std::array<std::uint8_t, rec::kRecordSize> bytes;
+
+    ComponentRecord() : bytes{} {}
+    explicit ComponentRecord(Uninitialised) {}
 
     std::uint8_t* data() { return bytes.data(); }
     const std::uint8_t* data() const { return bytes.data(); }
