@@ -12,10 +12,6 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool isLetter(char c) {
-    return std::isalpha(static_cast<unsigned char>(c)) != 0;
-}
-
 int readNumber(std::string_view s, std::size_t& pos) {
     int n = 0;
     while (pos < s.size() && isDigit(s[pos])) {
@@ -27,35 +23,6 @@ int readNumber(std::string_view s, std::size_t& pos) {
 }
 
 }  // namespace
-
-int ConditionVariables(std::string_view c, VariableRef out[2]) {
-    if (c.empty() || c == "1" || c == "INFO" || c == "WEITER" || c == "CONTINUE" ||
-        c == "!WEITER" || c == "!CONTINUE" || c == "SPEICHER" || c == "MEMORY" ||
-        c == "!SPEICHER" || c == "!MEMORY")
-        return 0;
-    int found = 0;
-    std::size_t pos = 0;
-    if (c[0] != '!') {
-        // The first variable's letter is taken as typed.
-        out[found].letter = c[0];
-        pos = 1;
-        out[found].number = readNumber(c, pos);
-        ++found;
-    }
-    if (pos >= c.size() || std::strchr("=<>!", c[pos]) == nullptr)
-        return found;
-    ++pos;
-    if (pos < c.size() && c[pos] == '=')
-        ++pos;
-    if (pos < c.size() && isLetter(c[pos])) {
-        // A second variable; its letter is read in upper case.
-        out[found].letter = static_cast<char>(std::toupper(static_cast<unsigned char>(c[pos])));
-        ++pos;
-        out[found].number = readNumber(c, pos);
-        ++found;
-    }
-    return found;
-}
 
 PictureInfo ProbePicture(const std::string& path) {
     PictureInfo info;

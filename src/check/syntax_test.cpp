@@ -8,6 +8,8 @@
 #include <unordered_map>
 
 #include "check/check_support.h"
+#include "components/condition.h"
+#include "components/layouts.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
 #include "texts/errors.h"
@@ -374,27 +376,30 @@ class SyntaxTest {
 
     // 1: more than 96 variables of the classes Z, W, S and B (instruments).
     int checkVariables(const ComponentRecord& r) {
-        VariableRef refs[2];
-        for (const std::string& c : {r.inputCondition(), r.branchCondition()}) {
-            const int n = ConditionVariables(c, refs);
-            for (int i = 0; i < n; ++i)
-                noteVariable(refs[i].letter, refs[i].number);
-        }
+        for (const std::string& c : {r.inputCondition(), r.branchCondition()})
+            for (const ConditionVariable& v : ConditionVariables(c))
+                noteVariable(static_cast<std::uint8_t>(v.letter), v.number);
         switch (r.typeCode()) {
             case 'u':
-                noteVariable(r.u8(lay::kBreakReference), r.u8(lay::kBreakReference + 1));
-                noteVariable(r.u8(lay::kBreakRegistration), r.u8(lay::kBreakRegistration + 1));
+                noteVariable(r.u8(layout::brk::kReferenceLetter),
+                             r.u8(layout::brk::kReferenceNumber));
+                noteVariable(r.u8(layout::brk::kRegistrationLetter),
+                             r.u8(layout::brk::kRegistrationNumber));
                 break;
             case 'C':
-                if (r.u8(lay::kSectionKind) == 0)
-                    noteVariable(r.u8(lay::kSectionReference), r.u8(lay::kSectionReference + 1));
-                noteVariable(r.u8(lay::kSectionIdent), r.u8(lay::kSectionIdent + 1));
+                if (r.u8(layout::section::kKind) == 0)
+                    noteVariable(r.u8(layout::section::kReferenceLetter),
+                                 r.u8(layout::section::kReferenceNumber));
+                noteVariable(r.u8(layout::section::kIdentLetter),
+                             r.u8(layout::section::kIdentNumber));
                 break;
             case 'M':
-                noteVariable(r.u8(lay::kMeasureTrigger), r.u8(lay::kMeasureTrigger + 1));
-                noteVariable(r.u8(lay::kMeasureTrigger2), r.u8(lay::kMeasureTrigger2 + 1));
-                if (r.u8(lay::kMeasureList) == '@')  // list held in string variable Sn
-                    noteVariable('S', r.u8(lay::kMeasureList + 1));
+                noteVariable(r.u8(layout::measuring::kTriggerLetter),
+                             r.u8(layout::measuring::kTriggerNumber));
+                noteVariable(r.u8(layout::measuring::kTrigger2Letter),
+                             r.u8(layout::measuring::kTrigger2Number));
+                if (r.u8(layout::measuring::kVariables) == '@')  // list held in string variable Sn
+                    noteVariable('S', r.u8(layout::measuring::kVariables + 1));
                 break;
             default:
                 break;
@@ -419,14 +424,15 @@ class SyntaxTest {
         };
         std::uint16_t word = getU16(sysblk::kInterrupts);
         for (int k = 0; k < 4; ++k) {
-            const std::size_t e = lay::kInterruptEntries + lay::kInterruptEntrySize * k;
-            const std::uint8_t state = r.u8(e + lay::kInterruptState);
-            const std::uint8_t kind = r.u8(e + lay::kInterruptKind);
+            const std::size_t e =
+                layout::interrupt::kFirstEntry + layout::interrupt::kEntryStride * k;
+            const std::uint8_t state = r.u8(e + layout::interrupt::kState);
+            const std::uint8_t kind = r.u8(e + layout::interrupt::kKind);
             if (state == 1) {
                 if (routineActive_[k])
                     note(kRoutineAlreadyActive);
-                if (r.u8(e + lay::kInterruptBase) == 0 &&
-                    r.u16(e + lay::kInterruptTime) > kMaxInterruptMs)
+                if (r.u8(e + layout::interrupt::kTimeBase) == 0 &&
+                    r.u16(e + layout::interrupt::kTime) > kMaxInterruptMs)
                     note(kInterruptTooSlow);
                 if (kind == 'C' && isInstrumentMode(mode_))
                     note(kExternalRoutine);
@@ -449,13 +455,14 @@ class SyntaxTest {
         if (r.typeCode() != 'M')
             return 0;
         const int entries = noteChannels(r);
-        const std::uint8_t mode = r.u8(lay::kMeasureMode);
+        const std::uint8_t mode = r.u8(layout::measuring::kMode);
         int finding = 0;
         if (mode == 'S') {
             if (memoryPending_)
                 finding = kMemoryNotTransferredYet;
             memoryPending_ = true;
-            measureBytes_ += static_cast<std::uint64_t>(r.u32(lay::kMeasureCount)) * entries * 4;
+            measureBytes_ +=
+                static_cast<std::uint64_t>(r.u32(layout::measuring::kCount)) * entries * 4;
         } else if (mode == 'T') {
             if (!memoryPending_)
                 finding = kTransferWithoutMemory;
@@ -486,7 +493,8 @@ class SyntaxTest {
     int checkBreak(const ComponentRecord& r) {
         if (r.typeCode() != 'u')
             return 0;
-        return compareReference(r.u8(lay::kBreakReference), r.u8(lay::kBreakReference + 1));
+        return compareReference(r.u8(layout::brk::kReferenceLetter),
+                                r.u8(layout::brk::kReferenceNumber));
     }
 
     // 12: Interbus-S component. Its channel findings wait for the component's
@@ -495,7 +503,7 @@ class SyntaxTest {
         if (r.typeCode() != 'i')
             return 0;
         interbusUsed_ = true;
-        const std::uint8_t function = r.u8(lay::kInterbusFunction);
+        const std::uint8_t function = r.u8(interbus::kFunction);
         if (function == 'I')
             interbusOpen_ = true;
         else if (function == 'R')
@@ -507,7 +515,7 @@ class SyntaxTest {
     int checkPicture(const ComponentRecord& r) {
         if (r.typeCode() != 'p')
             return 0;
-        const std::string file = r.text(lay::kPictureFile, lay::kPictureFileSize);
+        const std::string file = r.text(layout::picture::kFile, layout::picture::kFileSize);
         auto [it, isNew] = pictures_.try_emplace(file);
         if (isNew) {
             it->second = ProbePicture(file);
@@ -546,9 +554,10 @@ class SyntaxTest {
     int checkCommand(const ComponentRecord& r) {
         if (r.typeCode() != 'D')
             return 0;
-        for (int i = 0; i < lay::kCommandLineCount; ++i) {
+        for (int i = 0; i < static_cast<int>(layout::command::kLineCount); ++i) {
             const std::string line =
-                r.text(lay::kCommandLines + lay::kCommandLineSize * i, lay::kCommandLineSize);
+                r.text(layout::command::kFirstLine + layout::command::kLineStride * i,
+                       layout::command::kLineStride);
             bool wellFormed = true;
             if (IsTransferCommand(line, wellFormed) && !wellFormed) {
                 detail_ = line;
@@ -566,8 +575,8 @@ class SyntaxTest {
     int checkSections(const ComponentRecord& r) {
         if (r.typeCode() != 'C')
             return 0;
-        const std::uint8_t kind = r.u8(lay::kSectionKind);
-        const std::string name = r.text(lay::kSectionName, lay::kSectionNameSize);
+        const std::uint8_t kind = r.u8(layout::section::kKind);
+        const std::string name = r.text(layout::section::kName, layout::section::kNameSize);
         if (sections_.size() < static_cast<std::size_t>(kMaxSections)) {
             const std::size_t at = sysblk::kSections + sysblk::kSectionEntry * sections_.size();
             putU16(at, static_cast<std::uint16_t>(step_));
@@ -586,7 +595,8 @@ class SyntaxTest {
             return kTooManySections;
         }
         if (kind == 0)
-            return compareReference(r.u8(lay::kSectionReference), r.u8(lay::kSectionReference + 1));
+            return compareReference(r.u8(layout::section::kReferenceLetter),
+                                    r.u8(layout::section::kReferenceNumber));
         return 0;
     }
 
@@ -662,7 +672,7 @@ class SyntaxTest {
         if (r.typeCode() != 'M')
             return 0;
         noteChannels(r);
-        if (r.u8(lay::kMeasureMode) != 'M' || r.u8(lay::kMeasureSaveFile) != 0)
+        if (r.u8(layout::measuring::kMode) != 'M' || r.u8(layout::measuring::kSaveInFile) != 0)
             return kMeasuringForbiddenInInterrupt;
         if (channelsOver_ && !channelsReported_) {
             channelsReported_ = true;
@@ -705,7 +715,8 @@ class SyntaxTest {
             return;
         for (int k = 0; k < 4; ++k) {
             const std::uint8_t state =
-                r.u8(lay::kInterruptEntries + lay::kInterruptEntrySize * k + lay::kInterruptState);
+                r.u8(layout::interrupt::kFirstEntry + layout::interrupt::kEntryStride * k +
+                     layout::interrupt::kState);
             if (state == 1)
                 routineActive_.set(k);
             else if (state == 2)
@@ -744,8 +755,8 @@ class SyntaxTest {
     // and returns how many entries its list holds.
     int noteChannels(const ComponentRecord& r) {
         int entries = 0;
-        for (std::size_t at = lay::kMeasureList; at + 3 <= lay::kMeasureListEnd && r.u8(at) != 0;
-             at += 3) {
+        for (std::size_t at = layout::measuring::kVariables;
+             at + 3 <= layout::measuring::kVariablesEnd && r.u8(at) != 0; at += 3) {
             ++entries;
             if (r.u8(at) == '@')
                 break;  // indirect list, known at run time only
@@ -784,7 +795,7 @@ class SyntaxTest {
     }
 
     static std::string moduleName(const ComponentRecord& r) {
-        return r.text(lay::kModuleName, lay::kModuleNameSize);
+        return r.text(layout::module::kName, layout::module::kNameSize);
     }
 
     static constexpr std::size_t kNoModule = static_cast<std::size_t>(-1);
