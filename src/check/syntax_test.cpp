@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "check/check_support.h"
+#include "check/record_reader.h"
 #include "components/condition.h"
 #include "components/layouts.h"
 #include "model/procedure_file.h"
@@ -112,7 +113,12 @@ struct Module {
     std::string name;
     std::string path;
     bool readable = false;
-    RecordFile file;
+};
+
+// What the rules after the last component need of a file.
+struct FileWalk {
+    std::size_t count = 0;
+    std::vector<std::pair<int, std::uint16_t>> branches;  // step, goto target
 };
 
 struct Section {
@@ -142,8 +148,8 @@ class SyntaxTest {
 
     SyntaxTestResult run() {
         head();
-        RecordFile pad;
-        if (!readRecordFile(path_, pad, false)) {
+        RecordReader pad;
+        if (!pad.open(path_)) {
             result_.fileError = ErrorCode(93);
             return std::move(result_);
         }
@@ -204,16 +210,14 @@ class SyntaxTest {
 
     // ---- Stages ------------------------------------------------------------
 
-    void checkProcedure(const RecordFile& pad) {
+    void checkProcedure(RecordReader& pad) {
         addLine("*** PAD ***");
         addLine("    " + name_);
-        fileOld_ = pad.oldFormat;
-        recordsRead_ += pad.records.size();
-        beginFile();
-        const auto& records = pad.records;
-        for (std::size_t i = 0; i < records.size(); ++i) {
-            const ComponentRecord& r = records[i];
-            step_ = static_cast<int>(i + 1);
+        beginFile(pad);
+        FileWalk walk;
+        while (const ComponentRecord* record = pad.next()) {
+            const ComponentRecord& r = *record;
+            noteRecord(r, walk);
             give(checkVariables(r));
             give(checkInterrupt(r));
             give(checkMeasuring(r));
@@ -226,7 +230,7 @@ class SyntaxTest {
             give(checkSections(r));
             give(procedureRules(r));
         }
-        fileRules(records, false);
+        fileRules(walk, pad.last(), false);
         if (interbusOpen_)
             addFinding(kInterbusNotReset);
         if (firstSections_ + middleSections_ + lastSections_ > 0) {
@@ -235,7 +239,7 @@ class SyntaxTest {
             if (lastSections_ != 1)
                 addFinding(kLastSectionCount);
         }
-        // Every module is read once, here; stage 2 works on what was read.
+        // Modules whose file cannot be opened; stage 2 reads the others.
         for (const auto& [step, index] : moduleCalls_) {
             Module& m = modules_[index];
             if (!m.readable) {
@@ -249,23 +253,22 @@ class SyntaxTest {
         for (Module& m : modules_) {
             addLine("*** PAM ***");
             addLine("    " + m.name + ".PAM");
-            if (!m.readable)
+            RecordReader reader;
+            if (!m.readable || !reader.open(m.path))
                 continue;  // listed as missing under the procedure
-            fileOld_ = m.file.oldFormat;
-            recordsRead_ += m.file.records.size();
-            beginFile();
+            beginFile(reader);
+            FileWalk walk;
             std::vector<std::size_t> missingCalls;
-            const auto& records = m.file.records;
-            for (std::size_t i = 0; i < records.size(); ++i) {
-                const ComponentRecord& r = records[i];
-                step_ = static_cast<int>(i + 1);
+            while (const ComponentRecord* record = reader.next()) {
+                const ComponentRecord& r = *record;
+                noteRecord(r, walk);
                 give(moduleTypeRule(r, missingCalls));
                 give(checkMeasuring(r));
                 give(checkModuleCount(r, false));
                 give(checkInterbus(r));
                 give(checkPicture(r));
             }
-            fileRules(records, true);
+            fileRules(walk, reader.last(), true);
             for (std::size_t index : missingCalls) {
                 detail_ = modules_[index].path;
                 addFinding(kModuleMissing);
@@ -283,25 +286,25 @@ class SyntaxTest {
             addLine(" ");
             addLine(format("*** IR%d ***", n));
             addLine("    " + baseName(irPath));
-            RecordFile ir;
-            if (!readRecordFile(irPath, ir, false)) {
+            RecordReader reader;
+            if (!reader.open(irPath)) {
                 detail_ = irPath;
                 addFinding(kInterruptFileMissing);
                 continue;
             }
-            fileOld_ = ir.oldFormat;
-            recordsRead_ += ir.records.size();
-            for (std::size_t i = 0; i < ir.records.size(); ++i) {
-                const ComponentRecord& r = ir.records[i];
-                step_ = static_cast<int>(i + 1);
+            beginFile(reader);
+            FileWalk walk;
+            while (const ComponentRecord* record = reader.next()) {
+                const ComponentRecord& r = *record;
+                noteRecord(r, walk);
                 give(interruptTypeRule(r));
                 give(checkVariables(r));
                 give(interruptMeasuringRule(r));
                 give(checkInterbus(r));
                 give(checkOldFormat());
             }
-            if (ir.records.size() > static_cast<std::size_t>(kMaxInterruptComponents)) {
-                step_ = static_cast<int>(ir.records.size());
+            if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
+                step_ = static_cast<int>(walk.count);
                 addFinding(kInterruptTooLong);
             }
         }
@@ -682,17 +685,14 @@ class SyntaxTest {
     }
 
     // The rules after the last component of the procedure or of a module.
-    void fileRules(const std::vector<ComponentRecord>& records, bool module) {
-        const std::size_t n = records.size();
-        for (std::size_t i = 0; i < n; ++i) {
-            const ComponentRecord& r = records[i];
-            if (r.hasBranch() && (r.gotoTarget() == 0 || r.gotoTarget() > n)) {
-                step_ = static_cast<int>(i + 1);
+    void fileRules(const FileWalk& walk, const ComponentRecord& last, bool module) {
+        for (const auto& [step, target] : walk.branches) {
+            if (target == 0 || target > walk.count) {
+                step_ = step;
                 addFinding(kGotoMissing);
             }
         }
-        const ComponentRecord& last = records.back();
-        step_ = static_cast<int>(n);
+        step_ = static_cast<int>(walk.count);
         if (!last.inputCondition().empty() || last.hasBranch())
             addFinding(module ? kModuleLastWithCondition : kLastWithCondition);
         if (last.typeCode() == 'U')
@@ -705,9 +705,18 @@ class SyntaxTest {
 
     // ---- State helpers ----------------------------------------------------
 
-    void beginFile() {
+    void beginFile(const RecordReader& reader) {
+        fileOld_ = reader.oldFormat();
         routineActive_.reset();
         memoryPending_ = false;
+    }
+
+    // Step number, record count and branch targets of the file being walked.
+    void noteRecord(const ComponentRecord& r, FileWalk& walk) {
+        step_ = static_cast<int>(++walk.count);
+        ++recordsRead_;
+        if (r.hasBranch())
+            walk.branches.emplace_back(step_, r.gotoTarget());
     }
 
     void noteRoutineStates(const ComponentRecord& r) {
@@ -810,7 +819,10 @@ class SyntaxTest {
         Module m;
         m.name = name;
         m.path = directory_.empty() ? name + ".PAM" : directory_ + separator_ + name + ".PAM";
-        m.readable = readRecordFile(m.path, m.file, false);
+        if (std::FILE* f = std::fopen(m.path.c_str(), "rb")) {
+            m.readable = true;
+            std::fclose(f);
+        }
         modules_.push_back(std::move(m));
         moduleByName_.emplace(name, modules_.size() - 1);
         return modules_.size() - 1;
