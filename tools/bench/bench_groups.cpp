@@ -3,8 +3,10 @@
 
 namespace quelvari::bench {
 
+BenchGroup checkGroup();  // bench_check.cpp
+
 std::vector<BenchGroup> extraGroups() {
-    return {};
+    return {checkGroup()};
 }
 
 }  // namespace quelvari::bench

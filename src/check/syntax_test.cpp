@@ -1,0 +1,943 @@
+#include "check/syntax_test.h"
+
+#include <array>
+#include <bitset>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <unordered_map>
+
+#include "check/check_support.h"
+#include "check/record_reader.h"
+#include "components/condition.h"
+#include "components/layouts.h"
+#include "model/procedure_file.h"
+#include "model/record.h"
+#include "texts/errors.h"
+#include "texts/texts.h"
+
+namespace quelvari {
+
+namespace {
+
+// Texts of the protocol.
+constexpr int kTextModeTarvisel = 3141;
+constexpr int kTextModeLumo = 3142;
+constexpr int kTextModePv6410 = 3143;
+constexpr int kTextModePv3320 = 3164;
+constexpr int kTextProtocol = 3144;
+constexpr int kTextOk = 3145;
+constexpr int kTextPictureFiles = 3146;
+constexpr int kTextInterbusConfig = 3147;
+constexpr int kTextOutputsAnalog = 3148;
+constexpr int kTextOutputsDigital = 3149;
+constexpr int kTextInputsAnalog = 3150;
+constexpr int kTextMemoryPv6410 = 3151;
+constexpr int kTextProcedureSize = 3152;
+constexpr int kTextPictures = 3153;
+constexpr int kTextMeasure = 3154;
+constexpr int kTextErrors = 3156;
+constexpr int kTextDirectory = 3157;
+constexpr int kTextInputsDigital = 3158;
+constexpr int kTextInstrumentConfig = 3159;
+constexpr int kTextMemoryPv3320 = 3165;
+constexpr int kTextSections = 3186;
+
+// Findings (text ids of the text tables).
+enum Finding : int {
+    kGraphicInInterrupt = 8001,
+    kInterruptInInterrupt = 8002,
+    kProtocolInInterrupt = 8003,
+    kTimeInInterrupt = 8004,
+    kRoutineAlreadyActive = 8005,
+    kRoutineNotActive = 8006,
+    kRoutineLeftActive = 8007,
+    kInterruptFileMissing = 8008,
+    kMemoryNotTransferredYet = 8009,
+    kTransferWithoutMemory = 8010,
+    kMemoryNotTransferred = 8011,
+    kMeasuringForbiddenInInterrupt = 8013,
+    kTooManyChannels = 8014,
+    kGotoMissing = 8019,
+    kBargraphInInterrupt = 8021,
+    kDbaseFiles = 8022,
+    kDbaseInInterrupt = 8024,
+    kModuleMissing = 8025,
+    kModuleInInterrupt = 8026,
+    kTooManyModules = 8027,
+    kInterruptInModule = 8028,
+    kLastWithCondition = 8029,
+    kModuleNotRegistered = 8030,
+    kModuleLastWithCondition = 8031,
+    kLastIsModule = 8032,
+    kBreakInModule = 8033,
+    kOtherReference = 8034,
+    kInterbusNotReset = 8037,
+    kInterbusWithControl = 8038,
+    kPictureMissing = 8042,
+    kJpegOnPv6410 = 8043,
+    kPictureInInterrupt = 8045,
+    kPictureUnreadable = 8048,
+    kPictureTooLarge = 8049,
+    kTooManyPictures = 8050,
+    kInterruptTooSlow = 8052,
+    kInterruptTooLong = 8053,
+    kTransferCommand = 8056,
+    kBitmapColoursPv6410 = 8057,
+    kPictureMissingWarning = 8058,
+    kOldFormat = 8059,
+    kBitmapColoursPv3320 = 8064,
+    kExternalRoutine = 8065,
+    kOnlineGraphicInInterrupt = 8068,
+    kTooManyVariables = 8070,
+    kOptionsOutsidePc = 8077,
+    kFirstSectionCount = 8084,
+    kLastSectionCount = 8085,
+    kTooManySections = 8086,
+    kRatedValueWarning = 8090,
+};
+
+constexpr int kMaxDbaseFiles = 12;
+
+std::string format(const char* fmt, auto... args) {
+    char buf[512];
+    std::snprintf(buf, sizeof buf, fmt, args...);
+    return buf;
+}
+
+std::string variableName(char letter, int number) {
+    return std::string(1, letter) + std::to_string(number);
+}
+
+struct Module {
+    std::string name;
+    std::string path;
+    bool readable = false;
+};
+
+// What the rules after the last component need of a file.
+struct FileWalk {
+    std::size_t count = 0;
+    std::vector<std::pair<int, std::uint16_t>> branches;  // step, goto target
+};
+
+struct Section {
+    int step = 0;
+    std::string name;
+};
+
+struct Channel {
+    std::uint8_t first = 0, second = 0, number = 0;
+};
+
+class SyntaxTest {
+  public:
+    SyntaxTest(const std::string& path, std::uint16_t mode) : path_(path), mode_(mode) {
+        block_.fill(0);
+        putU32(sysblk::kVersion, kSystemBlockVersion);
+        putU16(sysblk::kMode, mode);
+        const std::size_t cut = path.find_last_of("/\\");
+        if (cut == std::string::npos) {
+            name_ = path;
+        } else {
+            directory_ = path.substr(0, cut);
+            separator_ = path[cut];
+            name_ = path.substr(cut + 1);
+        }
+    }
+
+    SyntaxTestResult run() {
+        head();
+        RecordReader pad;
+        if (!pad.open(path_)) {
+            result_.fileError = ErrorCode(93);
+            return std::move(result_);
+        }
+        checkProcedure(pad);
+        checkModules();
+        checkInterruptProcedures();
+        finish();
+        return std::move(result_);
+    }
+
+  private:
+    // ---- Protocol --------------------------------------------------------
+
+    void addLine(std::string line) { result_.lines.push_back(std::move(line)); }
+
+    // One finding: the line with the step number (or the arrow for the four
+    // findings about the procedure as a whole), the count, the detail line.
+    void addFinding(int textId) {
+        std::string line;
+        if (textId == kRoutineLeftActive || textId == kInterruptFileMissing ||
+            textId == kMemoryNotTransferred || textId == kModuleMissing)
+            line = "     ==> ";
+        else
+            line = format("    %4d:", step_);
+        line += GetLangText(static_cast<std::uint32_t>(textId));
+        if (textId == kDbaseFiles)
+            line += format("  (=%d. / max %d)", dbaseFiles_, kMaxDbaseFiles);
+        addLine(std::move(line));
+        // Deliberately 8 bits wide: the count wraps after 255.
+        if (textId != kPictureMissingWarning && textId != kRatedValueWarning)
+            ++result_.errorCount;
+        if (!detail_.empty()) {
+            addLine("           ==> " + detail_);
+            detail_.clear();
+        }
+    }
+
+    void give(int textId) {
+        if (textId != 0)
+            addFinding(textId);
+        else
+            detail_.clear();
+    }
+
+    void head() {
+        addLine(format("%s  %s", GetLangText(kTextProtocol), name_.c_str()));
+        addLine(" ");
+        addLine(format("%s%s", GetLangText(kTextDirectory), directory_.c_str()));
+        int modeText = kTextModeTarvisel;
+        if (mode_ == kCheckLumo)
+            modeText = kTextModeLumo;
+        else if (mode_ == kCheckPv6410)
+            modeText = kTextModePv6410;
+        else if (mode_ == kCheckPv3320)
+            modeText = kTextModePv3320;
+        addLine(GetLangText(static_cast<std::uint32_t>(modeText)));
+    }
+
+    // ---- Stages ------------------------------------------------------------
+
+    void checkProcedure(RecordReader& pad) {
+        addLine("*** PAD ***");
+        addLine("    " + name_);
+        beginFile(pad);
+        FileWalk walk;
+        while (const ComponentRecord* record = pad.next()) {
+            const ComponentRecord& r = *record;
+            noteRecord(r, walk);
+            give(checkVariables(r));
+            give(checkInterrupt(r));
+            give(checkMeasuring(r));
+            give(checkModuleCount(r, true));
+            give(checkBreak(r));
+            give(checkInterbus(r));
+            give(checkPicture(r));
+            give(checkCommand(r));
+            give(checkOldFormat());
+            give(checkSections(r));
+            give(procedureRules(r));
+        }
+        fileRules(walk, pad.last(), false);
+        if (interbusOpen_)
+            addFinding(kInterbusNotReset);
+        if (firstSections_ + middleSections_ + lastSections_ > 0) {
+            if (firstSections_ != 1)
+                addFinding(kFirstSectionCount);
+            if (lastSections_ != 1)
+                addFinding(kLastSectionCount);
+        }
+        // Modules whose file cannot be opened; stage 2 reads the others.
+        for (const auto& [step, index] : moduleCalls_) {
+            Module& m = modules_[index];
+            if (!m.readable) {
+                detail_ = m.path;
+                addFinding(kModuleMissing);
+            }
+        }
+    }
+
+    void checkModules() {
+        for (Module& m : modules_) {
+            addLine("*** PAM ***");
+            addLine("    " + m.name + ".PAM");
+            RecordReader reader;
+            if (!m.readable || !reader.open(m.path))
+                continue;  // listed as missing under the procedure
+            beginFile(reader);
+            FileWalk walk;
+            std::vector<std::size_t> missingCalls;
+            while (const ComponentRecord* record = reader.next()) {
+                const ComponentRecord& r = *record;
+                noteRecord(r, walk);
+                give(moduleTypeRule(r, missingCalls));
+                give(checkMeasuring(r));
+                give(checkModuleCount(r, false));
+                give(checkInterbus(r));
+                give(checkPicture(r));
+            }
+            fileRules(walk, reader.last(), true);
+            for (std::size_t index : missingCalls) {
+                detail_ = modules_[index].path;
+                addFinding(kModuleMissing);
+            }
+        }
+    }
+
+    void checkInterruptProcedures() {
+        const std::uint16_t word = getU16(sysblk::kInterrupts);
+        const std::string stem = path_.substr(0, path_.size() - 4);
+        for (int n = 1; n <= 4; ++n) {
+            if (((word >> (2 * (n - 1))) & 3) != 3)
+                continue;
+            const std::string irPath = stem + ".IR" + std::to_string(n);
+            addLine(" ");
+            addLine(format("*** IR%d ***", n));
+            addLine("    " + baseName(irPath));
+            RecordReader reader;
+            if (!reader.open(irPath)) {
+                detail_ = irPath;
+                addFinding(kInterruptFileMissing);
+                continue;
+            }
+            beginFile(reader);
+            FileWalk walk;
+            while (const ComponentRecord* record = reader.next()) {
+                const ComponentRecord& r = *record;
+                noteRecord(r, walk);
+                give(interruptTypeRule(r));
+                give(checkVariables(r));
+                give(interruptMeasuringRule(r));
+                give(checkInterbus(r));
+                give(checkOldFormat());
+            }
+            if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
+                step_ = static_cast<int>(walk.count);
+                addFinding(kInterruptTooLong);
+            }
+        }
+    }
+
+    void finish() {
+        if (result_.errorCount != 0) {
+            addLine(" ");
+            addLine(format("*** %d %s ***", result_.errorCount, GetLangText(kTextErrors)));
+            return;
+        }
+        fillSystemBlock();
+        result_.systemFilePath = SystemFilePath(path_);
+        std::FILE* f = std::fopen(result_.systemFilePath.c_str(), "wb");
+        bool written = false;
+        if (f) {
+            written = std::fwrite(block_.data(), 1, block_.size(), f) == block_.size();
+            written = std::fclose(f) == 0 && written;
+        }
+        result_.systemFileWritten = written;
+        if (!written)
+            result_.fileError = ErrorCode(92);
+        addLine(GetLangText(kTextOk));
+        summary();
+    }
+
+    void summary() {
+        addLine(GetLangText(kTextPictureFiles));
+        for (const std::string& p : pictureOrder_)
+            addLine("    " + p);
+
+        // Interbus-S channels are not known from the records yet: the lines
+        // carry their labels only.
+        addLine(GetLangText(kTextInterbusConfig));
+        addLine(GetLangText(kTextOutputsAnalog));
+        addLine(GetLangText(kTextOutputsDigital));
+        addLine(GetLangText(kTextInputsAnalog));
+
+        if (isInstrumentMode(mode_)) {
+            const bool big = mode_ == kCheckPv6410;
+            addLine(GetLangText(big ? kTextMemoryPv6410 : kTextMemoryPv3320));
+            const char* fmt = big ? "%30s:  %6.1f kB" : "%30s:  %6.3f kB";
+            auto kb = [](double bytes) { return bytes / 1024.0; };
+            addLine(format(fmt, GetLangText(kTextProcedureSize),
+                           kb(static_cast<double>(recordsRead_ * rec::kRecordSize))));
+            addLine(
+                format(fmt, GetLangText(kTextPictures), kb(static_cast<double>(pictureBytes_))));
+            addLine(format(fmt, GetLangText(kTextMeasure), kb(static_cast<double>(measureBytes_))));
+        }
+
+        addLine(GetLangText(kTextInstrumentConfig));
+        addLine(GetLangText(kTextInputsAnalog));
+        for (const Channel& c : channels_) {
+            if (c.second == 0)
+                addLine(format("                    %c%d", c.first, c.number));
+            else
+                addLine(format("                    %c%c%d", c.first, c.second, c.number));
+        }
+        addLine(GetLangText(kTextOutputsAnalog));
+        addLine(GetLangText(kTextInputsDigital));
+        addLine(GetLangText(kTextOutputsDigital));
+
+        if (!sections_.empty()) {
+            addLine(GetLangText(kTextSections));
+            int n = 0;
+            for (const Section& s : sections_)
+                addLine(format("%3d    %s  (B%d)", ++n, s.name.c_str(), s.step));
+        }
+    }
+
+    // ---- Component checks (each returns 0 or a finding) ------------------
+
+    // 1: more than 96 variables of the classes Z, W, S and B (instruments).
+    int checkVariables(const ComponentRecord& r) {
+        for (const std::string& c : {r.inputCondition(), r.branchCondition()})
+            for (const ConditionVariable& v : ConditionVariables(c))
+                noteVariable(static_cast<std::uint8_t>(v.letter), v.number);
+        switch (r.typeCode()) {
+            case 'u':
+                noteVariable(r.u8(layout::brk::kReferenceLetter),
+                             r.u8(layout::brk::kReferenceNumber));
+                noteVariable(r.u8(layout::brk::kRegistrationLetter),
+                             r.u8(layout::brk::kRegistrationNumber));
+                break;
+            case 'C':
+                if (r.u8(layout::section::kKind) == 0)
+                    noteVariable(r.u8(layout::section::kReferenceLetter),
+                                 r.u8(layout::section::kReferenceNumber));
+                noteVariable(r.u8(layout::section::kIdentLetter),
+                             r.u8(layout::section::kIdentNumber));
+                break;
+            case 'M':
+                noteVariable(r.u8(layout::measuring::kTriggerLetter),
+                             r.u8(layout::measuring::kTriggerNumber));
+                noteVariable(r.u8(layout::measuring::kTrigger2Letter),
+                             r.u8(layout::measuring::kTrigger2Number));
+                if (r.u8(layout::measuring::kVariables) == '@')  // list held in string variable Sn
+                    noteVariable('S', r.u8(layout::measuring::kVariables + 1));
+                break;
+            default:
+                break;
+        }
+        if (isInstrumentMode(mode_) && variableCount_ > kMaxVariables && !variablesReported_) {
+            variablesReported_ = true;
+            return kTooManyVariables;
+        }
+        return 0;
+    }
+
+    // 3: interrupt component: enabling an active routine, disabling an idle
+    // one, a millisecond interval above 5000, an external routine on an
+    // instrument. Also records the routines for stage 3.
+    int checkInterrupt(const ComponentRecord& r) {
+        if (r.typeCode() != 'I')
+            return 0;
+        int finding = 0;
+        auto note = [&](int id) {
+            if (finding == 0)
+                finding = id;
+        };
+        std::uint16_t word = getU16(sysblk::kInterrupts);
+        for (int k = 0; k < 4; ++k) {
+            const std::size_t e =
+                layout::interrupt::kFirstEntry + layout::interrupt::kEntryStride * k;
+            const std::uint8_t state = r.u8(e + layout::interrupt::kState);
+            const std::uint8_t kind = r.u8(e + layout::interrupt::kKind);
+            if (state == 1) {
+                if (routineActive_[k])
+                    note(kRoutineAlreadyActive);
+                if (r.u8(e + layout::interrupt::kTimeBase) == 0 &&
+                    r.u16(e + layout::interrupt::kTime) > kMaxInterruptMs)
+                    note(kInterruptTooSlow);
+                if (kind == 'C' && isInstrumentMode(mode_))
+                    note(kExternalRoutine);
+                word |= static_cast<std::uint16_t>(kInterruptEnabled << (2 * k));
+                if (kind == 'B')
+                    word |= static_cast<std::uint16_t>(kInterruptComponentRoutine << (2 * k));
+            } else if (state == 2 && !routineActive_[k]) {
+                note(kRoutineNotActive);
+            }
+        }
+        putU16(sysblk::kInterrupts, word);
+        noteRoutineStates(r);
+        return finding;
+    }
+
+    // 4: measuring component: a memory measurement while the memory still
+    // holds one not transferred, a transfer with nothing in memory, more than
+    // 36 channels measured.
+    int checkMeasuring(const ComponentRecord& r) {
+        if (r.typeCode() != 'M')
+            return 0;
+        const int entries = noteChannels(r);
+        const std::uint8_t mode = r.u8(layout::measuring::kMode);
+        int finding = 0;
+        if (mode == 'S') {
+            if (memoryPending_)
+                finding = kMemoryNotTransferredYet;
+            memoryPending_ = true;
+            measureBytes_ +=
+                static_cast<std::uint64_t>(r.u32(layout::measuring::kCount)) * entries * 4;
+        } else if (mode == 'T') {
+            if (!memoryPending_)
+                finding = kTransferWithoutMemory;
+            memoryPending_ = false;
+        }
+        if (finding == 0 && channelsOver_ && !channelsReported_) {
+            channelsReported_ = true;
+            finding = kTooManyChannels;
+        }
+        return finding;
+    }
+
+    // 10: more than 32 module components; the procedure's calls name the
+    // modules of stage 2.
+    int checkModuleCount(const ComponentRecord& r, bool procedure) {
+        if (r.typeCode() != 'U')
+            return 0;
+        if (procedure)
+            moduleCalls_.emplace_back(step_, moduleIndex(moduleName(r), true));
+        if (++moduleComponents_ > kMaxModuleComponents && !modulesReported_) {
+            modulesReported_ = true;
+            return kTooManyModules;
+        }
+        return 0;
+    }
+
+    // 11: break components with another reference variable than the first.
+    int checkBreak(const ComponentRecord& r) {
+        if (r.typeCode() != 'u')
+            return 0;
+        return compareReference(r.u8(layout::brk::kReferenceLetter),
+                                r.u8(layout::brk::kReferenceNumber));
+    }
+
+    // 12: Interbus-S component. Its channel findings wait for the component's
+    // layout; what the function byte tells is kept for the procedure rules.
+    int checkInterbus(const ComponentRecord& r) {
+        if (r.typeCode() != 'i')
+            return 0;
+        interbusUsed_ = true;
+        const std::uint8_t function = r.u8(interbus::kFunction);
+        if (function == 'I')
+            interbusOpen_ = true;
+        else if (function == 'R')
+            interbusOpen_ = false;
+        return 0;
+    }
+
+    // 13: picture component.
+    int checkPicture(const ComponentRecord& r) {
+        if (r.typeCode() != 'p')
+            return 0;
+        const std::string file = r.text(layout::picture::kFile, layout::picture::kFileSize);
+        auto [it, isNew] = pictures_.try_emplace(file);
+        if (isNew) {
+            it->second = ProbePicture(file);
+            pictureOrder_.push_back(file);
+            pictureBytes_ += static_cast<std::uint64_t>(it->second.size);
+        }
+        const PictureInfo& info = it->second;
+        detail_ = file;
+        if (isNew && pictures_.size() > static_cast<std::size_t>(kMaxPictures) &&
+            !picturesReported_) {
+            picturesReported_ = true;
+            return kTooManyPictures;
+        }
+        if (!info.found)
+            return isInstrumentMode(mode_) ? kPictureMissing : kPictureMissingWarning;
+        const std::size_t dot = file.find_last_of('.');
+        const bool jpegName = dot != std::string::npos && dot + 1 < file.size() &&
+                              (file[dot + 1] == 'J' || file[dot + 1] == 'j');
+        if (mode_ == kCheckPv6410 && jpegName)
+            return kJpegOnPv6410;
+        if (mode_ == kCheckPv6410 && info.size > kMaxPictureBytesPv6410)
+            return kPictureTooLarge;
+        if (info.bitmap && info.bitsPerPixel > kMaxBitsPerPixel) {
+            if (mode_ == kCheckPv6410)
+                return kBitmapColoursPv6410;
+            if (mode_ == kCheckPv3320)
+                return kBitmapColoursPv3320;
+        }
+        if (!info.bitmap && !info.jpeg)
+            return kPictureUnreadable;
+        detail_.clear();
+        return 0;
+    }
+
+    // 14: a transfer command of the runtime's memory in a form it cannot take.
+    int checkCommand(const ComponentRecord& r) {
+        if (r.typeCode() != 'D')
+            return 0;
+        for (int i = 0; i < static_cast<int>(layout::command::kLineCount); ++i) {
+            const std::string line =
+                r.text(layout::command::kFirstLine + layout::command::kLineStride * i,
+                       layout::command::kLineStride);
+            bool wellFormed = true;
+            if (IsTransferCommand(line, wellFormed) && !wellFormed) {
+                detail_ = line;
+                return kTransferCommand;
+            }
+        }
+        return 0;
+    }
+
+    // 15: the file was written in the old record format (told once, at step 1).
+    int checkOldFormat() const { return fileOld_ && step_ == 1 ? kOldFormat : 0; }
+
+    // 19: section components: more than 100, a first section whose reference
+    // variable is not the break components' one.
+    int checkSections(const ComponentRecord& r) {
+        if (r.typeCode() != 'C')
+            return 0;
+        const std::uint8_t kind = r.u8(layout::section::kKind);
+        const std::string name = r.text(layout::section::kName, layout::section::kNameSize);
+        if (sections_.size() < static_cast<std::size_t>(kMaxSections)) {
+            const std::size_t at = sysblk::kSections + sysblk::kSectionEntry * sections_.size();
+            putU16(at, static_cast<std::uint16_t>(step_));
+            block_[at + 2] = kind;
+            std::memcpy(&block_[at + 3], name.data(), std::min<std::size_t>(name.size(), 40));
+        }
+        sections_.push_back({step_, name});
+        if (kind == 0)
+            ++firstSections_;
+        else if (kind == 2)
+            ++lastSections_;
+        else
+            ++middleSections_;
+        if (sections_.size() > static_cast<std::size_t>(kMaxSections) && !sectionsReported_) {
+            sectionsReported_ = true;
+            return kTooManySections;
+        }
+        if (kind == 0)
+            return compareReference(r.u8(layout::section::kReferenceLetter),
+                                    r.u8(layout::section::kReferenceNumber));
+        return 0;
+    }
+
+    // The driver's own findings per component of the procedure: the options
+    // component outside the PC runtime, Interbus-S together with a control
+    // component.
+    int procedureRules(const ComponentRecord& r) {
+        if (r.typeCode() == 'O' && mode_ != kCheckTarvisel)
+            return kOptionsOutsidePc;
+        if (r.typeCode() == 'S')
+            controlUsed_ = true;
+        if (interbusUsed_ && controlUsed_ && !interbusControlReported_) {
+            interbusControlReported_ = true;
+            return kInterbusWithControl;
+        }
+        return 0;
+    }
+
+    // Types a module may not hold, and calls of modules the procedure does
+    // not name.
+    int moduleTypeRule(const ComponentRecord& r, std::vector<std::size_t>& missingCalls) {
+        noteRoutineStates(r);
+        switch (r.typeCode()) {
+            case 'I':
+                return kInterruptInModule;
+            case 'u':
+                return kBreakInModule;
+            case 'U': {
+                const std::string name = moduleName(r);
+                const std::size_t index = moduleIndex(name, false);
+                if (index == kNoModule) {
+                    detail_ = name;
+                    return kModuleNotRegistered;
+                }
+                if (!modules_[index].readable)
+                    missingCalls.push_back(index);
+                return 0;
+            }
+            default:
+                return 0;
+        }
+    }
+
+    // Types an interrupt procedure may not hold.
+    static int interruptTypeRule(const ComponentRecord& r) {
+        switch (r.typeCode()) {
+            case 'G':
+                return kGraphicInInterrupt;
+            case 'I':
+                return kInterruptInInterrupt;
+            case 'P':
+                return kProtocolInInterrupt;
+            case 'Z':
+                return kTimeInInterrupt;
+            case 'b':
+                return kBargraphInInterrupt;
+            case 'd':
+                return kDbaseInInterrupt;
+            case 'U':
+                return kModuleInInterrupt;
+            case 'p':
+                return kPictureInInterrupt;
+            case 'g':
+                return kOnlineGraphicInInterrupt;
+            default:
+                return 0;
+        }
+    }
+
+    // A measuring component in an interrupt procedure may only measure and
+    // hand the values over: no instrument memory, no transfer, no file.
+    int interruptMeasuringRule(const ComponentRecord& r) {
+        if (r.typeCode() != 'M')
+            return 0;
+        noteChannels(r);
+        if (r.u8(layout::measuring::kMode) != 'M' || r.u8(layout::measuring::kSaveInFile) != 0)
+            return kMeasuringForbiddenInInterrupt;
+        if (channelsOver_ && !channelsReported_) {
+            channelsReported_ = true;
+            return kTooManyChannels;
+        }
+        return 0;
+    }
+
+    // The rules after the last component of the procedure or of a module.
+    void fileRules(const FileWalk& walk, const ComponentRecord& last, bool module) {
+        for (const auto& [step, target] : walk.branches) {
+            if (target == 0 || target > walk.count) {
+                step_ = step;
+                addFinding(kGotoMissing);
+            }
+        }
+        step_ = static_cast<int>(walk.count);
+        if (!last.inputCondition().empty() || last.hasBranch())
+            addFinding(module ? kModuleLastWithCondition : kLastWithCondition);
+        if (last.typeCode() == 'U')
+            addFinding(kLastIsModule);
+        if (routineActive_.any())
+            addFinding(kRoutineLeftActive);
+        if (memoryPending_)
+            addFinding(kMemoryNotTransferred);
+    }
+
+    // ---- State helpers ----------------------------------------------------
+
+    void beginFile(const RecordReader& reader) {
+        fileOld_ = reader.oldFormat();
+        routineActive_.reset();
+        memoryPending_ = false;
+    }
+
+    // Step number, record count and branch targets of the file being walked.
+    void noteRecord(const ComponentRecord& r, FileWalk& walk) {
+        step_ = static_cast<int>(++walk.count);
+        ++recordsRead_;
+        if (r.hasBranch())
+            walk.branches.emplace_back(step_, r.gotoTarget());
+    }
+
+    void noteRoutineStates(const ComponentRecord& r) {
+        if (r.typeCode() != 'I')
+            return;
+        for (int k = 0; k < 4; ++k) {
+            const std::uint8_t state =
+                r.u8(layout::interrupt::kFirstEntry + layout::interrupt::kEntryStride * k +
+                     layout::interrupt::kState);
+            if (state == 1)
+                routineActive_.set(k);
+            else if (state == 2)
+                routineActive_.reset(k);
+        }
+    }
+
+    void noteVariable(std::uint8_t letter, int number) {
+        int cls = 0;
+        switch (letter) {
+            case 'Z':
+                cls = 0;
+                break;
+            case 'W':
+                cls = 1;
+                break;
+            case 'S':
+                cls = 2;
+                break;
+            case 'B':
+                cls = 3;
+                break;
+            default:
+                return;
+        }
+        if (number < 0 || number > 255)
+            return;
+        const std::size_t bit = static_cast<std::size_t>(cls * 256 + number);
+        if (!variables_.test(bit)) {
+            variables_.set(bit);
+            ++variableCount_;
+        }
+    }
+
+    // Adds the measured variables of a measuring component to the channels
+    // and returns how many entries its list holds.
+    int noteChannels(const ComponentRecord& r) {
+        int entries = 0;
+        for (std::size_t at = layout::measuring::kVariables;
+             at + 3 <= layout::measuring::kVariablesEnd && r.u8(at) != 0; at += 3) {
+            ++entries;
+            if (r.u8(at) == '@')
+                break;  // indirect list, known at run time only
+            Channel c{r.u8(at), r.u8(at + 1), r.u8(at + 2)};
+            if (c.number == 0) {  // one-letter name: letter, number, 0
+                c.number = c.second;
+                c.second = 0;
+            }
+            const unsigned key = (c.first << 16) | (c.second << 8) | c.number;
+            if (channelKeys_.emplace(key, 0).second) {
+                if (channels_.size() < static_cast<std::size_t>(kMaxChannels)) {
+                    const std::size_t pos =
+                        sysblk::kChannels + sysblk::kChannelEntry * channels_.size();
+                    block_[pos] = c.first;
+                    block_[pos + 1] = c.second;
+                    block_[pos + 2] = c.number;
+                } else {
+                    channelsOver_ = true;
+                }
+                channels_.push_back(c);
+            }
+        }
+        return entries;
+    }
+
+    int compareReference(std::uint8_t letter, std::uint8_t number) {
+        if (referenceLetter_ == 0) {
+            referenceLetter_ = letter;
+            referenceNumber_ = number;
+            return 0;
+        }
+        if (letter == referenceLetter_ && number == referenceNumber_)
+            return 0;
+        detail_ = variableName(static_cast<char>(letter), number);
+        return kOtherReference;
+    }
+
+    static std::string moduleName(const ComponentRecord& r) {
+        return r.text(layout::module::kName, layout::module::kNameSize);
+    }
+
+    static constexpr std::size_t kNoModule = static_cast<std::size_t>(-1);
+
+    // The module of `name`, read on first sight when `add` is set.
+    std::size_t moduleIndex(const std::string& name, bool add) {
+        const auto it = moduleByName_.find(name);
+        if (it != moduleByName_.end())
+            return it->second;
+        if (!add)
+            return kNoModule;
+        Module m;
+        m.name = name;
+        m.path = directory_.empty() ? name + ".PAM" : directory_ + separator_ + name + ".PAM";
+        if (std::FILE* f = std::fopen(m.path.c_str(), "rb")) {
+            m.readable = true;
+            std::fclose(f);
+        }
+        modules_.push_back(std::move(m));
+        moduleByName_.emplace(name, modules_.size() - 1);
+        return modules_.size() - 1;
+    }
+
+    static std::string baseName(const std::string& path) {
+        const std::size_t cut = path.find_last_of("/\\");
+        return cut == std::string::npos ? path : path.substr(cut + 1);
+    }
+
+    void fillSystemBlock() {
+        putU16(sysblk::kModuleCount, static_cast<std::uint16_t>(modules_.size()));
+        putU16(sysblk::kPictureCount, static_cast<std::uint16_t>(pictureOrder_.size()));
+        putU16(sysblk::kSectionCount, static_cast<std::uint16_t>(sections_.size()));
+        putU16(sysblk::kChannelCount, static_cast<std::uint16_t>(channels_.size()));
+        putU32(sysblk::kProcedureBytes,
+               static_cast<std::uint32_t>(recordsRead_ * rec::kRecordSize));
+        putU32(sysblk::kPictureBytes, static_cast<std::uint32_t>(pictureBytes_));
+        putU32(sysblk::kMeasureBytes, static_cast<std::uint32_t>(measureBytes_));
+        putU16(sysblk::kVariableCount, static_cast<std::uint16_t>(variableCount_));
+        for (std::size_t i = 0; i < pictureOrder_.size() && i < kMaxPictures; ++i) {
+            const std::string& p = pictureOrder_[i];
+            std::memcpy(&block_[sysblk::kPictures + sysblk::kPictureEntry * i], p.data(),
+                        std::min<std::size_t>(p.size(), sysblk::kPictureEntry - 1));
+        }
+    }
+
+    void putU16(std::size_t at, std::uint16_t v) {
+        block_[at] = static_cast<std::uint8_t>(v);
+        block_[at + 1] = static_cast<std::uint8_t>(v >> 8);
+    }
+    void putU32(std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            block_[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
+    }
+    std::uint16_t getU16(std::size_t at) const {
+        return static_cast<std::uint16_t>(block_[at] | (block_[at + 1] << 8));
+    }
+
+    // ---- State -------------------------------------------------------------
+
+    std::string path_;
+    std::uint16_t mode_;
+    std::string directory_;
+    char separator_ = '/';
+    std::string name_;
+    SyntaxTestResult result_;
+    std::array<std::uint8_t, kSystemBlockSize> block_{};
+
+    int step_ = 0;
+    std::string detail_;
+    bool fileOld_ = false;
+    std::size_t recordsRead_ = 0;
+
+    std::bitset<4 * 256> variables_;
+    int variableCount_ = 0;
+    bool variablesReported_ = false;
+
+    std::bitset<4> routineActive_;
+    bool memoryPending_ = false;
+    std::uint64_t measureBytes_ = 0;
+    std::unordered_map<unsigned, int> channelKeys_;
+    std::vector<Channel> channels_;
+    bool channelsOver_ = false;
+    bool channelsReported_ = false;
+
+    std::vector<Module> modules_;
+    std::unordered_map<std::string, std::size_t> moduleByName_;
+    std::vector<std::pair<int, std::size_t>> moduleCalls_;
+    int moduleComponents_ = 0;
+    bool modulesReported_ = false;
+
+    std::uint8_t referenceLetter_ = 0;
+    std::uint8_t referenceNumber_ = 0;
+
+    bool interbusUsed_ = false;
+    bool interbusOpen_ = false;
+    bool controlUsed_ = false;
+    bool interbusControlReported_ = false;
+
+    std::unordered_map<std::string, PictureInfo> pictures_;
+    std::vector<std::string> pictureOrder_;
+    std::uint64_t pictureBytes_ = 0;
+    bool picturesReported_ = false;
+
+    std::vector<Section> sections_;
+    int firstSections_ = 0, middleSections_ = 0, lastSections_ = 0;
+    bool sectionsReported_ = false;
+
+    int dbaseFiles_ = 0;  // dBASE files with more than 16 fields (database layout pending)
+};
+
+}  // namespace
+
+bool IsPadFileName(std::string_view path) {
+    if (path.size() < 4)
+        return false;
+    const std::string_view ext = path.substr(path.size() - 4);
+    return ext[0] == '.' && (ext[1] == 'P' || ext[1] == 'p') && (ext[2] == 'A' || ext[2] == 'a') &&
+           (ext[3] == 'D' || ext[3] == 'd');
+}
+
+std::string SystemFilePath(const std::string& padPath) {
+    if (padPath.size() < 3)
+        return "sys";
+    return padPath.substr(0, padPath.size() - 3) + "sys";
+}
+
+SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMode) {
+    if (!IsPadFileName(padPath)) {
+        SyntaxTestResult r;
+        r.fileError = ErrorCode(64);
+        return r;
+    }
+    return SyntaxTest(padPath, checkMode).run();
+}
+
+}  // namespace quelvari

@@ -1,0 +1,517 @@
+// The syntax test: each finding with a procedure that triggers it and one that
+// does not, the protocol's line forms, the error count and the system file.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <functional>
+#include <map>
+
+#include "check_builders.h"
+#include "texts/texts.h"
+
+namespace quelvari::test {
+namespace {
+
+struct Seen {
+    int id;
+    int step;  // 0 for the findings listed with the arrow
+    bool operator==(const Seen&) const = default;
+};
+
+// The findings of a protocol, recognised by their texts in the current language.
+std::vector<Seen> findingsOf(const SyntaxTestResult& result) {
+    std::map<std::string, int> byText;
+    for (int id = 8001; id <= 8090; ++id)
+        byText.emplace(LangText(static_cast<std::uint32_t>(id)), id);
+    std::vector<Seen> out;
+    for (const std::string& line : result.lines) {
+        if (line.size() < 9)
+            continue;
+        const auto it = byText.find(line.substr(9));
+        if (it == byText.end())
+            continue;
+        if (line.starts_with("     ==> "))
+            out.push_back({it->second, 0});
+        else
+            out.push_back({it->second, std::stoi(line.substr(4, 4))});
+    }
+    return out;
+}
+
+bool has(const std::vector<Seen>& seen, int id) {
+    for (const Seen& s : seen)
+        if (s.id == id)
+            return true;
+    return false;
+}
+
+// A directory with a procedure T.PAD and whatever it needs beside it.
+struct Scene {
+    TempDir dir;
+    std::string pad = dir.file("T.PAD");
+    void procedure(const Records& r) { writeRecords(pad, r); }
+    void module(const std::string& name, const Records& r) {
+        writeRecords(dir.file(name + ".PAM"), r);
+    }
+    void irq(int n, const Records& r) { writeRecords(dir.file("T.IR" + std::to_string(n)), r); }
+    SyntaxTestResult run(std::uint16_t mode = kCheckTarvisel) { return RunSyntaxTest(pad, mode); }
+};
+
+class Check : public ::testing::Test, public Scene {};
+
+ComponentRecord plain() {
+    return makeRecord('B');
+}
+
+Records repeat(const ComponentRecord& r, int n) {
+    return Records(static_cast<std::size_t>(n), r);
+}
+
+// One finding: a set-up that gives it (at `step`, 0 for the arrow form) and
+// one that does not.
+struct Case {
+    const char* name;
+    int id;
+    int step;
+    std::uint16_t mode;
+    std::function<void(Scene&)> trigger;
+    std::function<void(Scene&)> clean;
+};
+
+std::vector<Case> cases() {
+    using C = Scene;
+    auto picturesIn = [](C& t, int count) {
+        Records r;
+        for (int i = 0; i < count; ++i) {
+            const std::string f = t.dir.file("p" + std::to_string(i) + ".bmp");
+            writeBytes(f, bitmapBytes(4));
+            r.push_back(picture(f));
+        }
+        r.push_back(plain());
+        t.procedure(r);
+    };
+    auto onePicture = [](C& t, const std::vector<std::uint8_t>& bytes, const char* name) {
+        const std::string f = t.dir.file(name);
+        if (!bytes.empty())
+            writeBytes(f, bytes);
+        t.procedure({picture(f), plain()});
+    };
+    auto channels = [](C& t, int count) {
+        std::vector<std::pair<char, int>> a, b;
+        for (int i = 1; i <= count; ++i)
+            (i <= 19 ? a : b).push_back({i <= 19 ? 'P' : 'T', i});
+        t.procedure({measuring('M', a), measuring('M', b), plain()});
+    };
+    auto variables = [](C& t, int count) {
+        Records r;
+        for (int i = 1; i <= count; ++i)
+            r.push_back(withEntry(plain(), "Z" + std::to_string(i) + ">1"));
+        r.push_back(plain());
+        t.procedure(r);
+    };
+    auto irWith = [](C& t, const Records& ir) {
+        t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+        t.irq(1, ir);
+    };
+    return {
+        {"goto target", 8019, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({makeRecord('B', "", "B1", 3), plain()});
+         },
+         [](C& t) {
+             t.procedure({makeRecord('B', "", "B1", 2), plain()});
+         }},
+        {"last with condition", 8029, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({plain(), withEntry(plain(), "B1")});
+         },
+         [](C& t) {
+             t.procedure({withEntry(plain(), "B1"), plain()});
+         }},
+        {"last is module", 8032, 2, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {plain()});
+             t.procedure({plain(), moduleCall("M")});
+         },
+         [](C& t) {
+             t.module("M", {plain()});
+             t.procedure({moduleCall("M"), plain()});
+         }},
+        {"options outside PC runtime", 8077, 1, kCheckLumo,
+         [](C& t) {
+             t.procedure({makeRecord('O'), plain()});
+         },
+         [](C& t) {
+             t.procedure({makeRecord('B'), makeRecord('S'), plain()});
+         }},
+        {"Interbus-S and control", 8038, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('Z'), makeRecord('S'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('Z'), plain()});
+         }},
+        {"Interbus-S not reset", 8037, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('I'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('R'), plain()});
+         }},
+        {"routine enabled twice", 8005, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}),
+                          plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
+         }},
+        {"routine disabled while idle", 8006, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interrupt({{2, 2}}), plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()});
+         }},
+        {"interval above 5000 ms", 8052, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{0, 1, 'C', 0, 5000}}), interrupt({{0, 2}}), plain()});
+         }},
+        {"external routine on an instrument", 8065, 1, kCheckPv3320,
+         [](C& t) {
+             t.procedure({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{3, 2, 'C'}}), plain()});
+         }},
+        {"routine left active", 8007, 0, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interrupt({{0, 1, 'C'}}), plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()});
+         }},
+        {"memory measured twice", 8009, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({measuring('S'), measuring('S'), measuring('T'), plain()});
+         },
+         [](C& t) {
+             t.procedure({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()});
+         }},
+        {"transfer without memory", 8010, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({measuring('T'), plain()});
+         },
+         [](C& t) {
+             t.procedure({measuring('S'), measuring('T'), plain()});
+         }},
+        {"memory not transferred", 8011, 0, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({measuring('S'), plain()});
+         },
+         [](C& t) {
+             t.procedure({measuring('M'), plain()});
+         }},
+        {"more than 36 channels", 8014, 2, kCheckTarvisel, [=](C& t) { channels(t, 37); },
+         [=](C& t) { channels(t, 36); }},
+        {"more than 32 module components", 8027, 33, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {plain()});
+             auto r = repeat(moduleCall("M"), 33);
+             r.push_back(plain());
+             t.procedure(r);
+         },
+         [](C& t) {
+             t.module("M", {plain()});
+             auto r = repeat(moduleCall("M"), 32);
+             r.push_back(plain());
+             t.procedure(r);
+         }},
+        {"module missing", 8025, 0, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({moduleCall("GONE"), plain()});
+         },
+         [](C& t) {
+             t.module("HERE", {plain()});
+             t.procedure({moduleCall("HERE"), plain()});
+         }},
+        {"interrupt in module", 8028, 1, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {interrupt({{0, 2}}), plain()});
+             t.procedure({moduleCall("M"), plain()});
+         },
+         [](C& t) {
+             t.module("M", {plain(), plain()});
+             t.procedure({moduleCall("M"), plain()});
+         }},
+        {"break in module", 8033, 1, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {breakAt('Z', 1), plain()});
+             t.procedure({moduleCall("M"), plain()});
+         },
+         [](C& t) {
+             t.module("M", {plain()});
+             t.procedure({breakAt('Z', 1), moduleCall("M"), plain()});
+         }},
+        {"module not registered", 8030, 1, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {moduleCall("N"), plain()});
+             t.module("N", {plain()});
+             t.procedure({moduleCall("M"), plain()});
+         },
+         [](C& t) {
+             t.module("M", {moduleCall("N"), plain()});
+             t.module("N", {plain()});
+             t.procedure({moduleCall("M"), moduleCall("N"), plain()});
+         }},
+        {"module ends with a condition", 8031, 2, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {plain(), makeRecord('B', "", "B1", 1)});
+             t.procedure({moduleCall("M"), plain()});
+         },
+         [](C& t) {
+             t.module("M", {makeRecord('B', "", "B1", 1), plain()});
+             t.procedure({moduleCall("M"), plain()});
+         }},
+        {"break with another reference", 8034, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({breakAt('Z', 1), breakAt('S', 1), plain()});
+         },
+         [](C& t) {
+             t.procedure({breakAt('Z', 1), breakAt('Z', 1), plain()});
+         }},
+        {"first section with another reference", 8034, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()});
+         },
+         [](C& t) {
+             t.procedure({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()});
+         }},
+        {"FIRST section twice", 8084, 4, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({section(0, "a"), section(0, "b"), section(2, "c"), plain()});
+         },
+         [](C& t) {
+             t.procedure({section(0, "a"), section(1, "b"), section(2, "c"), plain()});
+         }},
+        {"LAST section missing", 8085, 3, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({section(0, "a"), section(1, "b"), plain()});
+         },
+         [](C& t) {
+             t.procedure({section(0, "a"), section(2, "b"), plain()});
+         }},
+        {"more than 100 sections", 8086, 101, kCheckTarvisel,
+         [](C& t) {
+             auto r = Records{section(0, "f")};
+             for (int i = 0; i < 99; ++i)
+                 r.push_back(section(1, "m"));
+             r.push_back(section(2, "l"));
+             r.push_back(plain());
+             t.procedure(r);
+         },
+         [](C& t) {
+             auto r = Records{section(0, "f")};
+             for (int i = 0; i < 98; ++i)
+                 r.push_back(section(1, "m"));
+             r.push_back(section(2, "l"));
+             r.push_back(plain());
+             t.procedure(r);
+         }},
+        {"more than 60 pictures", 8050, 61, kCheckTarvisel, [=](C& t) { picturesIn(t, 61); },
+         [=](C& t) { picturesIn(t, 60); }},
+        {"picture above 1,000,000 bytes", 8049, 1, kCheckPv6410,
+         [=](C& t) { onePicture(t, bitmapBytes(4, 1000001), "big.bmp"); },
+         [=](C& t) { onePicture(t, bitmapBytes(4, 1000000), "big.bmp"); }},
+        {"8-bit bitmap on the PV6410", 8057, 1, kCheckPv6410,
+         [=](C& t) { onePicture(t, bitmapBytes(8), "a.bmp"); },
+         [=](C& t) { onePicture(t, bitmapBytes(4), "a.bmp"); }},
+        {"8-bit bitmap on the PV3320", 8064, 1, kCheckPv3320,
+         [=](C& t) { onePicture(t, bitmapBytes(8), "a.bmp"); },
+         [=](C& t) { onePicture(t, bitmapBytes(1), "a.bmp"); }},
+        {"JPEG on the PV6410", 8043, 1, kCheckPv6410,
+         [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); },
+         [=](C& t) { onePicture(t, bitmapBytes(4), "a.bmp"); }},
+        {"picture file missing", 8042, 1, kCheckPv3320,
+         [=](C& t) { onePicture(t, {}, "none.bmp"); },
+         [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); }},
+        {"picture file not a picture", 8048, 1, kCheckTarvisel,
+         [=](C& t) {
+             onePicture(t, {'G', 'I', 'F', '8'}, "a.bmp");
+         },
+         [=](C& t) { onePicture(t, bitmapBytes(24), "a.bmp"); }},
+        {"transfer command form", 8056, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({command({"DIR", "SAVE -m12"}), plain()});
+         },
+         [](C& t) {
+             t.procedure({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()});
+         }},
+        {"more than 96 variables", 8070, 97, kCheckPv6410, [=](C& t) { variables(t, 97); },
+         [=](C& t) { variables(t, 96); }},
+        {"forbidden type in IR", 8004, 1, kCheckTarvisel,
+         [=](C& t) {
+             irWith(t, {makeRecord('Z'), plain()});
+         },
+         [=](C& t) {
+             irWith(t, {makeRecord('B'), plain()});
+         }},
+        {"measuring to memory in IR", 8013, 1, kCheckTarvisel,
+         [=](C& t) {
+             irWith(t, {measuring('S'), plain()});
+         },
+         [=](C& t) {
+             irWith(t, {measuring('M'), plain()});
+         }},
+        {"IR longer than 30", 8053, 31, kCheckTarvisel,
+         [=](C& t) { irWith(t, repeat(plain(), 31)); },
+         [=](C& t) { irWith(t, repeat(plain(), 30)); }},
+        {"IR file missing", 8008, 0, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
+         }},
+    };
+}
+
+TEST_F(Check, EachFindingHasATriggerAndACleanProcedure) {
+    for (const Case& c : cases()) {
+        SCOPED_TRACE(c.name);
+        {
+            Scene t;
+            c.trigger(t);
+            const auto seen = findingsOf(t.run(c.mode));
+            EXPECT_TRUE(std::find(seen.begin(), seen.end(), Seen{c.id, c.step}) != seen.end())
+                << "finding " << c.id << " at " << c.step << " missing";
+        }
+        {
+            Scene t;
+            c.clean(t);
+            const auto result = t.run(c.mode);
+            EXPECT_FALSE(has(findingsOf(result), c.id));
+        }
+    }
+}
+
+TEST_F(Check, EveryForbiddenTypeOfAnInterruptProcedure) {
+    const std::map<char, int> forbidden = {{'G', 8001}, {'I', 8002}, {'P', 8003},
+                                           {'Z', 8004}, {'b', 8021}, {'d', 8024},
+                                           {'U', 8026}, {'p', 8045}, {'g', 8068}};
+    Records ir;
+    for (const auto& [type, id] : forbidden)
+        ir.push_back(makeRecord(type));
+    procedure({interrupt({{2, 1}}), interrupt({{2, 2}}), plain()});
+    irq(3, ir);
+    std::vector<Seen> expected;
+    for (const auto& [type, id] : forbidden)
+        expected.push_back({id, static_cast<int>(expected.size()) + 1});
+    EXPECT_EQ(findingsOf(run()), expected);
+}
+
+TEST_F(Check, ProtocolHeadLineFormsAndDetail) {
+    setLanguage(kEnglish);
+    procedure({picture(dir.file("gone.jpg")), makeRecord('B', "", "B1", 9)});
+    const auto r = run(kCheckPv3320);
+    ASSERT_GE(r.lines.size(), 10u);
+    EXPECT_EQ(r.lines[0], LangText(3144) + "  T.PAD");
+    EXPECT_EQ(r.lines[1], " ");
+    EXPECT_EQ(r.lines[2], LangText(3157) + dir.path());
+    EXPECT_EQ(r.lines[3], LangText(3164));
+    EXPECT_EQ(r.lines[4], "*** PAD ***");
+    EXPECT_EQ(r.lines[5], "    T.PAD");
+    EXPECT_EQ(r.lines[6], "       1:" + LangText(8042));
+    EXPECT_EQ(r.lines[7], "           ==> " + dir.file("gone.jpg"));
+    EXPECT_EQ(r.lines[8], "       2:" + LangText(8019));
+    EXPECT_EQ(r.lines[9], "       2:" + LangText(8029));
+    EXPECT_EQ(r.errorCount, 3);
+    EXPECT_EQ(r.lines[r.lines.size() - 2], " ");
+    EXPECT_EQ(r.lines.back(), "*** 3 " + LangText(3156) + " ***");
+    EXPECT_FALSE(r.systemFileWritten);
+    EXPECT_FALSE(std::ifstream(dir.file("T.sys")).good());
+}
+
+TEST_F(Check, WarningsDoNotCountAndCleanRunWritesSystemFile) {
+    procedure({section(0, "Pumps"), picture(dir.file("gone.bmp")), section(2, "End"), plain()});
+    const auto r = run(kCheckLumo);
+    EXPECT_EQ(findingsOf(r), (std::vector<Seen>{{8058, 2}}));
+    EXPECT_EQ(r.errorCount, 0);
+    ASSERT_TRUE(r.systemFileWritten);
+    EXPECT_EQ(r.systemFilePath, dir.file("T.sys"));
+    const auto sys = readBytes(dir.file("T.sys"));
+    ASSERT_EQ(sys.size(), kSystemBlockSize);
+    EXPECT_EQ(std::vector<std::uint8_t>(sys.begin(), sys.begin() + 6),
+              (std::vector<std::uint8_t>{35, 0, 0, 0, kCheckLumo, 0}));
+    EXPECT_NE(std::find(r.lines.begin(), r.lines.end(), LangText(3145)), r.lines.end());
+    const auto overview = std::find(r.lines.begin(), r.lines.end(), LangText(3186));
+    ASSERT_NE(overview, r.lines.end());
+    EXPECT_EQ(*(overview + 1), "  1    Pumps  (B1)");
+    EXPECT_EQ(*(overview + 2), "  2    End  (B3)");
+}
+
+TEST_F(Check, CountWrapsAt256) {
+    Records r = repeat(makeRecord('B', "", "B1", 999), 255);
+    r.push_back(makeRecord('B', "", "B1", 1));  // 8029: the 256th finding
+    procedure(r);
+    const auto result = run();
+    EXPECT_EQ(findingsOf(result).size(), 256u);
+    EXPECT_EQ(result.errorCount, 0);
+    EXPECT_TRUE(result.systemFileWritten);
+}
+
+TEST_F(Check, FilesThatCannotBeReadOrWritten) {
+    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError, 64 << 8);
+    EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError, 93 << 8);
+    procedure({plain()});
+    ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
+    const auto r = run();
+    EXPECT_EQ(r.fileError, 92 << 8);
+    EXPECT_EQ(r.errorCount, 0);
+    EXPECT_FALSE(r.systemFileWritten);
+}
+
+TEST_F(Check, InterruptProceduresCheckedOnlyWhenEnabledAsComponentRoutines) {
+    procedure({interrupt({{0, 1, 'B'}, {1, 1, 'C'}}), interrupt({{0, 2}, {1, 2}}), plain()});
+    irq(1, {plain()});
+    const auto r = run();
+    EXPECT_NE(std::find(r.lines.begin(), r.lines.end(), "*** IR1 ***"), r.lines.end());
+    EXPECT_EQ(std::find(r.lines.begin(), r.lines.end(), "*** IR2 ***"), r.lines.end());
+    EXPECT_EQ(std::find(r.lines.begin(), r.lines.end(), "*** IR3 ***"), r.lines.end());
+    const auto sys = readBytes(dir.file("T.sys"));
+    ASSERT_EQ(sys.size(), kSystemBlockSize);
+    EXPECT_EQ(sys[10], 3 | (1 << 2));  // IR1 component routine, IR2 external
+}
+
+TEST_F(Check, OldFormatIsReportedOnce) {
+    std::vector<std::uint8_t> old(2 * kOldRecordSize, 0);
+    old[0] = 1;
+    old[77] = 'B';
+    old[kOldRecordSize] = 2;
+    old[kOldRecordSize + 77] = 'B';
+    writeBytes(pad, old);
+    EXPECT_EQ(findingsOf(run()), (std::vector<Seen>{{8059, 1}}));
+}
+
+TEST(CheckCli, ExitCodesAndOutput) {
+    TempDir dir;
+    writeRecords(dir.file("ok.pad"), {makeRecord('B')});
+    const auto ok = runCli("check " + dir.file("ok.pad") + " --mode pv6410 --lang 1");
+    EXPECT_EQ(ok.status, 0) << ok.out;
+    EXPECT_NE(ok.out.find("*** PAD ***\n    ok.pad\n"), std::string::npos);
+    EXPECT_TRUE(std::ifstream(dir.file("ok.sys")).good());
+
+    writeRecords(dir.file("bad.PAD"), {makeRecord('B', "", "B1", 5)});
+    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode tarvisel").status, 1);
+    EXPECT_FALSE(std::ifstream(dir.file("bad.sys")).good());
+    EXPECT_EQ(runCli("check " + dir.file("bad.PAM") + " --mode tarvisel").status, 2);
+    EXPECT_EQ(runCli("check " + dir.file("none.PAD") + " --mode tarvisel").status, 2);
+    EXPECT_EQ(runCli("check " + dir.file("bad.PAD")).status, 64);
+    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode pv9").status, 64);
+}
+
+}  // namespace
+}  // namespace quelvari::test
