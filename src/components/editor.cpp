@@ -135,7 +135,8 @@ Editor genericEditor() {
 std::vector<Editor> buildEditors() {
     using K = ComponentKind;
     std::vector<Editor> e(kComponentTypeCount);
-    e[static_cast<std::size_t>(K::Measuring)] = genericEditor<K::Measuring>();
+    e[static_cast<std::size_t>(K::Measuring)] = {ReadMeasuring, FillMeasuring, DescribeMeasuring,
+                                                 withHead(MeasuringControls())};
     e[static_cast<std::size_t>(K::Logic)] = genericEditor<K::Logic>();
     e[static_cast<std::size_t>(K::Arithmetic)] = genericEditor<K::Arithmetic>();
     e[static_cast<std::size_t>(K::Statistic)] = genericEditor<K::Statistic>();
@@ -155,9 +156,11 @@ std::vector<Editor> buildEditors() {
     e[static_cast<std::size_t>(K::Bargraph)] = genericEditor<K::Bargraph>();
     e[static_cast<std::size_t>(K::Interbus)] = genericEditor<K::Interbus>();
     e[static_cast<std::size_t>(K::Control)] = genericEditor<K::Control>();
-    e[static_cast<std::size_t>(K::Picture)] = genericEditor<K::Picture>();
+    e[static_cast<std::size_t>(K::Picture)] = {ReadPicture, FillPicture, DescribePicture,
+                                               withHead(PictureControls())};
     e[static_cast<std::size_t>(K::Display)] = genericEditor<K::Display>();
-    e[static_cast<std::size_t>(K::Command)] = genericEditor<K::Command>();
+    e[static_cast<std::size_t>(K::Command)] = {ReadCommand, FillCommand, DescribeCommand,
+                                               withHead(CommandControls())};
     e[static_cast<std::size_t>(K::Sensor)] = genericEditor<K::Sensor>();
     e[static_cast<std::size_t>(K::OnlineGraphic)] = genericEditor<K::OnlineGraphic>();
     e[static_cast<std::size_t>(K::Options)] = genericEditor<K::Options>();

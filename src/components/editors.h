@@ -43,3 +43,44 @@ std::vector<ControlSpec> ModuleControls();
 void DescribeGeneric(const ComponentRecord& r, ComponentView& view);
 
 }  // namespace quelvari
+
+namespace quelvari {
+
+// Command component 'D'.
+int ReadCommand(Form& form, ComponentRecord& r);
+void FillCommand(const ComponentRecord& r, Form& form);
+void DescribeCommand(const ComponentRecord& r, ComponentView& view);
+std::vector<ControlSpec> CommandControls();
+
+// Picture component 'p'.
+int ReadPicture(Form& form, ComponentRecord& r);
+void FillPicture(const ComponentRecord& r, Form& form);
+void DescribePicture(const ComponentRecord& r, ComponentView& view);
+std::vector<ControlSpec> PictureControls();
+// The file choice (button 1172): a path ending in .bmp or .jpg, in any case,
+// is shown in 1173 and 0 returned; any other path empties 1173 and returns
+// error 60 (0x3C00).
+int ChoosePictureFile(Form& form, const std::string& path);
+// The file-open dialog's filter in language `lang`.
+std::string PictureFileFilter(std::uint32_t lang);
+// Shows the controls that suit the output medium (screen or printer) and the
+// line position check box, as clicking those buttons does.
+void ApplyPictureMedium(Form& form, bool screen);
+
+// Measuring component 'M'.
+int ReadMeasuring(Form& form, ComponentRecord& r);
+void FillMeasuring(const ComponentRecord& r, Form& form);
+void DescribeMeasuring(const ComponentRecord& r, ComponentView& view);
+std::vector<ControlSpec> MeasuringControls();
+// Enables and shows the controls of mode index 0 (M), 1 (S) or 2 (T) with the
+// trigger link `link` (record byte 184), and checks the mode's button.
+void ApplyMeasuringMode(Form& form, int modeIndex, std::uint8_t link);
+// The measured-variable list from record byte 90 as text ("P1P2T1", "<S5>"),
+// cut after 40 characters.
+std::string FormatVariableList(const ComponentRecord& r);
+// Parses a list text into the 3-byte entries (with the closing 0 byte).
+// Returns 0 or the error number (11, 14, 113); the bytes are set only on
+// success.
+int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes);
+
+}  // namespace quelvari

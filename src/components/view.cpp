@@ -23,7 +23,8 @@ std::string ViewLineText(const ViewLine& line) {
         case ViewLine::Kind::Text:
             return line.text;
         case ViewLine::Kind::Row:
-            return line.text + " " + line.value;
+            return line.text + (!line.text.empty() && line.text.back() == ' ' ? "" : " ") +
+                   line.value;
         case ViewLine::Kind::Boxes: {
             std::string out = line.text;
             for (const ViewBox& b : line.boxes)

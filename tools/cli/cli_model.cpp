@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli.h"
+#include "components/view.h"
 #include "model/encoding.h"
 #include "model/file_commands.h"
 #include "model/procedure_file.h"
@@ -20,7 +21,10 @@ constexpr const char* kDumpUsage =
     "Prints one line per record as Open reads it (old records converted).\n"
     "--json prints one JSON object per line with the keys number, formatMark,\n"
     "recordMark, gotoTarget, inputCondition, branchCondition, comment (UTF-8),\n"
-    "typeCode (one character, empty for an empty record) and hex (all 800 bytes).\n"
+    "typeCode (one character, empty for an empty record), typeName (the type's\n"
+    "name, \"unknown\" for a letter not in the catalogue), view (the lines the\n"
+    "procedure view draws for the component, as text) and hex (all 800 bytes).\n"
+    "The text form shows the type name and the drawn lines below each step.\n"
     "--lang N chooses the language of the texts shown.\n";
 
 constexpr const char* kConvertUsage =
@@ -75,6 +79,9 @@ int runDump(const std::vector<std::string>& argsIn) {
     for (const ComponentRecord& r : file.records) {
         const std::string type =
             r.typeCode() ? std::string(1, static_cast<char>(r.typeCode())) : "";
+        ComponentView view;
+        if (r.typeCode())
+            view = DescribeComponent(r);
         if (json) {
             std::cout << "{\"number\":" << r.number() << ",\"formatMark\":" << r.formatMark()
                       << ",\"recordMark\":" << r.recordMark()
@@ -82,8 +89,13 @@ int runDump(const std::vector<std::string>& argsIn) {
                       << ",\"inputCondition\":" << jsonString(cp1252ToUtf8(r.inputCondition()))
                       << ",\"branchCondition\":" << jsonString(cp1252ToUtf8(r.branchCondition()))
                       << ",\"comment\":" << jsonString(cp1252ToUtf8(r.comment()))
-                      << ",\"typeCode\":" << jsonString(type) << ",\"hex\":\"" << hexOf(r)
-                      << "\"}\n";
+                      << ",\"typeCode\":" << jsonString(type)
+                      << ",\"typeName\":" << jsonString(cp1252ToUtf8(view.typeName))
+                      << ",\"view\":[";
+            for (std::size_t i = 0; i < view.lines.size(); ++i)
+                std::cout << (i ? "," : "")
+                          << jsonString(cp1252ToUtf8(ViewLineText(view.lines[i])));
+            std::cout << "],\"hex\":\"" << hexOf(r) << "\"}\n";
         } else {
             std::cout << "step " << r.number() << ": " << (type.empty() ? "-" : type) << " | in \""
                       << cp1252ToUtf8(r.inputCondition()) << "\" | branch \""
@@ -91,6 +103,15 @@ int runDump(const std::vector<std::string>& argsIn) {
             if (r.hasBranch())
                 std::cout << " goto " << r.gotoTarget();
             std::cout << " | \"" << cp1252ToUtf8(r.comment()) << "\"\n";
+            if (r.typeCode()) {
+                std::cout << "    " << cp1252ToUtf8(view.typeName) << "\n";
+                for (const ViewLine& line : view.lines) {
+                    std::string text = cp1252ToUtf8(ViewLineText(line));
+                    for (std::size_t p = 0; (p = text.find('\n', p)) != std::string::npos; p += 1)
+                        text.replace(p, 1, "\n      ");
+                    std::cout << "      " << text << "\n";
+                }
+            }
         }
     }
     return kExitOk;

@@ -1,0 +1,481 @@
+// The OK readers of the component editors: field checks, field numbers and the
+// bytes they store.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "components/catalogue.h"
+#include "components/editor.h"
+#include "components/editors.h"
+#include "components/layouts.h"
+#include "test_util.h"
+#include "texts/errors.h"
+
+namespace quelvari {
+namespace {
+
+// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
+MapForm formOf(const std::vector<std::string>& controls) {
+    MapForm f;
+    for (const std::string& c : controls) {
+        if (c[0] == '+') {
+            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
+            continue;
+        }
+        const bool combo = c[0] == '#';
+        const auto eq = c.find('=');
+        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
+        if (combo)
+            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
+        else
+            f.setText(id, c.substr(eq + 1));
+    }
+    return f;
+}
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
+           std::uint8_t byte88 = 0) {
+    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
+    MapForm f = formOf(controls);
+    return EditorOf(*type).read(f, r);
+}
+
+int readAs(char code, const std::vector<std::string>& controls) {
+    ComponentRecord r;
+    return readAs(code, controls, r);
+}
+
+struct FieldCase {
+    const char* what;
+    std::vector<std::string> controls;
+    int code;
+};
+
+void expectCodes(char type, const std::vector<std::string>& base,
+                 const std::vector<FieldCase>& cases) {
+    for (const FieldCase& c : cases) {
+        const int got = readAs(type, base + c.controls);
+        EXPECT_EQ(got, c.code) << type << ": " << c.what << " gave 0x" << std::hex << got;
+    }
+}
+
+// Valid forms of the eight types; the branch tests add to them.
+const std::vector<std::string> kTimeZ = {"+1160", "1162=100"};
+const std::vector<std::string> kTimeT = {"+1161"};
+const std::vector<std::string> kInterrupt = {"+1178", "+1183"};
+const std::vector<std::string> kBreak = {"1322=Z1", "1323=B1"};
+const std::vector<std::string> kSection = {"+2281", "2278=Name", "1323=B1"};
+const std::vector<std::string> kModule = {"1206=MODUL"};
+const std::vector<std::string> kCommand = {"1324=SAVE"};
+const std::vector<std::string> kPicture = {"1173=a.bmp", "+1170", "1176=10", "1177=10"};
+const std::vector<std::string> kMeasureM = {"+1004", "1013=P1"};
+const std::vector<std::string> kMeasureS = {"+1005", "1013=P1", "1016=1", "1017=10"};
+const std::vector<std::string> kMeasureT = {"+1006"};
+
+TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
+    struct TypeCase {
+        char type;
+        std::vector<std::string> base;
+        int branchField;
+    };
+    const std::vector<TypeCase> types = {
+        {'Z', kTimeZ, 4},
+        {'Z', kTimeT, 3},
+        {'I', kInterrupt, 7},
+        {'u', kBreak, 5},
+        {'C', kSection, 5},
+        {'U', kModule, 4},
+        {'D', kCommand, 4},
+        {'p', kPicture, 4},
+        {'M', kMeasureT, 3},
+        {'M', kMeasureM, 9},
+        {'M', kMeasureM + std::vector<std::string>{"#2177=2"}, 12},
+        {'M', kMeasureS, 11},
+        {'M', kMeasureS + std::vector<std::string>{"#2177=1"}, 14},
+        {'B', {}, 3},
+        {'i', {}, 3},
+    };
+    for (const TypeCase& t : types) {
+        const int f = t.branchField;
+        expectCodes(t.type, t.base,
+                    {
+                        {"valid", {}, 0},
+                        {"entry condition", {"1014=Z0"}, ErrorCode(11, 1)},
+                        {"entry 21 characters", {"1014=Z1=12345678901234567X"}, ErrorCode(54, 1)},
+                        {"entry 20 characters", {"1014=Z1=12345678901234567"}, 0},
+                        {"branch condition", {"1021=Z1==2", "1022=3"}, ErrorCode(26, f)},
+                        {"branch without target", {"1021=B3", "1022=0"}, ErrorCode(3, f + 1)},
+                        {"branch, target unreadable", {"1021=B3", "1022=x"}, ErrorCode(3, f + 1)},
+                        {"target without branch", {"1022=7"}, ErrorCode(4, f)},
+                        {"empty branch, target 0", {"1022=0"}, 0},
+                        {"branch and target", {"1021=B3", "1022=2"}, 0},
+                    });
+    }
+}
+
+TEST(ComponentReaders, StoresTheHeadFields) {
+    ComponentRecord r;
+    ASSERT_EQ(readAs('U',
+                     kModule + std::vector<std::string>{"1014=E3", "1015=Pumpe", "1021=Z1>=Z2",
+                                                        "1022=12"},
+                     r),
+              0);
+    EXPECT_EQ(r.inputCondition(), "E3");
+    EXPECT_EQ(r.comment(), "Pumpe");
+    EXPECT_EQ(r.branchCondition(), "Z1>=Z2");
+    EXPECT_EQ(r.gotoTarget(), 12);
+    EXPECT_EQ(r.typeCode(), 'U');
+    // A 60-character description is cut to 50.
+    ASSERT_EQ(readAs('U', kModule + std::vector<std::string>{"1015=" + std::string(60, 'x')}, r),
+              0);
+    EXPECT_EQ(r.comment(), std::string(50, 'x'));
+}
+
+TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
+    MapForm f = formOf({"1322=Q1"});
+    ComponentRecord r;
+    EXPECT_EQ(ReadBreak(f, r), ErrorCode(49, 3));
+    EXPECT_EQ(f.errorFieldControl, 1322u);
+    f = formOf(kBreak);
+    EXPECT_EQ(ReadBreak(f, r), 0);
+    EXPECT_EQ(f.errorFieldControl, 0u);
+    f = formOf({"1173=a.bmp", "+1170", "1176=4", "1177=10"});
+    EXPECT_EQ(ReadPicture(f, r), 0x3D00);
+    EXPECT_EQ(f.errorFieldControl, 0u);  // size errors focus nothing
+    f = formOf({"+1170"});
+    EXPECT_EQ(ReadPicture(f, r), 0x3C00);
+    EXPECT_EQ(f.errorFieldControl, 1173u);
+}
+
+TEST(TimeReader, FactorLimitsAndStoredBytes) {
+    expectCodes('Z', {"+1160"},
+                {
+                    {"60000", {"1162=60000"}, 0},
+                    {"1", {"1162=1"}, 0},
+                    {"60001", {"1162=60001"}, ErrorCode(2, 3)},
+                    {"0", {"1162=0"}, ErrorCode(2, 3)},
+                    {"empty", {}, ErrorCode(2, 3)},
+                    {"12a", {"1162=12a"}, ErrorCode(1, 3)},
+                    {"seventh character ignored", {"1162=000010x"}, 0},
+                    {"blank", {"1162= 1"}, ErrorCode(1, 3)},
+                });
+    ComponentRecord r;
+    ASSERT_EQ(readAs('Z', {"+1160", "1162=0000100"}, r), 0);
+    EXPECT_EQ(r.u8(88), 'Z');
+    EXPECT_EQ(r.u16(90), 10);
+    ASSERT_EQ(readAs('Z', {"+1161", "1162=99"}, r), 0);
+    EXPECT_EQ(r.u8(88), 'T');
+    EXPECT_EQ(r.u16(90), 0);
+}
+
+TEST(InterruptReader, RoutinesAndTimes) {
+    expectCodes(
+        'I', {},
+        {
+            {"none checked", {"+1182"}, ErrorCode(14, 0)},
+            {"disabled needs no time", {"+1179", "+1185"}, 0},
+            {"own ms 50", {"+1180", "+1186", "+1194", "#1204=0", "1200=50"}, 0},
+            {"own ms 49", {"+1180", "+1186", "+1194", "#1204=0", "1200=49"}, ErrorCode(28, 5)},
+            {"external ms 49", {"+1180", "+1186", "#1204=0", "1200=49"}, 0},
+            {"seconds 60", {"+1181", "+1188", "#1205=1", "1201=60"}, 0},
+            {"seconds 61", {"+1181", "+1188", "#1205=1", "1201=61"}, ErrorCode(28, 6)},
+            {"time 0", {"+1178", "+1182", "#1202=0", "1198=0"}, ErrorCode(28, 3)},
+            {"no time base, 49", {"+1178", "+1182", "+1190", "1198=49"}, 0},
+        });
+    ComponentRecord r;
+    ASSERT_EQ(readAs('I',
+                     {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181", "+1189", "+1197",
+                      "1201=5"},
+                     r),
+              0);
+    const std::uint8_t e1[8] = {1, 'B', 1, 0, 0, 0, 30, 0};
+    const std::uint8_t e3[8] = {2, 'C', 0xFF, 0, 0, 0, 0, 0};
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(r.u8(88 + i), 0) << i;
+        EXPECT_EQ(r.u8(96 + i), e1[i]) << i;
+        EXPECT_EQ(r.u8(104 + i), 0) << i;
+        EXPECT_EQ(r.u8(112 + i), e3[i]) << i;
+    }
+}
+
+TEST(BreakAndSectionReaders, VariablesAndNames) {
+    expectCodes('u', {},
+                {
+                    {"valid S255", {"1322=S255", "1323=B255"}, 0},
+                    {"reference empty", {"1323=B1"}, ErrorCode(14, 3)},
+                    {"reference letter", {"1322=B1", "1323=B1"}, ErrorCode(49, 3)},
+                    {"reference 0", {"1322=Z0", "1323=B1"}, ErrorCode(49, 3)},
+                    {"reference 256", {"1322=Z256", "1323=B1"}, ErrorCode(49, 3)},
+                    {"registration Z5", {"1322=Z1", "1323=Z5"}, ErrorCode(50, 4)},
+                    {"registration empty", {"1322=Z1"}, ErrorCode(50, 4)},
+                    {"registration B0", {"1322=Z1", "1323=B0"}, ErrorCode(50, 4)},
+                    {"registration B256", {"1322=Z1", "1323=B256"}, ErrorCode(50, 4)},
+                });
+    const std::string name40(40, 'n');
+    expectCodes('C', {"1323=B1"},
+                {
+                    {"first", {"+2280", "1322=S9", "2278=A"}, 0},
+                    {"first, no reference", {"+2280", "2278=A"}, ErrorCode(14, 3)},
+                    {"first, reference B1", {"+2280", "1322=B1", "2278=A"}, ErrorCode(49, 3)},
+                    {"middle ignores reference", {"+2281", "1322=xx", "2278=A"}, 0},
+                    {"name 40", {"+2282", "2278=" + name40}, 0},
+                    {"name 41", {"+2282", "2278=" + name40 + "n"}, ErrorCode(114, 4)},
+                    {"name empty", {"+2282"}, ErrorCode(114, 4)},
+                });
+    expectCodes('C', {"+2282", "2278=A"},
+                {
+                    {"ident empty", {}, ErrorCode(14, 5)},
+                    {"ident Z5", {"1323=Z5"}, ErrorCode(32, 5)},
+                    {"ident B0", {"1323=B0"}, ErrorCode(5, 5)},
+                    {"ident B256", {"1323=B256"}, ErrorCode(5, 5)},
+                });
+    ComponentRecord r;
+    ASSERT_EQ(readAs('u', {"1322=S12", "1323=B7"}, r), 0);
+    EXPECT_EQ(r.u8(88), 'S');
+    EXPECT_EQ(r.u8(89), 12);
+    EXPECT_EQ(r.u8(90), 0);
+    EXPECT_EQ(r.u8(91), 'B');
+    EXPECT_EQ(r.u8(92), 7);
+    ASSERT_EQ(readAs('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r), 0);
+    EXPECT_EQ(r.u8(88), 1);
+    EXPECT_EQ(r.u8(89), 0);  // no reference for a middle section
+    EXPECT_EQ(r.text(92, 41), "Abschnitt");
+    EXPECT_EQ(r.u8(136), 'B');
+    EXPECT_EQ(r.u8(137), 4);
+    ASSERT_EQ(readAs('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r), 0);
+    EXPECT_EQ(r.u8(88), 0);
+    EXPECT_EQ(r.u8(89), 'Z');
+    EXPECT_EQ(r.u8(90), 3);
+}
+
+TEST(ModuleReader, NamesAndTheFileNameTest) {
+    test::TempDir dir;
+    const auto old = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path());
+    const std::string name30(30, 'm');
+    const char* refused[] = {"a<b", "a>b",  "a:b",   "a\"b",  "a/b",  "a\\b",    "a|b",   "a?b",
+                             "a*b", "a\tb", "name ", "name.", "CON",  "con",     "Prn",   "AUX",
+                             "NUL", "COM1", "com9",  "LPT1",  "LPT9", "nul.txt", "CON .x"};
+    for (const char* n : refused)
+        EXPECT_EQ(readAs('U', {std::string("1206=") + n}), ErrorCode(45, 3)) << n;
+    const char* accepted[] = {"COM0", "LPT10", "CONSOLE", "a.b", "M 1", "Pumpe_ä"};
+    for (const char* n : accepted)
+        EXPECT_EQ(readAs('U', {std::string("1206=") + n}), 0) << n;
+    EXPECT_EQ(readAs('U', {"1206=" + name30}), 0);
+    EXPECT_EQ(readAs('U', {"1206=" + name30 + "m"}), ErrorCode(45, 3));
+    EXPECT_EQ(readAs('U', {}), ErrorCode(14, 3));
+    // A file that already exists under the test name stays as it is.
+    test::writeBytes(dir.file("keep.pa$"), {1, 2, 3});
+    EXPECT_EQ(readAs('U', {"1206=keep"}), 0);
+    EXPECT_EQ(test::readBytes(dir.file("keep.pa$")), (std::vector<std::uint8_t>{1, 2, 3}));
+    std::filesystem::remove(dir.file("keep.pa$"));
+    // No test file is left behind.
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    ComponentRecord r;
+    ASSERT_EQ(readAs('U', {"1206=" + name30}, r), 0);
+    EXPECT_EQ(r.text(88, 31), name30);
+    EXPECT_EQ(r.u8(118), 0);
+    std::filesystem::current_path(old);
+}
+
+TEST(CommandReader, LinesAndTheirBareCodes) {
+    const std::string l50(50, 'c');
+    expectCodes('D', {},
+                {
+                    {"no lines", {}, 0x0E00},
+                    {"line 4 only", {"1327=X"}, 0},
+                    {"50 characters", {"1324=" + l50}, 0},
+                    {"51 in line 1", {"1324=" + l50 + "c"}, 3},
+                    {"51 in line 3", {"1324=a", "1326=" + l50 + "c"}, 5},
+                    {"51 in line 4", {"1327=" + l50 + "c"}, 6},
+                    {"target 7 without branch", {"1324=a", "1022=7"}, 0x0404},
+                    {"branch B3 target 0", {"1324=a", "1021=B3", "1022=0"}, 0x0305},
+                });
+    ComponentRecord r;
+    ASSERT_EQ(readAs('D', {"+1057", "1324=SAVE -m1", "1326=" + l50}, r), 0);
+    EXPECT_EQ(r.u8(88), 1);
+    EXPECT_EQ(r.text(96, 56), "SAVE -m1");
+    EXPECT_EQ(r.text(152, 56), "");
+    EXPECT_EQ(r.text(208, 56), l50);
+    EXPECT_EQ(r.u8(258), 0);
+}
+
+TEST(PictureReader, SizesMediaAndKinds) {
+    expectCodes('p', {"1173=x.bmp"},
+                {
+                    {"screen 95+5", {"+1170", "1174=95", "1175=95", "1176=5", "1177=5"}, 0},
+                    {"screen 96+5", {"+1170", "1174=96", "1175=95", "1176=5", "1177=5"}, 0x3D00},
+                    {"screen y 96+5", {"+1170", "1175=96", "1176=5", "1177=5"}, 0x3D00},
+                    {"printer width 4", {"+1171", "1176=4", "1177=50"}, 0x3D00},
+                    {"printer height 4", {"+1171", "1176=50", "1177=4"}, 0x3D00},
+                    {"printer 90+50", {"+1171", "1174=90", "1176=50", "1177=50"}, 0},
+                    {"negative width", {"+1171", "1176=-50", "1177=50"}, 0x3D00},
+                    {"no file", {"1173=", "1176=50", "1177=50"}, 0x3C00},
+                });
+    ComponentRecord r;
+    ASSERT_EQ(readAs('p',
+                     {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc", "1175=", "1176=20",
+                      "1177=30", "+2163", "+2180"},
+                     r),
+              0);
+    EXPECT_EQ(r.u8(88), 1);
+    EXPECT_EQ(r.u8(89), 1);
+    EXPECT_EQ(r.u8(90), 'P');
+    EXPECT_EQ(r.u8(91), 'J');  // ".BMP" is not ".bmp"
+    EXPECT_EQ(r.u8(92), 1);
+    EXPECT_EQ(r.u8(93), 1);
+    EXPECT_EQ(r.u32(96), 12u);
+    EXPECT_EQ(r.u32(100), 0u);
+    EXPECT_EQ(r.u32(104), 20u);
+    EXPECT_EQ(r.u32(108), 30u);
+    EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
+    ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
+    EXPECT_EQ(r.u8(90), 'D');
+    EXPECT_EQ(r.u8(91), 'B');
+    // The file choice compares the extension ignoring case.
+    MapForm f;
+    EXPECT_EQ(ChoosePictureFile(f, "C:\\p\\LOGO.BMP"), 0);
+    EXPECT_EQ(f.fullText(1173), "C:\\p\\LOGO.BMP");
+    EXPECT_EQ(ChoosePictureFile(f, "logo.Jpg"), 0);
+    EXPECT_EQ(ChoosePictureFile(f, "logo.png"), 0x3C00);
+    EXPECT_EQ(f.fullText(1173), "");
+    EXPECT_EQ(ChoosePictureFile(f, "bmp"), 0x3C00);
+}
+
+TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
+    expectCodes('M', {"+1005", "1013=P1", "1017=10"},
+                {
+                    {"scan 0.0005", {"1016=0.0005"}, ErrorCode(15, 4)},
+                    {"scan 0.001", {"1016=0.001"}, 0},
+                    {"scan 60", {"1016=60"}, 0},
+                    {"scan 60.001", {"1016=60.001"}, ErrorCode(15, 4)},
+                    {"scan empty", {}, ErrorCode(15, 4)},
+                });
+    expectCodes('M', {"+1005", "1013=P1", "1016=1"},
+                {
+                    {"number 1", {"1017=1"}, ErrorCode(16, 5)},
+                    {"number 2", {"1017=2"}, 0},
+                    {"number 999999999", {"1017=999999999"}, 0},
+                    {"number 10 digits", {"1017=1234567890"}, ErrorCode(16, 5)},
+                });
+    expectCodes(
+        'M', {"+1005", "1013=P1", "1016=1", "1017=10"},
+        {
+            {"operator edge in S", {"1018=P1", "1019=\xAB", "1020=1"}, 0},
+            {"trigger P16", {"1018=P16", "1019=>", "1020=1"}, 0},
+            {"trigger P17", {"1018=P17", "1019=>", "1020=1"}, ErrorCode(11, 6)},
+            {"trigger P100", {"1018=P100", "1019=>", "1020=1"}, ErrorCode(11, 6)},
+            {"trigger P1A", {"1018=P1A", "1019=>", "1020=1"}, ErrorCode(11, 6)},
+            {"operator wrong", {"1018=P1", "1019=+", "1020=1"}, ErrorCode(19, 7)},
+            {"value missing", {"1018=P1", "1019=>"}, ErrorCode(18, 8)},
+            {"value, no trigger", {"1020=3"}, ErrorCode(18, 8)},
+            {"second trigger", {"#2177=3", "1023=T2", "1024=\xBB", "1025=2"}, 0},
+            {"second operator", {"#2177=1", "1023=T2", "1024=x", "1025=2"}, ErrorCode(19, 12)},
+            {"second value", {"#2177=1", "1023=T2", "1024=<"}, ErrorCode(18, 13)},
+            {"second var", {"#2177=2", "1023=T20", "1024=<", "1025=1"}, ErrorCode(11, 11)},
+        });
+    expectCodes('M', {"+1004"},
+                {
+                    {"list 30", {"1013=" + std::string(30, 'P')}, 0},
+                    {"list 31", {"1013=" + std::string(31, 'P')}, ErrorCode(54, 3)},
+                    {"list blanks", {"1013=   "}, ErrorCode(14, 3)},
+                    {"list P32", {"1013=P32"}, ErrorCode(11, 3)},
+                    {"list P100", {"1013=P100"}, ErrorCode(11, 3)},
+                    {"list <S100>", {"1013=<S100>"}, ErrorCode(113, 3)},
+                    {"edge in M", {"1013=P1", "1018=P1", "1019=\xAB", "1020=1"}, ErrorCode(19, 5)},
+                    {"trigger in M", {"1013=P1", "1018=P1", "1019=<", "1020=1"}, 0},
+                });
+    ComponentRecord r;
+    ASSERT_EQ(
+        readAs('M',
+               {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
+                "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"},
+               r),
+        0);
+    const std::uint8_t list[] = {'P', 1, 0, 'S', 'A', 3, 0};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(r.u8(90 + i), list[i]) << i;
+    EXPECT_EQ(r.u8(88), 'S');
+    EXPECT_EQ(r.u8(89), 1);
+    EXPECT_EQ(r.u32(152), 250000u);
+    EXPECT_EQ(r.u32(160), 500u);
+    EXPECT_EQ(r.u8(164), 100);
+    EXPECT_EQ(r.u8(172), 'P');
+    EXPECT_EQ(r.u8(173), 2);
+    EXPECT_EQ(r.u8(175), 0xAB);
+    EXPECT_FLOAT_EQ(r.f32(180), 12.5f);
+    EXPECT_EQ(r.u8(184), 2);
+    EXPECT_EQ(r.u8(185), 'T');
+    EXPECT_EQ(r.u8(186), 1);
+    EXPECT_EQ(r.u8(188), '<');
+    EXPECT_FLOAT_EQ(r.f32(196), -3.0f);
+    // Mode M stores 1 measurement at 1 s whatever the disabled fields hold.
+    ASSERT_EQ(readAs('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r), 0);
+    EXPECT_EQ(r.u32(152), 1000000u);
+    EXPECT_EQ(r.u32(160), 1u);
+    // Mode T stores no list, scan rate, number or trigger.
+    ASSERT_EQ(readAs('M',
+                     {"+1006", "+2155", "1013=P1", "1016=1", "1017=5", "1018=P1", "1019=>",
+                      "1020=1", "#2177=1"},
+                     r),
+              0);
+    EXPECT_EQ(r.u8(88), 'T');
+    EXPECT_EQ(r.u8(165), 1);
+    for (std::size_t i = 90; i < 200; ++i)
+        EXPECT_EQ(r.u8(i), i == 165 ? 1 : 0) << i;  // only the transfer variant
+}
+
+TEST(MeasuringList, ParsedEntries) {
+    struct Case {
+        const char* text;
+        int error;
+        std::vector<std::uint8_t> bytes;
+    };
+    const Case cases[] = {
+        {"P1P2", 0, {'P', 1, 0, 'P', 2, 0, 0}},
+        {"SA3", 0, {'S', 'A', 3, 0}},
+        {"  P31", 0, {'P', 31, 0, 0}},
+        {"P1, P2", 0, {'P', 1, 0, ',', ' ', 0, 'P', 2, 0, 0}},
+        {"P32", 11, {}},
+        {"P100", 11, {}},
+        {"<S5>", 0, {'@', 5, 0, 0}},
+        {"<S0>", 0, {'@', 0, 0, 0}},
+        {"<S99> ", 0, {'@', 99, 0, 0}},
+        {"<S100>", 113, {}},
+        {"<S5>x", 113, {}},
+        {"<S5", 113, {}},
+        {"<Sx>", 113, {}},
+        {"", 14, {}},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> bytes;
+        EXPECT_EQ(ParseVariableList(c.text, bytes), c.error) << c.text;
+        if (c.error == 0) {
+            EXPECT_EQ(bytes, c.bytes) << c.text;
+        }
+    }
+    ComponentRecord r;
+    const std::uint8_t direct[] = {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0};
+    for (std::size_t i = 0; i < sizeof direct; ++i)
+        r.setU8(90 + i, direct[i]);
+    EXPECT_EQ(FormatVariableList(r), "P1SA31T12");
+    r.setU8(90, '@');
+    r.setU8(91, 7);
+    EXPECT_EQ(FormatVariableList(r), "<S7>");
+    for (std::size_t i = 90; i < 152; i += 3) {
+        r.setU8(i, 'S');
+        r.setU8(i + 1, 'A');
+        r.setU8(i + 2, 10);
+    }
+    EXPECT_EQ(FormatVariableList(r).size(), 40u);
+}
+
+}  // namespace
+}  // namespace quelvari
