@@ -38,7 +38,9 @@ std::string ViewLineText(const ViewLine& line) {
 std::string VariableText(std::uint8_t letter, std::uint8_t number) {
     if (letter == 0)
         return {};
-    return std::string(1, static_cast<char>(letter)) + std::to_string(number);
+    std::string text(1, static_cast<char>(letter));
+    text += std::to_string(number);
+    return text;
 }
 
 void DescribeGeneric(const ComponentRecord& r, ComponentView& view) {
