@@ -71,17 +71,17 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
         }
         const std::string name = a.substr(0, eq);
         const std::string value = a.substr(eq + 1);
-        const ControlSpec* spec = nullptr;
+        const ControlSpec* entry = nullptr;
         const auto id = parseNumber(name);
         for (const ControlSpec& c : editor.controls)
             if ((id && c.id == static_cast<std::uint32_t>(*id)) || name == c.name)
-                spec = &c;
-        if (!spec) {
+                entry = &c;
+        if (!entry) {
             usageError("this component has no control '" + name +
                        "' (add FILE TYPE --controls lists them)");
             return false;
         }
-        switch (spec->kind) {
+        switch (entry->kind) {
             case ControlKind::Text: {
                 const auto text = utf8ToCp1252(value);
                 if (!text) {
@@ -89,7 +89,7 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
                                "' holds a character that Windows-1252 cannot store");
                     return false;
                 }
-                form.setText(spec->id, *text);
+                form.setText(entry->id, *text);
                 break;
             }
             case ControlKind::Check:
@@ -98,11 +98,11 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
                     usageError("control '" + name + "' takes 1 or 0");
                     return false;
                 }
-                if (value == "1" && spec->kind == ControlKind::Radio)
+                if (value == "1" && entry->kind == ControlKind::Radio)
                     for (const ControlSpec& c : editor.controls)
-                        if (c.kind == ControlKind::Radio && c.group == spec->group)
+                        if (c.kind == ControlKind::Radio && c.group == entry->group)
                             form.setChecked(c.id, false);
-                form.setChecked(spec->id, value == "1");
+                form.setChecked(entry->id, value == "1");
                 break;
             }
             case ControlKind::Combo: {
@@ -111,7 +111,7 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
                     usageError("control '" + name + "' takes an entry index");
                     return false;
                 }
-                form.setCurrentIndex(spec->id, static_cast<int>(*index));
+                form.setCurrentIndex(entry->id, static_cast<int>(*index));
                 break;
             }
         }
