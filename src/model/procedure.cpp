@@ -1,16 +1,40 @@
 #include "model/procedure.h"
 
+#include <new>
+#include <type_traits>
+
 namespace quelvari {
 
 ProcedureList::~ProcedureList() {
     freeProcedure();
 }
 
-int ProcedureList::freeProcedure() {
-    while (ComponentNode* n = procedureHead.next) {
-        procedureHead.next = n->next;
-        delete n;
+ComponentNode* ProcedureList::allocateNode() {
+    if (ComponentNode* node = freeNodes_) {
+        freeNodes_ = node->next;
+        return node;
     }
+    static_assert(std::is_trivially_destructible_v<ComponentNode>);
+    if (slabUsed_ == kSlabNodes) {
+        // Slab storage is left uninitialised: every caller sets the record.
+        slabs_.push_back(
+            std::make_unique_for_overwrite<std::byte[]>(kSlabNodes * sizeof(ComponentNode)));
+        slabUsed_ = 0;
+    }
+    void* place = slabs_.back().get() + sizeof(ComponentNode) * slabUsed_++;
+    return new (place) ComponentNode(Uninitialised{});
+}
+
+void ProcedureList::releaseNode(ComponentNode* node) {
+    node->next = freeNodes_;
+    freeNodes_ = node;
+}
+
+int ProcedureList::freeProcedure() {
+    // Every node behind procedureHead lives in the slabs.
+    slabs_.clear();
+    slabUsed_ = kSlabNodes;
+    freeNodes_ = nullptr;
     procedureHead = ComponentNode{};
     tail_ = &procedureHead;
     currentNode = &procedureHead;
@@ -22,8 +46,9 @@ void ProcedureList::appendNode(const ComponentRecord& record) {
 }
 
 ComponentRecord& ProcedureList::appendUnfilledNode() {
-    auto* node = new ComponentNode(Uninitialised{});
+    ComponentNode* node = allocateNode();
     node->prev = tail_;
+    node->next = nullptr;
     tail_->next = node;
     tail_ = node;
     ++componentCount;
@@ -69,7 +94,8 @@ void ProcedureList::renumber(std::uint16_t pivot, bool inserted) {
 void ProcedureList::insertAtCurrent(const ComponentRecord& record) {
     ComponentNode* cur = currentNode;
     const std::uint16_t n = cur->record.number();
-    auto* moved = new ComponentNode(*cur);
+    ComponentNode* moved = allocateNode();
+    *moved = *cur;
     moved->prev = cur;
     if (cur->next)
         cur->next->prev = moved;
@@ -97,11 +123,11 @@ bool ProcedureList::deleteCurrent() {
             following->next->prev = cur;
         if (tail_ == following)
             tail_ = cur;
-        delete following;
+        releaseNode(following);
     } else if (ComponentNode* before = cur->prev) {
         before->next = nullptr;
         tail_ = before;
-        delete cur;
+        releaseNode(cur);
         currentNode = before;
     } else {
         cur->record.setTypeCode(0);
@@ -118,7 +144,8 @@ void ProcedureList::appendRecord(const ComponentRecord& record) {
     currentNumber = componentCount + 1;
     currentNode = tail_;
     if (currentNode->record.typeCode() != 0) {
-        auto* node = new ComponentNode{};
+        ComponentNode* node = allocateNode();
+        *node = ComponentNode{};
         node->prev = tail_;
         tail_->next = node;
         tail_ = node;

@@ -150,6 +150,11 @@ void memoryFigures() {
 
 int main() {
     using namespace quelvari::bench;
+    // Keep freed memory in the process: otherwise whether a run finds warm or
+    // fresh pages depends on the allocator's trim heuristics (an 8 MB buffer
+    // stays, 8 MB of nodes are trimmed), and the ratios would measure that.
+    ::mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 30);
     const std::string dir = scratchDir();
     fileFigures(dir);
     memoryFigures();
