@@ -173,19 +173,22 @@ std::vector<Case> cases() {
          [](C& t) {
              t.procedure({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()});
          }},
-        {"interval above 5000 ms", 8052, 1, kCheckTarvisel,
+        {"interval above 5000 ms", 8065, 1, kCheckTarvisel,
          [](C& t) {
              t.procedure({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()});
          },
          [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C', 0, 5000}}), interrupt({{0, 2}}), plain()});
+             // The limit is one of milliseconds: 60 in seconds is not above it.
+             t.procedure({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}),
+                          interrupt({{0, 2}, {1, 2}}), plain()});
          }},
-        {"external routine on an instrument", 8065, 1, kCheckPv3320,
+        {"external routine on an instrument", 8052, 1, kCheckPv3320,
          [](C& t) {
              t.procedure({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()});
          },
          [](C& t) {
-             t.procedure({interrupt({{3, 2, 'C'}}), plain()});
+             t.irq(4, {plain()});
+             t.procedure({interrupt({{3, 1, 'B'}}), interrupt({{3, 2}}), plain()});
          }},
         {"routine left active", 8007, 0, kCheckTarvisel,
          [](C& t) {

@@ -80,14 +80,14 @@ enum Finding : int {
     kPictureUnreadable = 8048,
     kPictureTooLarge = 8049,
     kTooManyPictures = 8050,
-    kInterruptTooSlow = 8052,
+    kExternalOnInstrument = 8052,
     kInterruptTooLong = 8053,
     kTransferCommand = 8056,
     kBitmapColoursPv6410 = 8057,
     kPictureMissingWarning = 8058,
     kOldFormat = 8059,
     kBitmapColoursPv3320 = 8064,
-    kExternalRoutine = 8065,
+    kIntervalTooLong = 8065,
     kOnlineGraphicInInterrupt = 8068,
     kTooManyVariables = 8070,
     kOptionsOutsidePc = 8077,
@@ -415,8 +415,8 @@ class SyntaxTest {
     }
 
     // 3: interrupt component: enabling an active routine, disabling an idle
-    // one, a millisecond interval above 5000, an external routine on an
-    // instrument. Also records the routines for stage 3.
+    // one, enabling an external routine on an instrument, a millisecond
+    // interval above 5000. Also records the routines for stage 3.
     int checkInterrupt(const ComponentRecord& r) {
         if (r.typeCode() != 'I')
             return 0;
@@ -434,11 +434,11 @@ class SyntaxTest {
             if (state == 1) {
                 if (routineActive_[k])
                     note(kRoutineAlreadyActive);
+                if (kind == 'C' && isInstrumentMode(mode_))
+                    note(kExternalOnInstrument);
                 if (r.u8(e + layout::interrupt::kTimeBase) == 0 &&
                     r.u16(e + layout::interrupt::kTime) > kMaxInterruptMs)
-                    note(kInterruptTooSlow);
-                if (kind == 'C' && isInstrumentMode(mode_))
-                    note(kExternalRoutine);
+                    note(kIntervalTooLong);
                 word |= static_cast<std::uint16_t>(kInterruptEnabled << (2 * k));
                 if (kind == 'B')
                     word |= static_cast<std::uint16_t>(kInterruptComponentRoutine << (2 * k));
