@@ -367,6 +367,16 @@ std::vector<Case> cases() {
              irWith(t, {measuring('S'), plain()});
          },
          [=](C& t) {
+             // Measuring and saving in a file does not touch the instrument memory.
+             ComponentRecord toFile = measuring('M');
+             toFile.setU8(layout::measuring::kSaveInFile, 1);
+             irWith(t, {toFile, plain()});
+         }},
+        {"memory transfer in IR", 8013, 1, kCheckTarvisel,
+         [=](C& t) {
+             irWith(t, {measuring('T'), plain()});
+         },
+         [=](C& t) {
              irWith(t, {measuring('M'), plain()});
          }},
         {"IR longer than 30", 8053, 31, kCheckTarvisel,

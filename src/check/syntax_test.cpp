@@ -669,13 +669,14 @@ class SyntaxTest {
         }
     }
 
-    // A measuring component in an interrupt procedure may only measure and
-    // hand the values over: no instrument memory, no transfer, no file.
+    // A measuring component in an interrupt procedure may not use the
+    // instrument memory: neither save in it nor transfer it.
     int interruptMeasuringRule(const ComponentRecord& r) {
         if (r.typeCode() != 'M')
             return 0;
         noteChannels(r);
-        if (r.u8(layout::measuring::kMode) != 'M' || r.u8(layout::measuring::kSaveInFile) != 0)
+        const std::uint8_t mode = r.u8(layout::measuring::kMode);
+        if (mode == 'S' || mode == 'T')
             return kMeasuringForbiddenInInterrupt;
         if (channelsOver_ && !channelsReported_) {
             channelsReported_ = true;
