@@ -158,6 +158,35 @@ std::vector<Case> cases() {
          [](C& t) {
              t.procedure({interbus('I'), interbus('R'), plain()});
          }},
+        {"Interbus-S cycle before initialising", 8035, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('Z'), interbus('I'), interbus('R'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('Z'), interbus('R'), plain()});
+         }},
+        {"Interbus-S initialised again without reset", 8036, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('I'), interbus('R'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'),
+                          plain()});
+         }},
+        {"test selection twice", 8078, 3, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({makeRecord('a'), plain(), makeRecord('a'), plain()});
+         },
+         [](C& t) {
+             t.procedure({makeRecord('a'), plain(), plain()});
+         }},
+        {"section name twice", 8083, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()});
+         },
+         [](C& t) {
+             t.procedure({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()});
+         }},
         {"routine enabled twice", 8005, 2, kCheckTarvisel,
          [](C& t) {
              t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}),
@@ -424,6 +453,34 @@ TEST_F(Check, EveryForbiddenTypeOfAnInterruptProcedure) {
     for (const auto& [type, id] : forbidden)
         expected.push_back({id, static_cast<int>(expected.size()) + 1});
     EXPECT_EQ(findingsOf(run()), expected);
+}
+
+// Component types that only some places of use can run.
+TEST(CheckModes, TypesBoundToThePlaceOfUse) {
+    struct Bound {
+        char type;
+        int id;
+        std::vector<std::uint16_t> refusedIn;
+    };
+    const std::vector<Bound> bounds = {
+        {'s', 8062, {kCheckTarvisel, kCheckLumo}},  // sensor: instruments only
+        {'g', 8069, {kCheckPv6410, kCheckPv3320}},  // online graphic: not on instruments
+        {'O', 8077, {kCheckLumo, kCheckPv6410, kCheckPv3320}},  // options: Tarvisel only
+    };
+    for (const Bound& b : bounds) {
+        for (std::uint16_t mode = kCheckTarvisel; mode <= kCheckPv3320; ++mode) {
+            SCOPED_TRACE(std::string(1, b.type) + " in mode " + std::to_string(mode));
+            Scene t;
+            t.procedure({plain(), makeRecord(b.type), plain()});
+            const bool refused =
+                std::find(b.refusedIn.begin(), b.refusedIn.end(), mode) != b.refusedIn.end();
+            const auto seen = findingsOf(t.run(mode));
+            if (refused)
+                EXPECT_EQ(seen, (std::vector<Seen>{{b.id, 2}}));
+            else
+                EXPECT_TRUE(seen.empty());
+        }
+    }
 }
 
 TEST_F(Check, ProtocolHeadLineFormsAndDetail) {
