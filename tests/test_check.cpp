@@ -158,6 +158,35 @@ std::vector<Case> cases() {
          [](C& t) {
              t.procedure({interbus('I'), interbus('R'), plain()});
          }},
+        {"Interbus-S cycle before initialising", 8035, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('Z'), interbus('I'), interbus('R'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('Z'), interbus('R'), plain()});
+         }},
+        {"Interbus-S initialised again without reset", 8036, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('I'), interbus('R'), plain()});
+         },
+         [](C& t) {
+             t.procedure({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'),
+                          plain()});
+         }},
+        {"test selection twice", 8078, 3, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({makeRecord('a'), plain(), makeRecord('a'), plain()});
+         },
+         [](C& t) {
+             t.procedure({makeRecord('a'), plain(), plain()});
+         }},
+        {"section name twice", 8083, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()});
+         },
+         [](C& t) {
+             t.procedure({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()});
+         }},
         {"routine enabled twice", 8005, 2, kCheckTarvisel,
          [](C& t) {
              t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}),
@@ -173,19 +202,22 @@ std::vector<Case> cases() {
          [](C& t) {
              t.procedure({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()});
          }},
-        {"interval above 5000 ms", 8052, 1, kCheckTarvisel,
+        {"interval above 5000 ms", 8065, 1, kCheckTarvisel,
          [](C& t) {
              t.procedure({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()});
          },
          [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C', 0, 5000}}), interrupt({{0, 2}}), plain()});
+             // The limit is one of milliseconds: 60 in seconds is not above it.
+             t.procedure({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}),
+                          interrupt({{0, 2}, {1, 2}}), plain()});
          }},
-        {"external routine on an instrument", 8065, 1, kCheckPv3320,
+        {"external routine on an instrument", 8052, 1, kCheckPv3320,
          [](C& t) {
              t.procedure({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()});
          },
          [](C& t) {
-             t.procedure({interrupt({{3, 2, 'C'}}), plain()});
+             t.irq(4, {plain()});
+             t.procedure({interrupt({{3, 1, 'B'}}), interrupt({{3, 2}}), plain()});
          }},
         {"routine left active", 8007, 0, kCheckTarvisel,
          [](C& t) {
@@ -364,6 +396,16 @@ std::vector<Case> cases() {
              irWith(t, {measuring('S'), plain()});
          },
          [=](C& t) {
+             // Measuring and saving in a file does not touch the instrument memory.
+             ComponentRecord toFile = measuring('M');
+             toFile.setU8(layout::measuring::kSaveInFile, 1);
+             irWith(t, {toFile, plain()});
+         }},
+        {"memory transfer in IR", 8013, 1, kCheckTarvisel,
+         [=](C& t) {
+             irWith(t, {measuring('T'), plain()});
+         },
+         [=](C& t) {
              irWith(t, {measuring('M'), plain()});
          }},
         {"IR longer than 30", 8053, 31, kCheckTarvisel,
@@ -411,6 +453,34 @@ TEST_F(Check, EveryForbiddenTypeOfAnInterruptProcedure) {
     for (const auto& [type, id] : forbidden)
         expected.push_back({id, static_cast<int>(expected.size()) + 1});
     EXPECT_EQ(findingsOf(run()), expected);
+}
+
+// Component types that only some places of use can run.
+TEST(CheckModes, TypesBoundToThePlaceOfUse) {
+    struct Bound {
+        char type;
+        int id;
+        std::vector<std::uint16_t> refusedIn;
+    };
+    const std::vector<Bound> bounds = {
+        {'s', 8062, {kCheckTarvisel, kCheckLumo}},  // sensor: instruments only
+        {'g', 8069, {kCheckPv6410, kCheckPv3320}},  // online graphic: not on instruments
+        {'O', 8077, {kCheckLumo, kCheckPv6410, kCheckPv3320}},  // options: Tarvisel only
+    };
+    for (const Bound& b : bounds) {
+        for (std::uint16_t mode = kCheckTarvisel; mode <= kCheckPv3320; ++mode) {
+            SCOPED_TRACE(std::string(1, b.type) + " in mode " + std::to_string(mode));
+            Scene t;
+            t.procedure({plain(), makeRecord(b.type), plain()});
+            const bool refused =
+                std::find(b.refusedIn.begin(), b.refusedIn.end(), mode) != b.refusedIn.end();
+            const auto seen = findingsOf(t.run(mode));
+            if (refused)
+                EXPECT_EQ(seen, (std::vector<Seen>{{b.id, 2}}));
+            else
+                EXPECT_TRUE(seen.empty());
+        }
+    }
 }
 
 TEST_F(Check, ProtocolHeadLineFormsAndDetail) {

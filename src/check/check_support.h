@@ -13,6 +13,7 @@ namespace quelvari {
 // the records fix so far.
 namespace interbus {
 inline constexpr std::size_t kFunction = 88;  // `Z` cycle, `I` initialise, `R` reset
+inline constexpr std::uint8_t kCycle = 'Z';
 inline constexpr std::uint8_t kInitialise = 'I';
 inline constexpr std::uint8_t kReset = 'R';
 }  // namespace interbus

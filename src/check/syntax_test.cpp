@@ -72,6 +72,8 @@ enum Finding : int {
     kLastIsModule = 8032,
     kBreakInModule = 8033,
     kOtherReference = 8034,
+    kInterbusCycleFirst = 8035,
+    kInterbusInitialisedTwice = 8036,
     kInterbusNotReset = 8037,
     kInterbusWithControl = 8038,
     kPictureMissing = 8042,
@@ -80,17 +82,21 @@ enum Finding : int {
     kPictureUnreadable = 8048,
     kPictureTooLarge = 8049,
     kTooManyPictures = 8050,
-    kInterruptTooSlow = 8052,
+    kExternalOnInstrument = 8052,
     kInterruptTooLong = 8053,
     kTransferCommand = 8056,
     kBitmapColoursPv6410 = 8057,
     kPictureMissingWarning = 8058,
     kOldFormat = 8059,
+    kSensorOutsideInstrument = 8062,
     kBitmapColoursPv3320 = 8064,
-    kExternalRoutine = 8065,
+    kIntervalTooLong = 8065,
     kOnlineGraphicInInterrupt = 8068,
+    kOnlineGraphicOnInstrument = 8069,
     kTooManyVariables = 8070,
     kOptionsOutsidePc = 8077,
+    kTestSelectionTwice = 8078,
+    kSectionNameTwice = 8083,
     kFirstSectionCount = 8084,
     kLastSectionCount = 8085,
     kTooManySections = 8086,
@@ -221,12 +227,14 @@ class SyntaxTest {
             give(checkVariables(r));
             give(checkInterrupt(r));
             give(checkMeasuring(r));
+            give(checkOnlineGraphic(r));
             give(checkModuleCount(r, true));
             give(checkBreak(r));
-            give(checkInterbus(r));
+            give(checkInterbus(r, true));
             give(checkPicture(r));
             give(checkCommand(r));
             give(checkOldFormat());
+            give(checkSensor(r));
             give(checkSections(r));
             give(procedureRules(r));
         }
@@ -265,7 +273,7 @@ class SyntaxTest {
                 give(moduleTypeRule(r, missingCalls));
                 give(checkMeasuring(r));
                 give(checkModuleCount(r, false));
-                give(checkInterbus(r));
+                give(checkInterbus(r, false));
                 give(checkPicture(r));
             }
             fileRules(walk, reader.last(), true);
@@ -300,7 +308,7 @@ class SyntaxTest {
                 give(interruptTypeRule(r));
                 give(checkVariables(r));
                 give(interruptMeasuringRule(r));
-                give(checkInterbus(r));
+                give(checkInterbus(r, false));
                 give(checkOldFormat());
             }
             if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
@@ -415,8 +423,8 @@ class SyntaxTest {
     }
 
     // 3: interrupt component: enabling an active routine, disabling an idle
-    // one, a millisecond interval above 5000, an external routine on an
-    // instrument. Also records the routines for stage 3.
+    // one, enabling an external routine on an instrument, a millisecond
+    // interval above 5000. Also records the routines for stage 3.
     int checkInterrupt(const ComponentRecord& r) {
         if (r.typeCode() != 'I')
             return 0;
@@ -434,11 +442,11 @@ class SyntaxTest {
             if (state == 1) {
                 if (routineActive_[k])
                     note(kRoutineAlreadyActive);
+                if (kind == 'C' && isInstrumentMode(mode_))
+                    note(kExternalOnInstrument);
                 if (r.u8(e + layout::interrupt::kTimeBase) == 0 &&
                     r.u16(e + layout::interrupt::kTime) > kMaxInterruptMs)
-                    note(kInterruptTooSlow);
-                if (kind == 'C' && isInstrumentMode(mode_))
-                    note(kExternalRoutine);
+                    note(kIntervalTooLong);
                 word |= static_cast<std::uint16_t>(kInterruptEnabled << (2 * k));
                 if (kind == 'B')
                     word |= static_cast<std::uint16_t>(kInterruptComponentRoutine << (2 * k));
@@ -500,18 +508,41 @@ class SyntaxTest {
                                 r.u8(layout::brk::kReferenceNumber));
     }
 
+    // 7: online graphic component, which the instruments cannot show. Its
+    // curve count waits for the component's layout.
+    int checkOnlineGraphic(const ComponentRecord& r) const {
+        return r.typeCode() == 'g' && isInstrumentMode(mode_) ? kOnlineGraphicOnInstrument : 0;
+    }
+
     // 12: Interbus-S component. Its channel findings wait for the component's
-    // layout; what the function byte tells is kept for the procedure rules.
-    int checkInterbus(const ComponentRecord& r) {
+    // layout. In the procedure the function byte is followed in step order: a
+    // cycle needs an initialisation before it, a second initialisation needs a
+    // reset in between. A module or an interrupt procedure runs at a point
+    // where that state is not known, so only its use is noted there.
+    int checkInterbus(const ComponentRecord& r, bool procedure) {
         if (r.typeCode() != 'i')
             return 0;
         interbusUsed_ = true;
-        const std::uint8_t function = r.u8(interbus::kFunction);
-        if (function == 'I')
-            interbusOpen_ = true;
-        else if (function == 'R')
-            interbusOpen_ = false;
-        return 0;
+        if (!procedure)
+            return 0;
+        int finding = 0;
+        switch (r.u8(interbus::kFunction)) {
+            case interbus::kCycle:
+                if (!interbusOpen_)
+                    finding = kInterbusCycleFirst;
+                break;
+            case interbus::kInitialise:
+                if (interbusOpen_)
+                    finding = kInterbusInitialisedTwice;
+                interbusOpen_ = true;
+                break;
+            case interbus::kReset:
+                interbusOpen_ = false;
+                break;
+            default:
+                break;
+        }
+        return finding;
     }
 
     // 13: picture component.
@@ -573,13 +604,25 @@ class SyntaxTest {
     // 15: the file was written in the old record format (told once, at step 1).
     int checkOldFormat() const { return fileOld_ && step_ == 1 ? kOldFormat : 0; }
 
-    // 19: section components: more than 100, a first section whose reference
-    // variable is not the break components' one.
+    // 16: sensor component, which only the instruments have. Its channel and
+    // range findings wait for the component's layout.
+    int checkSensor(const ComponentRecord& r) const {
+        return r.typeCode() == 's' && !isInstrumentMode(mode_) ? kSensorOutsideInstrument : 0;
+    }
+
+    // 19: a second test selection component; section components: more than
+    // 100, a name used before, a first section whose reference variable is
+    // not the break components' one.
     int checkSections(const ComponentRecord& r) {
+        if (r.typeCode() == 'a')
+            return ++testSelections_ > 1 ? kTestSelectionTwice : 0;
         if (r.typeCode() != 'C')
             return 0;
         const std::uint8_t kind = r.u8(layout::section::kKind);
         const std::string name = r.text(layout::section::kName, layout::section::kNameSize);
+        bool nameUsed = false;
+        for (const Section& s : sections_)
+            nameUsed = nameUsed || s.name == name;
         if (sections_.size() < static_cast<std::size_t>(kMaxSections)) {
             const std::size_t at = sysblk::kSections + sysblk::kSectionEntry * sections_.size();
             putU16(at, static_cast<std::uint16_t>(step_));
@@ -596,6 +639,10 @@ class SyntaxTest {
         if (sections_.size() > static_cast<std::size_t>(kMaxSections) && !sectionsReported_) {
             sectionsReported_ = true;
             return kTooManySections;
+        }
+        if (nameUsed) {
+            detail_ = name;
+            return kSectionNameTwice;
         }
         if (kind == 0)
             return compareReference(r.u8(layout::section::kReferenceLetter),
@@ -669,13 +716,14 @@ class SyntaxTest {
         }
     }
 
-    // A measuring component in an interrupt procedure may only measure and
-    // hand the values over: no instrument memory, no transfer, no file.
+    // A measuring component in an interrupt procedure may not use the
+    // instrument memory: neither save in it nor transfer it.
     int interruptMeasuringRule(const ComponentRecord& r) {
         if (r.typeCode() != 'M')
             return 0;
         noteChannels(r);
-        if (r.u8(layout::measuring::kMode) != 'M' || r.u8(layout::measuring::kSaveInFile) != 0)
+        const std::uint8_t mode = r.u8(layout::measuring::kMode);
+        if (mode == 'S' || mode == 'T')
             return kMeasuringForbiddenInInterrupt;
         if (channelsOver_ && !channelsReported_) {
             channelsReported_ = true;
@@ -911,6 +959,7 @@ class SyntaxTest {
     std::vector<Section> sections_;
     int firstSections_ = 0, middleSections_ = 0, lastSections_ = 0;
     bool sectionsReported_ = false;
+    int testSelections_ = 0;
 
     int dbaseFiles_ = 0;  // dBASE files with more than 16 fields (database layout pending)
 };
