@@ -11,6 +11,7 @@
 #include "check/record_reader.h"
 #include "components/condition.h"
 #include "components/layouts.h"
+#include "components/view.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
 #include "texts/errors.h"
@@ -109,10 +110,6 @@ std::string format(const char* fmt, auto... args) {
     char buf[512];
     std::snprintf(buf, sizeof buf, fmt, args...);
     return buf;
-}
-
-std::string variableName(char letter, int number) {
-    return std::string(1, letter) + std::to_string(number);
 }
 
 struct Module {
@@ -847,7 +844,7 @@ class SyntaxTest {
         }
         if (letter == referenceLetter_ && number == referenceNumber_)
             return 0;
-        detail_ = variableName(static_cast<char>(letter), number);
+        detail_ = VariableText(letter, number);
         return kOtherReference;
     }
 
