@@ -1,5 +1,5 @@
-// Small readers the syntax test needs: the Interbus-S function byte, the facts
-// it takes from a picture file's header, the form of a transfer command.
+// Small readers the syntax test needs: the facts it takes from a picture
+// file's header, the form of a transfer command.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,6 @@
 #include <string_view>
 
 namespace quelvari {
-
-// Interbus-S component `i`: the function byte is the one part of its payload
-// the records fix so far.
-namespace interbus {
-inline constexpr std::size_t kFunction = 88;  // `Z` cycle, `I` initialise, `R` reset
-inline constexpr std::uint8_t kCycle = 'Z';
-inline constexpr std::uint8_t kInitialise = 'I';
-inline constexpr std::uint8_t kReset = 'R';
-}  // namespace interbus
 
 // What the syntax test learns from a picture file: its size and, for a
 // bitmap, the bits per pixel of its header.

@@ -15,11 +15,9 @@ bool RecordReader::open(const std::string& path) {
     file_ = std::fopen(path.c_str(), "rb");
     if (!file_)
         return false;
-    // The format test looks at the first word of a read into a zeroed buffer,
-    // so an empty or one-byte file counts as old format.
-    unsigned char word[2] = {0, 0};
+    std::uint8_t word[2];
     const std::size_t got = std::fread(word, 1, 2, file_);
-    oldFormat_ = got < 2 || (word[0] | (word[1] << 8)) != kCurrentFormatMark;
+    oldFormat_ = IsOldFormat(word, got);
     std::rewind(file_);
     chunk_.resize(kChunkRecords);
     return true;

@@ -523,17 +523,17 @@ class SyntaxTest {
         if (!procedure)
             return 0;
         int finding = 0;
-        switch (r.u8(interbus::kFunction)) {
-            case interbus::kCycle:
+        switch (r.u8(layout::interbus::kFunction)) {
+            case layout::interbus::kCycle:
                 if (!interbusOpen_)
                     finding = kInterbusCycleFirst;
                 break;
-            case interbus::kInitialise:
+            case layout::interbus::kInitialise:
                 if (interbusOpen_)
                     finding = kInterbusInitialisedTwice;
                 interbusOpen_ = true;
                 break;
-            case interbus::kReset:
+            case layout::interbus::kReset:
                 interbusOpen_ = false;
                 break;
             default:

@@ -66,12 +66,12 @@ std::uint16_t EditorDialogId(const ComponentRecord& r) {
         return 0;
     if (t->kind != ComponentKind::Interbus)
         return t->dialogId;
-    switch (r.u8(rec::kPayload)) {
-        case 'Z':
+    switch (r.u8(layout::interbus::kFunction)) {
+        case layout::interbus::kCycle:
             return kInterbusCycleDialog;
-        case 'I':
+        case layout::interbus::kInitialise:
             return kInterbusInitialiseDialog;
-        case 'R':
+        case layout::interbus::kReset:
             return kInterbusResetDialog;
         default:
             return 0;

@@ -129,4 +129,13 @@ inline constexpr std::uint8_t kBitmap = 'B';
 inline constexpr std::uint8_t kJpeg = 'J';
 }  // namespace picture
 
+// Interbus-S component, type 'i': the function byte is the one part of its
+// payload fixed so far. It also chooses the editor dialog.
+namespace interbus {
+inline constexpr std::size_t kFunction = 88;
+inline constexpr std::uint8_t kCycle = 'Z';
+inline constexpr std::uint8_t kInitialise = 'I';
+inline constexpr std::uint8_t kReset = 'R';
+}  // namespace interbus
+
 }  // namespace quelvari::layout

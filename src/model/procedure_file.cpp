@@ -39,6 +39,13 @@ void copyText(const std::uint8_t* src, std::size_t size, std::uint8_t* dst) {
 
 }  // namespace
 
+bool IsOldFormat(const std::uint8_t* head, std::size_t got) {
+    std::uint8_t word[2] = {};
+    for (std::size_t i = 0; i < got && i < 2; ++i)
+        word[i] = head[i];
+    return (word[0] | (word[1] << 8)) != kCurrentFormatMark;
+}
+
 bool hasPayloadConverter(std::uint8_t typeCode) {
     return converters().count(typeCode) != 0;
 }
@@ -152,12 +159,11 @@ bool openSource(const std::string& path, bool needWriteAccess, Source& src) {
     if (::fstat(src.fd, &st) != 0 || !S_ISREG(st.st_mode))
         return false;
     src.size = static_cast<std::size_t>(st.st_size);
-    // The format test reads the first word of an 800-byte read into a zeroed
-    // buffer, so an empty or one-byte file counts as old format.
-    std::uint8_t word[2] = {};
-    if (::pread(src.fd, word, 2, 0) < 0)
+    std::uint8_t word[2];
+    const ssize_t got = ::pread(src.fd, word, 2, 0);
+    if (got < 0)
         return false;
-    src.oldFormat = (word[0] | (word[1] << 8)) != kCurrentFormatMark;
+    src.oldFormat = IsOldFormat(word, static_cast<std::size_t>(got));
     return true;
 }
 

@@ -40,6 +40,11 @@ using PayloadConverter = std::function<void(const std::uint8_t* oldPayload, Comp
 bool hasPayloadConverter(std::uint8_t typeCode);
 void setPayloadConverter(std::uint8_t typeCode, PayloadConverter converter);
 
+// The format of a file by its first `got` bytes: a first word of 0xFFFF is
+// the current format. The word is read into a zeroed buffer, so an empty or
+// one-byte file counts as old format.
+bool IsOldFormat(const std::uint8_t* head, std::size_t got);
+
 // Reads the records of a procedure file as Open does: the first word decides
 // the format, the first record is taken whatever its length, the following
 // records only while a whole one is left (a partial last record is dropped),

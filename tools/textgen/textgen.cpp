@@ -94,18 +94,6 @@ bool isSkippable(const std::string& line) {
     return first == std::string::npos || line[first] == '#';
 }
 
-std::vector<std::string> readLines(const std::string& file, bool& exists) {
-    std::ifstream in(file, std::ios::binary);
-    exists = static_cast<bool>(in);
-    std::vector<std::string> lines;
-    for (std::string l; std::getline(in, l);) {
-        if (!l.empty() && l.back() == '\r')
-            l.pop_back();
-        lines.push_back(l);
-    }
-    return lines;
-}
-
 std::size_t parseNumber(const std::string& file, int lineNo, const std::string& line,
                         std::size_t& pos, unsigned long max) {
     const std::size_t start = pos;
@@ -126,19 +114,36 @@ void skipBlanks(const std::string& line, std::size_t& pos) {
         ++pos;
 }
 
+// Calls `entry(lineNo, line, pos)` for every line of `file` that is not blank
+// or a comment, with `pos` past its leading blanks. A missing file has no
+// entries. Returns the number of entries and of lines read.
+struct LinesRead {
+    int entries = 0;
+    int lines = 0;
+};
+template <typename Entry>
+LinesRead forEachEntry(const std::string& file, Entry entry) {
+    std::ifstream in(file, std::ios::binary);
+    LinesRead read;
+    for (std::string line; std::getline(in, line);) {
+        ++read.lines;
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (isSkippable(line))
+            continue;
+        ++read.entries;
+        std::size_t pos = 0;
+        skipBlanks(line, pos);
+        entry(read.lines, line, pos);
+    }
+    return read;
+}
+
 using TextTable = std::vector<std::pair<unsigned, std::string>>;
 
 TextTable parseTexts(const std::string& file) {
-    bool exists;
-    const auto lines = readLines(file, exists);
     TextTable table;
-    int lineNo = 0;
-    for (const auto& line : lines) {
-        ++lineNo;
-        if (isSkippable(line))
-            continue;
-        std::size_t pos = 0;
-        skipBlanks(line, pos);
+    forEachEntry(file, [&](int lineNo, const std::string& line, std::size_t pos) {
         const auto id = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 65535));
         if (id == 0)
             fail(file, lineNo, "id 0 is the end mark of a table");
@@ -153,44 +158,38 @@ TextTable parseTexts(const std::string& file) {
         table.emplace_back(id, std::move(text));
         if (table.size() > kCapacity)
             fail(file, lineNo, "more than " + std::to_string(kCapacity) + " entries");
-    }
+    });
     return table;
 }
 
 using Catalogue = std::vector<std::string>;  // 684 lines
 
 Catalogue parseErrors(const std::string& file) {
-    bool exists;
-    const auto lines = readLines(file, exists);
     Catalogue cat(684);
     std::set<std::pair<unsigned, unsigned>> seen;
     std::set<unsigned> withTitle;
-    int lineNo = 0;
-    for (const auto& line : lines) {
-        ++lineNo;
-        if (isSkippable(line))
-            continue;
-        std::size_t pos = 0;
-        skipBlanks(line, pos);
-        const auto n = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 114));
-        if (n == 0)
-            fail(file, lineNo, "message numbers run from 1 to 114");
-        if (pos >= line.size() || line[pos] != '.')
-            fail(file, lineNo, "expected N.K");
-        ++pos;
-        const auto k = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 5));
-        if (!seen.insert({n, k}).second)
-            fail(file, lineNo,
-                 "line " + std::to_string(n) + "." + std::to_string(k) + " given twice");
-        if (k == 0)
-            withTitle.insert(n);
-        skipBlanks(line, pos);
-        cat[(n - 1) * 6 + k] = parseQuoted(file, lineNo, line, pos);
-    }
-    if (exists && !lines.empty()) {
+    const LinesRead read =
+        forEachEntry(file, [&](int lineNo, const std::string& line, std::size_t pos) {
+            const auto n = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 114));
+            if (n == 0)
+                fail(file, lineNo, "message numbers run from 1 to 114");
+            if (pos >= line.size() || line[pos] != '.')
+                fail(file, lineNo, "expected N.K");
+            ++pos;
+            const auto k = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 5));
+            if (!seen.insert({n, k}).second)
+                fail(file, lineNo,
+                     "line " + std::to_string(n) + "." + std::to_string(k) + " given twice");
+            if (k == 0)
+                withTitle.insert(n);
+            skipBlanks(line, pos);
+            cat[(n - 1) * 6 + k] = parseQuoted(file, lineNo, line, pos);
+        });
+    // A catalogue that has entries must give every message its title line.
+    if (read.entries > 0) {
         for (unsigned n = 1; n <= 114; ++n)
             if (!withTitle.count(n))
-                fail(file, lineNo, "message " + std::to_string(n) + " has no line 0");
+                fail(file, read.lines, "message " + std::to_string(n) + " has no line 0");
     }
     return cat;
 }
@@ -218,16 +217,8 @@ struct UsedLine {
 };
 
 std::vector<UsedLine> parseUsed(const std::string& file) {
-    bool exists;
-    const auto lines = readLines(file, exists);
     std::vector<UsedLine> used;
-    int lineNo = 0;
-    for (const auto& line : lines) {
-        ++lineNo;
-        if (isSkippable(line))
-            continue;
-        std::size_t pos = 0;
-        skipBlanks(line, pos);
+    forEachEntry(file, [&](int lineNo, const std::string& line, std::size_t pos) {
         const auto id = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 65535));
         skipBlanks(line, pos);
         std::size_t end = line.find_first_of(" \t#", pos);
@@ -244,7 +235,7 @@ std::vector<UsedLine> parseUsed(const std::string& file) {
         if (mask == 0)
             fail(file, lineNo, "no languages given");
         used.push_back({id, mask});
-    }
+    });
     return used;
 }
 
