@@ -1,7 +1,13 @@
 # Shared set-up of ./run and ./test: installs the Debian packages that are
 # missing and configures and builds one build tree. Sourced, not run.
 
-QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev"
+# Build and run: compiler, CMake, Qt 6, libusb, GoogleTest.
+QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+    qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev qt6-image-formats-plugins"
+# Tests only: format check, fuzzing (clang's libFuzzer), PDF page counts, fake
+# USB devices, pseudo-terminals, a comma locale, a display for screenshots.
+QUELVARI_TEST_PACKAGES="clang clang-format libclang-rt-14-dev poppler-utils umockdev libumockdev-dev
+    socat locales xvfb xauth"
 
 quelvari_install_packages() {
     local missing=()
@@ -17,13 +23,26 @@ quelvari_install_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
 }
 
-# quelvari_build PRESET: configures (once) and builds the preset's tree.
+# quelvari_build PRESET: configures (once) and builds the preset's tree. Returns
+# the build's own status; only the progress lines are filtered from the output.
 quelvari_build() {
     local preset=$1
     local dir="build/$preset"
     if [ ! -f "$dir/build.ninja" ]; then
-        cmake --preset "$preset" >/dev/null
+        cmake --preset "$preset" >/dev/null || return $?
     fi
-    cmake --build "$dir" -j2 | grep -v "^\[" || true
-    test "${PIPESTATUS[0]}" -eq 0
+    local log rc=0
+    log=$(mktemp)
+    cmake --build "$dir" -j2 >"$log" 2>&1 || rc=$?
+    grep -v '^\[' "$log" || true
+    rm -f "$log"
+    return $rc
+}
+
+# quelvari_format_check: every C++ source must be formatted with .clang-format.
+quelvari_format_check() {
+    local files
+    mapfile -t files < <(git ls-files -- '*.cpp' '*.h' 2>/dev/null || find src tools tests fuzz -name '*.cpp' -o -name '*.h')
+    [ ${#files[@]} -eq 0 ] && return 0
+    clang-format --dry-run --Werror "${files[@]}"
 }

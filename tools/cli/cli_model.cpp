@@ -3,9 +3,9 @@
 #include <iostream>
 
 #include "cli.h"
+#include "commands/file_commands.h"
 #include "components/view.h"
 #include "model/encoding.h"
-#include "model/file_commands.h"
 #include "model/procedure_file.h"
 
 namespace quelvari::cli {

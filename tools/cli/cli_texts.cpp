@@ -30,10 +30,13 @@ constexpr const char* kTextsUsage =
 int runText(const std::vector<std::string>& argsIn) {
     auto args = argsIn;
     std::uint32_t lang;
-    if (!takeLanguageOption(args, lang)) return kExitUsage;
-    if (args.size() != 1) return usageError("text takes one ID (see text --help)");
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
+    if (args.size() != 1)
+        return usageError("text takes one ID (see text --help)");
     const auto id = parseNumber(args[0]);
-    if (!id || *id < 0 || *id > 0xFFFFFFFFL) return usageError("ID must be a number");
+    if (!id || *id < 0 || *id > 0xFFFFFFFFL)
+        return usageError("ID must be a number");
     std::cout << cp1252ToUtf8(GetLangText(static_cast<std::uint32_t>(*id), lang)) << "\n";
     return kExitOk;
 }
@@ -41,8 +44,10 @@ int runText(const std::vector<std::string>& argsIn) {
 int runError(const std::vector<std::string>& argsIn) {
     auto args = argsIn;
     std::uint32_t lang;
-    if (!takeLanguageOption(args, lang)) return kExitUsage;
-    if (args.size() != 1) return usageError("error takes one CODE (see error --help)");
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
+    if (args.size() != 1)
+        return usageError("error takes one CODE (see error --help)");
     const auto code = parseNumber(args[0]);
     if (!code || *code < 1 || ErrorNumber(static_cast<std::int32_t>(*code)) > kErrorMessageCount)
         return usageError("CODE must be a message number x 256 + field, messages 1 to 114");
@@ -54,7 +59,8 @@ int runError(const std::vector<std::string>& argsIn) {
 int runTexts(const std::vector<std::string>& argsIn) {
     auto args = argsIn;
     std::uint32_t lang;
-    if (!takeLanguageOption(args, lang)) return kExitUsage;
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
     if (!takeFlag(args, "--missing") || !args.empty())
         return usageError("texts takes --missing (see texts --help)");
     const std::uint32_t table = lang <= kItalian ? lang : kGerman;

@@ -4,8 +4,8 @@
 
 #include <deque>
 
+#include "commands/file_commands.h"
 #include "model/config.h"
-#include "model/file_commands.h"
 #include "test_util.h"
 #include "texts/texts.h"
 

@@ -1,4 +1,4 @@
-#include "model/file_commands.h"
+#include "commands/file_commands.h"
 
 #include <unistd.h>
 
