@@ -1,0 +1,2 @@
+#pragma once
+// Placeholder removed once the link layer has sources of its own.

@@ -1,0 +1,1 @@
+// Painter of the component view, shared by the screen and the printer.
