@@ -143,10 +143,15 @@ QSet<QString> Anchors(const QString& html) {
 }
 
 TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
-    const std::uint32_t contexts[] = {render::kHelpContents,   render::kHelpFile,
-                                      render::kHelpEdit,       render::kHelpProcedure,
-                                      render::kHelpQuickStart, render::kHelpSelection,
-                                      render::kHelpVariables};
+    const std::uint32_t contexts[] = {render::kHelpContents,
+                                      render::kHelpFile,
+                                      render::kHelpEdit,
+                                      render::kHelpProcedure,
+                                      render::kHelpQuickStart,
+                                      render::kHelpSelection,
+                                      render::kHelpVariables,
+                                      render::kHelpCommandComponent,
+                                      render::kHelpPictureComponent};
     for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp"}) {
         std::set<QString> pages;
         for (std::uint32_t context : contexts) {
@@ -162,6 +167,15 @@ TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
         }
         // Every context has a place of its own.
         EXPECT_EQ(pages.size(), std::size(contexts));
+        // Every component type has its own section on the types page.
+        std::set<QString> sections;
+        const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
+        for (const ComponentType& type : kCatalogue) {
+            const QUrl url = render::ComponentHelpUrl(helpFile, type.key);
+            EXPECT_TRUE(Anchors(types).contains(url.fragment())) << type.key;
+            sections.insert(url.toString());
+        }
+        EXPECT_EQ(sections.size(), kComponentTypeCount);
         // A context the program never uses opens the contents page.
         EXPECT_EQ(render::HelpUrl(helpFile, 4711),
                   render::HelpUrl(helpFile, render::kHelpContents));
