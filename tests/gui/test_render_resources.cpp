@@ -167,6 +167,15 @@ TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
         }
         // Every context has a place of its own.
         EXPECT_EQ(pages.size(), std::size(contexts));
+        // The Help button of every component dialog opens its type's section.
+        for (const ComponentType& type : kCatalogue)
+            EXPECT_EQ(render::HelpUrl(helpFile, type.dialogId),
+                      render::ComponentHelpUrl(helpFile, type.key))
+                << type.key;
+        for (std::uint32_t interbusFunction :
+             {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
+            EXPECT_EQ(render::HelpUrl(helpFile, interbusFunction),
+                      render::ComponentHelpUrl(helpFile, "interbus"));
         // Every component type has its own section on the types page.
         std::set<QString> sections;
         const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
