@@ -15,7 +15,7 @@ inline constexpr int kErrMissingQuote = 22;      // text operand without closing
 inline constexpr int kErrTextOperator = 23;      // text compared with < or >
 inline constexpr int kErrOperandType = 24;       // operand kind does not suit the variable
 inline constexpr int kErrConditionTooLong = 25;  // characters left after the condition
-inline constexpr int kErrOperator = 26;          // ==, or a second <, > or ! after the operator
+inline constexpr int kErrOperator = 26;          // missing, ==, a second <, > or !, no operand
 inline constexpr int kErrTextTooLong = 54;       // more than 20 characters
 inline constexpr std::size_t kConditionMaxChars = 20;
 

@@ -149,7 +149,8 @@ int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes)
             second = static_cast<std::uint8_t>(text[pos++]);
         int digits = 0, number = 0;
         for (; pos < text.size() && isDigit(text[pos]); ++pos, ++digits)
-            number = number * 10 + (text[pos] - '0');
+            if (digits < 3)  // more digits are refused below; stop before overflowing
+                number = number * 10 + (text[pos] - '0');
         if (digits >= 3 || number > 31)
             return kErrVariable;
         // Any character after the digits begins the next entry.

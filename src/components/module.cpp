@@ -94,7 +94,7 @@ int ReadModule(Form& form, ComponentRecord& r) {
     const std::string name = ReadText(form, kModuleName, kNameReadChars);
     if (name.empty())
         return ErrorCode(kErrEmptyField, 3);
-    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name))
+    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name, form.directory))
         return ErrorCode(kErrModuleName, 3);
     r.setText(kName, name);
     if (const int e = ReadBranch(form, r, 4))
