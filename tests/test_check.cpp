@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 
 #include "check_builders.h"
+#include "model/procedure.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
@@ -18,23 +23,11 @@ struct Seen {
     bool operator==(const Seen&) const = default;
 };
 
-// The findings of a protocol, recognised by their texts in the current language.
+// The findings of a run, with the step the protocol shows (0 for the arrow).
 std::vector<Seen> findingsOf(const SyntaxTestResult& result) {
-    std::map<std::string, int> byText;
-    for (int id = 8001; id <= 8090; ++id)
-        byText.emplace(LangText(static_cast<std::uint32_t>(id)), id);
     std::vector<Seen> out;
-    for (const std::string& line : result.lines) {
-        if (line.size() < 9)
-            continue;
-        const auto it = byText.find(line.substr(9));
-        if (it == byText.end())
-            continue;
-        if (line.starts_with("     ==> "))
-            out.push_back({it->second, 0});
-        else
-            out.push_back({it->second, std::stoi(line.substr(4, 4))});
-    }
+    for (const SyntaxFinding& f : result.findings)
+        out.push_back({f.textId, f.wholeFile() ? 0 : f.step});
     return out;
 }
 
@@ -61,6 +54,18 @@ class Check : public ::testing::Test, public Scene {};
 
 ComponentRecord plain() {
     return makeRecord('B');
+}
+
+// A graphic, text print or statistic component naming step `step`.
+ComponentRecord stepReference(char type, int step) {
+    ComponentRecord r = makeRecord(type);
+    if (type == 'G')
+        r.setU16(92, static_cast<std::uint16_t>(step));
+    else if (type == 'P')
+        r.setU16(94, static_cast<std::uint16_t>(step));
+    else
+        r.setI16(154, static_cast<std::int16_t>(step));
+    return r;
 }
 
 Records repeat(const ComponentRecord& r, int n) {
@@ -249,6 +254,61 @@ std::vector<Case> cases() {
          }},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, [=](C& t) { channels(t, 37); },
          [=](C& t) { channels(t, 36); }},
+        {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
+         [](C& t) {
+             std::vector<std::pair<char, int>> a, b;
+             for (int i = 1; i <= 37; ++i)
+                 (i <= 19 ? a : b).push_back({'P', i});
+             t.procedure({measuring('S', a), measuring('S', b)});
+         },
+         [](C& t) {
+             t.procedure({measuring('S'), measuring('S'), measuring('T'), plain()});
+         }},
+        {"37th channel in an interrupt measuring to memory", 8014, 2, kCheckTarvisel,
+         [](C& t) {
+             std::vector<std::pair<char, int>> a, b;
+             for (int i = 1; i <= 37; ++i)
+                 (i <= 19 ? a : b).push_back({'P', i});
+             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+             t.irq(1, {measuring('M', a), measuring('S', b)});
+         },
+         [](C& t) {
+             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+             t.irq(1, {measuring('M'), measuring('S')});
+         }},
+        {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({stepReference('G', 3), plain()});
+         },
+         [](C& t) {
+             t.procedure({stepReference('G', 2), plain()});
+         }},
+        {"text print refers to step 0", 8015, 2, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({plain(), stepReference('P', 0), plain()});
+         },
+         [](C& t) {
+             t.procedure({plain(), stepReference('P', 1), plain()});
+         }},
+        {"statistic refers below step 1", 8015, 1, kCheckTarvisel,
+         [](C& t) {
+             t.procedure({stepReference('T', -2), plain()});
+         },
+         [](C& t) {
+             // A reference by variable (byte 152 set) names no step.
+             ComponentRecord r = stepReference('T', -2);
+             r.setU8(152, 1);
+             t.procedure({r, plain()});
+         }},
+        {"module references count the module's own steps", 8015, 1, kCheckTarvisel,
+         [](C& t) {
+             t.module("M", {stepReference('G', 3), plain()});
+             t.procedure({moduleCall("M"), plain(), plain()});
+         },
+         [](C& t) {
+             t.module("M", {stepReference('G', 2), plain()});
+             t.procedure({moduleCall("M"), plain(), plain()});
+         }},
         {"more than 32 module components", 8027, 33, kCheckTarvisel,
          [](C& t) {
              t.module("M", {plain()});
@@ -367,6 +427,15 @@ std::vector<Case> cases() {
         {"JPEG on the PV6410", 8043, 1, kCheckPv6410,
          [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); },
          [=](C& t) { onePicture(t, bitmapBytes(4), "a.bmp"); }},
+        {"JPEG name, not a directory's dot", 8043, 1, kCheckPv6410,
+         [=](C& t) {
+             ::mkdir(t.dir.file("pics.j").c_str(), 0700);
+             onePicture(t, jpegBytes(), "pics.j/a.JPEG");
+         },
+         [=](C& t) {
+             ::mkdir(t.dir.file("pics.j").c_str(), 0700);
+             onePicture(t, bitmapBytes(4), "pics.j/a");
+         }},
         {"picture file missing", 8042, 1, kCheckPv3320,
          [=](C& t) { onePicture(t, {}, "none.bmp"); },
          [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); }},
@@ -530,7 +599,103 @@ TEST_F(Check, CountWrapsAt256) {
     const auto result = run();
     EXPECT_EQ(findingsOf(result).size(), 256u);
     EXPECT_EQ(result.errorCount, 0);
+    EXPECT_EQ(result.countedFindings, 256u);
     EXPECT_TRUE(result.systemFileWritten);
+    EXPECT_EQ(result.lines.back().find("Pumps"), std::string::npos);
+    // The program shows "OK" and writes the system file, but a script is
+    // told the truth.
+    const auto cli = runCli("check " + pad + " --mode tarvisel");
+    EXPECT_EQ(cli.status, 1);
+    EXPECT_NE(cli.out.find("\n***** "), std::string::npos) << cli.out;
+}
+
+TEST_F(Check, EndOfProcedureFindingsInTheirOrder) {
+    module("M", {plain()});
+    procedure({interbus('I'), interrupt({{0, 1, 'C'}}), measuring('S'), section(0, "A"),
+               section(0, "B"), makeRecord('B', "", "B1", 99), withEntry(moduleCall("M"), "B2")});
+    const auto seen = findingsOf(run());
+    EXPECT_EQ(seen, (std::vector<Seen>{{8019, 6},
+                                       {8029, 7},
+                                       {8032, 7},
+                                       {8037, 7},
+                                       {8007, 0},
+                                       {8011, 0},
+                                       {8084, 7},
+                                       {8085, 7}}));
+}
+
+TEST_F(Check, InstrumentMemorySummary) {
+    setLanguage(kEnglish);
+    const std::string bmp = dir.file("a.bmp");
+    writeBytes(bmp, bitmapBytes(4, 2048));
+    procedure({picture(bmp), measuring('S', {{'P', 1}, {'P', 2}}, 1000), measuring('T'), plain()});
+    const auto lines = run(kCheckPv6410).lines;
+    const auto head = std::find(lines.begin(), lines.end(), LangText(3151));
+    ASSERT_NE(head, lines.end());
+    ASSERT_GE(lines.end() - head, 5);
+    auto memoryLine = [](int label, const char* figure) {
+        std::string l = LangText(static_cast<std::uint32_t>(label));
+        return std::string(30 - l.size(), ' ') + l + ":  " + figure + " kB";
+    };
+    EXPECT_EQ(head[1], memoryLine(3152, "   3.1"));  // 4 records of 800 bytes
+    EXPECT_EQ(head[2], memoryLine(3153, "   2.0"));
+    EXPECT_EQ(head[3], memoryLine(3154, "   7.8"));  // 1000 x 2 channels x 4 bytes
+    EXPECT_EQ(head[4], memoryLine(3155, "   0.0"));
+    const auto pv3320 = run(kCheckPv3320).lines;
+    EXPECT_NE(std::find(pv3320.begin(), pv3320.end(), memoryLine(3152, " 3.125")), pv3320.end());
+    const auto pc = run(kCheckTarvisel).lines;
+    EXPECT_EQ(std::find(pc.begin(), pc.end(), LangText(3151)), pc.end());
+}
+
+TEST_F(Check, RelativePathNamesTheFullDirectory) {
+    procedure({plain(), moduleCall("M"), plain()});
+    module("M", {plain()});
+    const std::string home = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path());
+    const auto r = RunSyntaxTest("T.PAD", kCheckTarvisel);
+    // From elsewhere the module is still found beside the procedure.
+    std::filesystem::current_path("/");
+    const auto fromRoot = RunSyntaxTest(dir.path().substr(1) + "/T.PAD", kCheckTarvisel);
+    std::filesystem::current_path(home);
+    ASSERT_GE(r.lines.size(), 3u);
+    EXPECT_EQ(r.lines[2], LangText(3157) + dir.path());
+    EXPECT_EQ(r.procedureName, "T.PAD");
+    EXPECT_EQ(r.countedFindings, 0u);
+    EXPECT_EQ(fromRoot.countedFindings, 0u) << fromRoot.lines.back();
+    EXPECT_TRUE(std::ifstream(dir.file("T.sys")).good());
+}
+
+TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
+    module("M", {plain()});
+    const Records records = {measuring('T'), moduleCall("M"), moduleCall("Gone"),
+                             makeRecord('B', "", "B1", 9), plain()};
+    procedure(records);
+    const auto onDisk = run(kCheckPv6410);
+    ::unlink(dir.file("T.sys").c_str());
+
+    ProcedureList list;
+    for (const ComponentRecord& r : records)
+        list.appendRecord(r);
+    const auto inMemory = RunSyntaxTestInMemory(list, pad, kCheckPv6410);
+    EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
+    EXPECT_EQ(inMemory.lines, onDisk.lines);
+    EXPECT_FALSE(inMemory.systemFileWritten);
+
+    // A clean procedure: summary, but still no system file.
+    ProcedureList clean;
+    clean.appendRecord(plain());
+    const auto ok = RunSyntaxTestInMemory(clean, dir.file("New.PAD"), kCheckLumo);
+    EXPECT_EQ(ok.countedFindings, 0u);
+    EXPECT_EQ(ok.lines[std::size_t{6}], LangText(3145));
+    EXPECT_FALSE(std::ifstream(dir.file("New.sys")).good());
+
+    // Never saved: no directory, so every module is missing.
+    ProcedureList unsaved;
+    unsaved.appendRecord(moduleCall("M"));
+    unsaved.appendRecord(plain());
+    const auto u = RunSyntaxTestInMemory(unsaved, "", kCheckTarvisel);
+    EXPECT_EQ(findingsOf(u), (std::vector<Seen>{{8025, 0}}));
+    EXPECT_EQ(u.files.size(), 2u);
 }
 
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
