@@ -731,22 +731,5 @@ TEST_F(Check, OldFormatIsReportedOnce) {
     EXPECT_EQ(findingsOf(run()), (std::vector<Seen>{{8059, 1}}));
 }
 
-TEST(CheckCli, ExitCodesAndOutput) {
-    TempDir dir;
-    writeRecords(dir.file("ok.pad"), {makeRecord('B')});
-    const auto ok = runCli("check " + dir.file("ok.pad") + " --mode pv6410 --lang 1");
-    EXPECT_EQ(ok.status, 0) << ok.out;
-    EXPECT_NE(ok.out.find("*** PAD ***\n    ok.pad\n"), std::string::npos);
-    EXPECT_TRUE(std::ifstream(dir.file("ok.sys")).good());
-
-    writeRecords(dir.file("bad.PAD"), {makeRecord('B', "", "B1", 5)});
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode tarvisel").status, 1);
-    EXPECT_FALSE(std::ifstream(dir.file("bad.sys")).good());
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAM") + " --mode tarvisel").status, 2);
-    EXPECT_EQ(runCli("check " + dir.file("none.PAD") + " --mode tarvisel").status, 2);
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD")).status, 64);
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode pv9").status, 64);
-}
-
 }  // namespace
 }  // namespace quelvari::test
