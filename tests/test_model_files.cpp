@@ -137,7 +137,7 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     ASSERT_EQ(loadProcedure(dir.file("empty.PAD"), list), 0);
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
 
-    EXPECT_EQ(loadProcedure(dir.file("missing.PAD"), list), kErrFileOpen);
+    EXPECT_EQ(loadProcedure(dir.file("missing.PAD"), list), ErrorCode(kErrFileOpen));
     EXPECT_EQ(list.componentCount, 0u);
 }
 
@@ -200,7 +200,7 @@ TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
             }
             return ::write(fd, data, size);
         };
-        EXPECT_EQ(writeProcedure(path, changed, failing), kErrFileWrite);
+        EXPECT_EQ(writeProcedure(path, changed, failing), ErrorCode(kErrFileWrite));
         EXPECT_EQ(readBytes(path), before);
     }
     // No temporary file is left behind.
@@ -214,7 +214,7 @@ TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
     EXPECT_EQ(readBytes(path).size(), 300u * 800);
 
     // A directory that does not exist cannot be written to.
-    EXPECT_EQ(writeProcedure(dir.file("no/such/dir.PAD"), changed), kErrFileWrite);
+    EXPECT_EQ(writeProcedure(dir.file("no/such/dir.PAD"), changed), ErrorCode(kErrFileWrite));
 }
 
 }  // namespace

@@ -153,7 +153,7 @@ class SyntaxTest {
         head();
         RecordReader pad;
         if (!pad.open(path_)) {
-            result_.fileError = ErrorCode(93);
+            result_.fileError = ErrorCode(kErrFileOpen);
             return std::move(result_);
         }
         checkProcedure(pad);
@@ -331,7 +331,7 @@ class SyntaxTest {
         }
         result_.systemFileWritten = written;
         if (!written)
-            result_.fileError = ErrorCode(92);
+            result_.fileError = ErrorCode(kErrFileWrite);
         addLine(GetLangText(kTextOk));
         summary();
     }

@@ -232,12 +232,12 @@ int loadProcedure(const std::string& path, ProcedureList& list) {
     list.viewRecord.clear();
     Source src;
     if (!openSource(path, true, src))
-        return kErrFileOpen;
+        return ErrorCode(kErrFileOpen);
     list.oldFormat = src.oldFormat ? 1 : 0;
     if (src.oldFormat) {
         std::vector<ComponentRecord> records;
         if (!readOldRecords(src, records))
-            return kErrFileOpen;
+            return ErrorCode(kErrFileOpen);
         list.procedureHead.record = records.front();
         list.componentCount = 1;
         for (std::size_t i = 1; i < records.size(); ++i)
@@ -255,7 +255,7 @@ int loadProcedure(const std::string& path, ProcedureList& list) {
         if (!readInto(src.fd, iov)) {
             list.freeProcedure();
             list.componentCount = 0;
-            return kErrFileOpen;
+            return ErrorCode(kErrFileOpen);
         }
     }
     list.documentPath = path;
@@ -309,7 +309,7 @@ int writeProcedure(const std::string& pathIn, ProcedureList& list, const WriteFn
     struct stat st {};
     if (::stat(path.c_str(), &st) == 0) {
         if (!S_ISREG(st.st_mode))
-            return kErrFileWrite;
+            return ErrorCode(kErrFileWrite);
         mode = st.st_mode & 07777;
     } else {
         const mode_t mask = ::umask(0);
@@ -320,7 +320,7 @@ int writeProcedure(const std::string& pathIn, ProcedureList& list, const WriteFn
     std::string tmp = directoryOf(path) + "/.quelvari-save-XXXXXX";
     const int fd = ::mkstemp(tmp.data());
     if (fd < 0)
-        return kErrFileWrite;
+        return ErrorCode(kErrFileWrite);
 
     bool ok = true;
     std::vector<std::uint8_t> buffer;
@@ -343,7 +343,7 @@ int writeProcedure(const std::string& pathIn, ProcedureList& list, const WriteFn
         ok = ::rename(tmp.c_str(), path.c_str()) == 0;
     if (!ok) {
         ::unlink(tmp.c_str());
-        return kErrFileWrite;
+        return ErrorCode(kErrFileWrite);
     }
     // Make the rename itself durable.
     const int dirFd = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY);

@@ -11,16 +11,13 @@
 #include <vector>
 
 #include "model/procedure.h"
+#include "model/status.h"
 
 namespace quelvari {
 
 inline constexpr std::size_t kOldRecordSize = 768;
 inline constexpr std::size_t kOldPayloadOffset = 78;
 inline constexpr std::size_t kOldPayloadSize = 690;
-
-// Catalogue messages of the file commands, as error codes (number << 8).
-inline constexpr int kErrFileWrite = 92 << 8;
-inline constexpr int kErrFileOpen = 93 << 8;
 
 // Converts one old 768-byte record into a new record (which starts all zero,
 // with format mark 0xFFFF and record mark 35).

@@ -134,7 +134,7 @@ bool exists(const std::string& path) {
 
 int save(const std::string& path, ProcedureList& list) {
     if (writeProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileWrite);
+        printErrorMessage(ErrorCode(kErrFileWrite));
         std::cerr << "quelvari-cli: cannot write " << path << "\n";
         return kExitFile;
     }
@@ -143,7 +143,7 @@ int save(const std::string& path, ProcedureList& list) {
 
 int load(const std::string& path, ProcedureList& list) {
     if (loadProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileOpen);
+        printErrorMessage(ErrorCode(kErrFileOpen));
         std::cerr << "quelvari-cli: cannot open " << path << " for reading and writing\n";
         return kExitFile;
     }

@@ -38,7 +38,7 @@ constexpr const char* kConvertUsage =
 bool readOrReport(const std::string& path, RecordFile& file) {
     if (readRecordFile(path, file))
         return true;
-    printErrorMessage(kErrFileOpen);
+    printErrorMessage(ErrorCode(kErrFileOpen));
     std::cerr << "quelvari-cli: cannot open " << path << " for reading and writing\n";
     return false;
 }
