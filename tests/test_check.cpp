@@ -71,6 +71,14 @@ ComponentRecord stepReference(char type, int step) {
 Records repeat(const ComponentRecord& r, int n) {
     return Records(static_cast<std::size_t>(n), r);
 }
+Records operator+(Records a, const Records& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+Records operator+(Records a, const ComponentRecord& b) {
+    a.push_back(b);
+    return a;
+}
 
 // One finding: a set-up that gives it (at `step`, 0 for the arrow form) and
 // one that does not.
@@ -82,6 +90,19 @@ struct Case {
     std::function<void(Scene&)> trigger;
     std::function<void(Scene&)> clean;
 };
+
+// A set-up that writes only the procedure.
+std::function<void(Scene&)> pad(const Records& records) {
+    return [records](Scene& t) { t.procedure(records); };
+}
+
+// A set-up that writes module M and the procedure.
+std::function<void(Scene&)> withM(const Records& module, const Records& records) {
+    return [module, records](Scene& t) {
+        t.module("M", module);
+        t.procedure(records);
+    };
+}
 
 std::vector<Case> cases() {
     using C = Scene;
@@ -119,139 +140,58 @@ std::vector<Case> cases() {
         t.irq(1, ir);
     };
     return {
-        {"goto target", 8019, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({makeRecord('B', "", "B1", 3), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('B', "", "B1", 2), plain()});
-         }},
-        {"last with condition", 8029, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({plain(), withEntry(plain(), "B1")});
-         },
-         [](C& t) {
-             t.procedure({withEntry(plain(), "B1"), plain()});
-         }},
-        {"last is module", 8032, 2, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({plain(), moduleCall("M")});
-         },
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
-        {"options outside PC runtime", 8077, 1, kCheckLumo,
-         [](C& t) {
-             t.procedure({makeRecord('O'), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('B'), makeRecord('S'), plain()});
-         }},
+        {"goto target", 8019, 1, kCheckTarvisel, pad({makeRecord('B', "", "B1", 3), plain()}),
+         pad({makeRecord('B', "", "B1", 2), plain()})},
+        {"last with condition", 8029, 2, kCheckTarvisel, pad({plain(), withEntry(plain(), "B1")}),
+         pad({withEntry(plain(), "B1"), plain()})},
+        {"last is module", 8032, 2, kCheckTarvisel, withM({plain()}, {plain(), moduleCall("M")}),
+         withM({plain()}, {moduleCall("M"), plain()})},
+        {"options outside PC runtime", 8077, 1, kCheckLumo, pad({makeRecord('O'), plain()}),
+         pad({makeRecord('B'), makeRecord('S'), plain()})},
         {"Interbus-S and control", 8038, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('Z'), makeRecord('S'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('Z'), plain()});
-         }},
-        {"Interbus-S not reset", 8037, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('I'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('R'), plain()});
-         }},
+         pad({interbus('Z'), makeRecord('S'), plain()}), pad({interbus('Z'), plain()})},
+        {"Interbus-S not reset", 8037, 2, kCheckTarvisel, pad({interbus('I'), plain()}),
+         pad({interbus('I'), interbus('R'), plain()})},
         {"Interbus-S cycle before initialising", 8035, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('Z'), interbus('I'), interbus('R'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('Z'), interbus('R'), plain()});
-         }},
+         pad({interbus('Z'), interbus('I'), interbus('R'), plain()}),
+         pad({interbus('I'), interbus('Z'), interbus('R'), plain()})},
         {"Interbus-S initialised again without reset", 8036, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('I'), interbus('R'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'),
-                          plain()});
-         }},
+         pad({interbus('I'), interbus('I'), interbus('R'), plain()}),
+         pad({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'), plain()})},
         {"test selection twice", 8078, 3, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({makeRecord('a'), plain(), makeRecord('a'), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('a'), plain(), plain()});
-         }},
+         pad({makeRecord('a'), plain(), makeRecord('a'), plain()}),
+         pad({makeRecord('a'), plain(), plain()})},
         {"section name twice", 8083, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()});
-         }},
+         pad({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()}),
+         pad({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()})},
         {"routine enabled twice", 8005, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}),
-                          plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
-         }},
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()}),
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()})},
         {"routine disabled while idle", 8006, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{2, 2}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()});
-         }},
+         pad({interrupt({{2, 2}}), plain()}),
+         pad({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()})},
         {"interval above 5000 ms", 8065, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()});
-         },
+         pad({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()}),
          [](C& t) {
              // The limit is one of milliseconds: 60 in seconds is not above it.
              t.procedure({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}),
                           interrupt({{0, 2}, {1, 2}}), plain()});
          }},
         {"external routine on an instrument", 8052, 1, kCheckPv3320,
-         [](C& t) {
-             t.procedure({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()});
-         },
+         pad({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()}),
          [](C& t) {
              t.irq(4, {plain()});
              t.procedure({interrupt({{3, 1, 'B'}}), interrupt({{3, 2}}), plain()});
          }},
-        {"routine left active", 8007, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C'}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()});
-         }},
+        {"routine left active", 8007, 0, kCheckTarvisel, pad({interrupt({{0, 1, 'C'}}), plain()}),
+         pad({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()})},
         {"memory measured twice", 8009, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('S'), measuring('T'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()});
-         }},
-        {"transfer without memory", 8010, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('T'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('T'), plain()});
-         }},
-        {"memory not transferred", 8011, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('S'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('M'), plain()});
-         }},
+         pad({measuring('S'), measuring('S'), measuring('T'), plain()}),
+         pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
+        {"transfer without memory", 8010, 1, kCheckTarvisel, pad({measuring('T'), plain()}),
+         pad({measuring('S'), measuring('T'), plain()})},
+        {"memory not transferred", 8011, 0, kCheckTarvisel, pad({measuring('S'), plain()}),
+         pad({measuring('M'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, [=](C& t) { channels(t, 37); },
          [=](C& t) { channels(t, 36); }},
         {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
@@ -261,9 +201,7 @@ std::vector<Case> cases() {
                  (i <= 19 ? a : b).push_back({'P', i});
              t.procedure({measuring('S', a), measuring('S', b)});
          },
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('S'), measuring('T'), plain()});
-         }},
+         pad({measuring('S'), measuring('S'), measuring('T'), plain()})},
         {"37th channel in an interrupt measuring to memory", 8014, 2, kCheckTarvisel,
          [](C& t) {
              std::vector<std::pair<char, int>> a, b;
@@ -277,23 +215,12 @@ std::vector<Case> cases() {
              t.irq(1, {measuring('M'), measuring('S')});
          }},
         {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({stepReference('G', 3), plain()});
-         },
-         [](C& t) {
-             t.procedure({stepReference('G', 2), plain()});
-         }},
+         pad({stepReference('G', 3), plain()}), pad({stepReference('G', 2), plain()})},
         {"text print refers to step 0", 8015, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({plain(), stepReference('P', 0), plain()});
-         },
-         [](C& t) {
-             t.procedure({plain(), stepReference('P', 1), plain()});
-         }},
+         pad({plain(), stepReference('P', 0), plain()}),
+         pad({plain(), stepReference('P', 1), plain()})},
         {"statistic refers below step 1", 8015, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({stepReference('T', -2), plain()});
-         },
+         pad({stepReference('T', -2), plain()}),
          [](C& t) {
              // A reference by variable (byte 152 set) names no step.
              ComponentRecord r = stepReference('T', -2);
@@ -301,53 +228,22 @@ std::vector<Case> cases() {
              t.procedure({r, plain()});
          }},
         {"module references count the module's own steps", 8015, 1, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {stepReference('G', 3), plain()});
-             t.procedure({moduleCall("M"), plain(), plain()});
-         },
-         [](C& t) {
-             t.module("M", {stepReference('G', 2), plain()});
-             t.procedure({moduleCall("M"), plain(), plain()});
-         }},
+         withM({stepReference('G', 3), plain()}, {moduleCall("M"), plain(), plain()}),
+         withM({stepReference('G', 2), plain()}, {moduleCall("M"), plain(), plain()})},
         {"more than 32 module components", 8027, 33, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {plain()});
-             auto r = repeat(moduleCall("M"), 33);
-             r.push_back(plain());
-             t.procedure(r);
-         },
-         [](C& t) {
-             t.module("M", {plain()});
-             auto r = repeat(moduleCall("M"), 32);
-             r.push_back(plain());
-             t.procedure(r);
-         }},
-        {"module missing", 8025, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({moduleCall("GONE"), plain()});
-         },
+         withM({plain()}, repeat(moduleCall("M"), 33) + plain()),
+         withM({plain()}, repeat(moduleCall("M"), 32) + plain())},
+        {"module missing", 8025, 0, kCheckTarvisel, pad({moduleCall("GONE"), plain()}),
          [](C& t) {
              t.module("HERE", {plain()});
              t.procedure({moduleCall("HERE"), plain()});
          }},
         {"interrupt in module", 8028, 1, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {interrupt({{0, 2}}), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {plain(), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
+         withM({interrupt({{0, 2}}), plain()}, {moduleCall("M"), plain()}),
+         withM({plain(), plain()}, {moduleCall("M"), plain()})},
         {"break in module", 8033, 1, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {breakAt('Z', 1), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({breakAt('Z', 1), moduleCall("M"), plain()});
-         }},
+         withM({breakAt('Z', 1), plain()}, {moduleCall("M"), plain()}),
+         withM({plain()}, {breakAt('Z', 1), moduleCall("M"), plain()})},
         {"module not registered", 8030, 1, kCheckTarvisel,
          [](C& t) {
              t.module("M", {moduleCall("N"), plain()});
@@ -360,59 +256,23 @@ std::vector<Case> cases() {
              t.procedure({moduleCall("M"), moduleCall("N"), plain()});
          }},
         {"module ends with a condition", 8031, 2, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {plain(), makeRecord('B', "", "B1", 1)});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {makeRecord('B', "", "B1", 1), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
+         withM({plain(), makeRecord('B', "", "B1", 1)}, {moduleCall("M"), plain()}),
+         withM({makeRecord('B', "", "B1", 1), plain()}, {moduleCall("M"), plain()})},
         {"break with another reference", 8034, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), breakAt('S', 1), plain()});
-         },
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), breakAt('Z', 1), plain()});
-         }},
+         pad({breakAt('Z', 1), breakAt('S', 1), plain()}),
+         pad({breakAt('Z', 1), breakAt('Z', 1), plain()})},
         {"first section with another reference", 8034, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()});
-         },
-         [](C& t) {
-             t.procedure({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()});
-         }},
+         pad({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()}),
+         pad({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()})},
         {"FIRST section twice", 8084, 4, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "a"), section(0, "b"), section(2, "c"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "a"), section(1, "b"), section(2, "c"), plain()});
-         }},
+         pad({section(0, "a"), section(0, "b"), section(2, "c"), plain()}),
+         pad({section(0, "a"), section(1, "b"), section(2, "c"), plain()})},
         {"LAST section missing", 8085, 3, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "a"), section(1, "b"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "a"), section(2, "b"), plain()});
-         }},
+         pad({section(0, "a"), section(1, "b"), plain()}),
+         pad({section(0, "a"), section(2, "b"), plain()})},
         {"more than 100 sections", 8086, 101, kCheckTarvisel,
-         [](C& t) {
-             auto r = Records{section(0, "f")};
-             for (int i = 0; i < 99; ++i)
-                 r.push_back(section(1, "m"));
-             r.push_back(section(2, "l"));
-             r.push_back(plain());
-             t.procedure(r);
-         },
-         [](C& t) {
-             auto r = Records{section(0, "f")};
-             for (int i = 0; i < 98; ++i)
-                 r.push_back(section(1, "m"));
-             r.push_back(section(2, "l"));
-             r.push_back(plain());
-             t.procedure(r);
-         }},
+         pad(Records{section(0, "f")} + repeat(section(1, "m"), 99) + section(2, "l") + plain()),
+         pad(Records{section(0, "f")} + repeat(section(1, "m"), 98) + section(2, "l") + plain())},
         {"more than 60 pictures", 8050, 61, kCheckTarvisel, [=](C& t) { picturesIn(t, 61); },
          [=](C& t) { picturesIn(t, 60); }},
         {"picture above 1,000,000 bytes", 8049, 1, kCheckPv6410,
@@ -445,12 +305,8 @@ std::vector<Case> cases() {
          },
          [=](C& t) { onePicture(t, bitmapBytes(24), "a.bmp"); }},
         {"transfer command form", 8056, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({command({"DIR", "SAVE -m12"}), plain()});
-         },
-         [](C& t) {
-             t.procedure({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()});
-         }},
+         pad({command({"DIR", "SAVE -m12"}), plain()}),
+         pad({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()})},
         {"more than 96 variables", 8070, 97, kCheckPv6410, [=](C& t) { variables(t, 97); },
          [=](C& t) { variables(t, 96); }},
         {"forbidden type in IR", 8004, 1, kCheckTarvisel,
@@ -481,12 +337,8 @@ std::vector<Case> cases() {
          [=](C& t) { irWith(t, repeat(plain(), 31)); },
          [=](C& t) { irWith(t, repeat(plain(), 30)); }},
         {"IR file missing", 8008, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
-         }},
+         pad({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()}),
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()})},
     };
 }
 
