@@ -52,7 +52,6 @@ TEST_F(Cli, RefusedInvocationsLeaveTheFileAlone) {
         {"add FILE Z time-wait=1 factor=60001", 3, "0x0203\n"},
         {"add FILE D", 3, "0x0E00\n"},
         {"edit FILE 2 target=0", 3, "0x0305\n"},
-        {"add FILE U name=X target=70000", 3, "0x0404\n"},  // target without branch
         {"add FILE M measure=1 variables=P1 'entry=A1<'", 3, "0x1A01\n"},
         {"add FILE M measure=1 variables=P1 'branch=E1!=' target=1", 3, "0x1A09\n"},
         {"add FILE M measure=1 variables=P12345678901", 3, "0x0B03\n"},
