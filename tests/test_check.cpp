@@ -1,5 +1,6 @@
 // The syntax test: each finding with a procedure that triggers it and one that
-// does not, the protocol's line forms, the error count and the system file.
+// does not, the order of findings, the error count and the system file (the
+// protocol's lines are compared with golden files in test_check_examples.cpp).
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -404,28 +405,6 @@ TEST(CheckModes, TypesBoundToThePlaceOfUse) {
     }
 }
 
-TEST_F(Check, ProtocolHeadLineFormsAndDetail) {
-    setLanguage(kEnglish);
-    procedure({picture(dir.file("gone.jpg")), makeRecord('B', "", "B1", 9)});
-    const auto r = run(kCheckPv3320);
-    ASSERT_GE(r.lines.size(), 10u);
-    EXPECT_EQ(r.lines[0], LangText(3144) + "  T.PAD");
-    EXPECT_EQ(r.lines[1], " ");
-    EXPECT_EQ(r.lines[2], LangText(3157) + dir.path());
-    EXPECT_EQ(r.lines[3], LangText(3164));
-    EXPECT_EQ(r.lines[4], "*** PAD ***");
-    EXPECT_EQ(r.lines[5], "    T.PAD");
-    EXPECT_EQ(r.lines[6], "       1:" + LangText(8042));
-    EXPECT_EQ(r.lines[7], "           ==> " + dir.file("gone.jpg"));
-    EXPECT_EQ(r.lines[8], "       2:" + LangText(8019));
-    EXPECT_EQ(r.lines[9], "       2:" + LangText(8029));
-    EXPECT_EQ(r.errorCount, 3);
-    EXPECT_EQ(r.lines[r.lines.size() - 2], " ");
-    EXPECT_EQ(r.lines.back(), "*** 3 " + LangText(3156) + " ***");
-    EXPECT_FALSE(r.systemFileWritten);
-    EXPECT_FALSE(std::ifstream(dir.file("T.sys")).good());
-}
-
 TEST_F(Check, WarningsDoNotCountAndCleanRunWritesSystemFile) {
     procedure({section(0, "Pumps"), picture(dir.file("gone.bmp")), section(2, "End"), plain()});
     const auto r = run(kCheckLumo);
@@ -474,29 +453,6 @@ TEST_F(Check, EndOfProcedureFindingsInTheirOrder) {
                                        {8011, 0},
                                        {8084, 7},
                                        {8085, 7}}));
-}
-
-TEST_F(Check, InstrumentMemorySummary) {
-    setLanguage(kEnglish);
-    const std::string bmp = dir.file("a.bmp");
-    writeBytes(bmp, bitmapBytes(4, 2048));
-    procedure({picture(bmp), measuring('S', {{'P', 1}, {'P', 2}}, 1000), measuring('T'), plain()});
-    const auto lines = run(kCheckPv6410).lines;
-    const auto head = std::find(lines.begin(), lines.end(), LangText(3151));
-    ASSERT_NE(head, lines.end());
-    ASSERT_GE(lines.end() - head, 5);
-    auto memoryLine = [](int label, const char* figure) {
-        std::string l = LangText(static_cast<std::uint32_t>(label));
-        return std::string(30 - l.size(), ' ') + l + ":  " + figure + " kB";
-    };
-    EXPECT_EQ(head[1], memoryLine(3152, "   3.1"));  // 4 records of 800 bytes
-    EXPECT_EQ(head[2], memoryLine(3153, "   2.0"));
-    EXPECT_EQ(head[3], memoryLine(3154, "   7.8"));  // 1000 x 2 channels x 4 bytes
-    EXPECT_EQ(head[4], memoryLine(3155, "   0.0"));
-    const auto pv3320 = run(kCheckPv3320).lines;
-    EXPECT_NE(std::find(pv3320.begin(), pv3320.end(), memoryLine(3152, " 3.125")), pv3320.end());
-    const auto pc = run(kCheckTarvisel).lines;
-    EXPECT_EQ(std::find(pc.begin(), pc.end(), LangText(3151)), pc.end());
 }
 
 TEST_F(Check, RelativePathNamesTheFullDirectory) {
