@@ -136,9 +136,12 @@ std::vector<Case> cases() {
         r.push_back(plain());
         t.procedure(r);
     };
-    auto irWith = [](C& t, const Records& ir) {
-        t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
-        t.irq(1, ir);
+    // A procedure that runs interrupt procedure 1 holding `ir`.
+    auto irWith = [](const Records& ir) {
+        return [ir](C& t) {
+            t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+            t.irq(1, ir);
+        };
     };
     return {
         {"goto target", 8019, 1, kCheckTarvisel, pad({makeRecord('B', "", "B1", 3), plain()}),
@@ -310,33 +313,19 @@ std::vector<Case> cases() {
          pad({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()})},
         {"more than 96 variables", 8070, 97, kCheckPv6410, [=](C& t) { variables(t, 97); },
          [=](C& t) { variables(t, 96); }},
-        {"forbidden type in IR", 8004, 1, kCheckTarvisel,
-         [=](C& t) {
-             irWith(t, {makeRecord('Z'), plain()});
-         },
-         [=](C& t) {
-             irWith(t, {makeRecord('B'), plain()});
-         }},
-        {"measuring to memory in IR", 8013, 1, kCheckTarvisel,
-         [=](C& t) {
-             irWith(t, {measuring('S'), plain()});
-         },
+        {"forbidden type in IR", 8004, 1, kCheckTarvisel, irWith({makeRecord('Z'), plain()}),
+         irWith({makeRecord('B'), plain()})},
+        {"measuring to memory in IR", 8013, 1, kCheckTarvisel, irWith({measuring('S'), plain()}),
          [=](C& t) {
              // Measuring and saving in a file does not touch the instrument memory.
              ComponentRecord toFile = measuring('M');
              toFile.setU8(layout::measuring::kSaveInFile, 1);
-             irWith(t, {toFile, plain()});
+             irWith({toFile, plain()})(t);
          }},
-        {"memory transfer in IR", 8013, 1, kCheckTarvisel,
-         [=](C& t) {
-             irWith(t, {measuring('T'), plain()});
-         },
-         [=](C& t) {
-             irWith(t, {measuring('M'), plain()});
-         }},
-        {"IR longer than 30", 8053, 31, kCheckTarvisel,
-         [=](C& t) { irWith(t, repeat(plain(), 31)); },
-         [=](C& t) { irWith(t, repeat(plain(), 30)); }},
+        {"memory transfer in IR", 8013, 1, kCheckTarvisel, irWith({measuring('T'), plain()}),
+         irWith({measuring('M'), plain()})},
+        {"IR longer than 30", 8053, 31, kCheckTarvisel, irWith(repeat(plain(), 31)),
+         irWith(repeat(plain(), 30))},
         {"IR file missing", 8008, 0, kCheckTarvisel,
          pad({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()}),
          pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()})},
