@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "model/file_io.h"
+#include "model/numbers.h"
 
 namespace quelvari {
 
@@ -76,7 +77,7 @@ bool IsTransferCommand(std::string_view line, bool& wellFormed) {
     if (line.size() - pos < 4)
         return false;
     for (std::size_t i = 0; i < 4; ++i)
-        if (std::toupper(static_cast<unsigned char>(line[pos + i])) != "SAVE"[i])
+        if (AsciiUpper(line[pos + i]) != "SAVE"[i])
             return false;
     pos += 4;
     if (pos < line.size() && line[pos] != ' ')
