@@ -85,7 +85,9 @@ class AtomicFile {
     // file it points to is replaced). Refused with message `message` when the
     // target exists and is not a regular file, when it is write-protected (no
     // write permission bit, or cannot be opened for writing), or when no
-    // temporary file can be created in its directory.
+    // temporary file can be created in its directory. The first call sets
+    // SIGXFSZ to be ignored (unless the program handles it), so that a file
+    // size limit fails the write with EFBIG instead of killing the program.
     Status begin(const std::string& path, int message = kErrFileWrite);
     Status write(const void* data, std::size_t size);
     // Flushes, renames over the target (its permission bits kept; a new file
