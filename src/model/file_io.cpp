@@ -62,9 +62,20 @@ bool writeProtected(const struct stat& st) {
 
 int OpenRegularFile(const std::string& path, Access access, int message, Status& status,
                     std::uint64_t* size) {
-    // O_NONBLOCK: opening a FIFO must not wait for a writer. The descriptor
-    // is kept only for a regular file, for which the flag changes nothing.
-    const int flags = (access == Access::ReadWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK;
+    // Anything but a regular file is refused before it is opened: opening a
+    // device can have effects of its own (a serial port raises its lines).
+    struct stat before {};
+    if (::stat(path.c_str(), &before) == 0 && !S_ISREG(before.st_mode)) {
+        status = Status::refused(
+            message,
+            path + ": " + (S_ISDIR(before.st_mode) ? "is a directory" : "is not a regular file"));
+        return -1;
+    }
+    // What was checked may be replaced before the open: O_NONBLOCK keeps a
+    // FIFO from waiting for a writer, O_NOCTTY a terminal from becoming ours,
+    // and fstat below decides. For a regular file the flags change nothing.
+    const int flags =
+        (access == Access::ReadWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     const int fd = ::open(path.c_str(), flags);
     if (fd < 0) {
         status = Status::system(message, errno, path);
@@ -108,7 +119,7 @@ long ReadFully(int fd, void* data, std::size_t size) {
     auto* at = static_cast<std::uint8_t*>(data);
     std::size_t got = 0;
     while (got < size) {
-        const ssize_t n = ::read(fd, at + got, size - got);
+        const ssize_t n = guarded(IoCall::Read, [&] { return ::read(fd, at + got, size - got); });
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)

@@ -53,16 +53,18 @@ bool IsReadableRegularFile(const std::string& path);
 // or -1 with errno set on an I/O error.
 long ReadFully(int fd, void* data, std::size_t size);
 
-// ---- Writing --------------------------------------------------------------
+// ---- Faults ---------------------------------------------------------------
 
-// The steps of a save that can fail, for the fault seam below.
-enum class IoCall { Write, Fsync, Rename, Close };
+// The system calls that can fail, for the fault seam below.
+enum class IoCall { Write, Fsync, Rename, Close, Read };
 
 // Test seam: when set, it is asked before every write, fsync, rename and
-// close of a save; a non-zero answer makes that call fail with the answer as
-// errno. An empty function removes the seam.
+// close of a save and every read of ReadFully; a non-zero answer makes that
+// call fail with the answer as errno. An empty function removes the seam.
 using IoFault = std::function<int(IoCall call)>;
 void SetIoFault(IoFault fault);
+
+// ---- Writing --------------------------------------------------------------
 
 // The prefix of the temporary files of a save.
 inline constexpr std::string_view kTempPrefix = ".quelvari-save-";
@@ -83,7 +85,9 @@ class AtomicFile {
     // file it points to is replaced). Refused with message `message` when the
     // target exists and is not a regular file, when it is write-protected (no
     // write permission bit, or cannot be opened for writing), or when no
-    // temporary file can be created in its directory.
+    // temporary file can be created in its directory. The first call sets
+    // SIGXFSZ to be ignored (unless the program handles it), so that a file
+    // size limit fails the write with EFBIG instead of killing the program.
     Status begin(const std::string& path, int message = kErrFileWrite);
     Status write(const void* data, std::size_t size);
     // Flushes, renames over the target (its permission bits kept; a new file

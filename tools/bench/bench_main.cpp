@@ -115,7 +115,7 @@ void fileFigures(const std::string& dir, const std::string& suffix) {
             std::exit(1);
     });
     auto figure = [&](const char* name, double value) { print((name + suffix).c_str(), value); };
-    if (suffix.empty())
+    if (!suffix.empty())
         print("records", kSteps);
     figure("open_ms", open);
     figure("plain_read_ms", plainRead);
