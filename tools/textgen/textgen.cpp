@@ -241,6 +241,9 @@ std::vector<UsedLine> parseUsed(const std::string& file) {
 
 }  // namespace
 
+// The fuzz target of the data files includes this file for its parsers and
+// brings its own main.
+#ifndef QUELVARI_TEXTGEN_NO_MAIN
 int main(int argc, char** argv) {
     if (argc < 2) {
         std::cerr << "usage: quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... "
@@ -309,3 +312,4 @@ int main(int argc, char** argv) {
     }
     return 0;
 }
+#endif
