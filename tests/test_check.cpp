@@ -534,12 +534,12 @@ TEST_F(Check, CountWrapsAt256) {
 }
 
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
-    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError, 64 << 8);
-    EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError, 93 << 8);
+    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError.code(), 64 << 8);
+    EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError.code(), 93 << 8);
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
     const auto r = run();
-    EXPECT_EQ(r.fileError, 92 << 8);
+    EXPECT_EQ(r.fileError.code(), 92 << 8);
     EXPECT_EQ(r.errorCount, 0);
     EXPECT_FALSE(r.systemFileWritten);
 }

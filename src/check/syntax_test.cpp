@@ -8,12 +8,13 @@
 #include <unordered_map>
 
 #include "check/check_support.h"
-#include "check/record_reader.h"
 #include "components/condition.h"
 #include "components/layouts.h"
 #include "components/view.h"
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
+#include "model/record_reader.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -152,13 +153,19 @@ class SyntaxTest {
     SyntaxTestResult run() {
         head();
         RecordReader pad;
-        if (!pad.open(path_)) {
-            result_.fileError = ErrorCode(93);
+        if (Status s = pad.open(path_); !s.ok()) {
+            result_.fileError = s;
             return std::move(result_);
         }
         checkProcedure(pad);
         checkModules();
         checkInterruptProcedures();
+        // A file that could not be read to its end was not checked: no
+        // verdict and no system file.
+        if (!readError_.ok()) {
+            result_.fileError = readError_;
+            return std::move(result_);
+        }
         finish();
         return std::move(result_);
     }
@@ -235,6 +242,7 @@ class SyntaxTest {
             give(checkSections(r));
             give(procedureRules(r));
         }
+        noteReadError(pad);
         fileRules(walk, pad.last(), false);
         if (interbusOpen_)
             addFinding(kInterbusNotReset);
@@ -259,7 +267,7 @@ class SyntaxTest {
             addLine("*** PAM ***");
             addLine("    " + m.name + ".PAM");
             RecordReader reader;
-            if (!m.readable || !reader.open(m.path))
+            if (!m.readable || !reader.open(m.path).ok())
                 continue;  // listed as missing under the procedure
             beginFile(reader);
             FileWalk walk;
@@ -273,6 +281,7 @@ class SyntaxTest {
                 give(checkInterbus(r, false));
                 give(checkPicture(r));
             }
+            noteReadError(reader);
             fileRules(walk, reader.last(), true);
             for (std::size_t index : missingCalls) {
                 detail_ = modules_[index].path;
@@ -292,7 +301,7 @@ class SyntaxTest {
             addLine(format("*** IR%d ***", n));
             addLine("    " + baseName(irPath));
             RecordReader reader;
-            if (!reader.open(irPath)) {
+            if (!reader.open(irPath).ok()) {
                 detail_ = irPath;
                 addFinding(kInterruptFileMissing);
                 continue;
@@ -308,6 +317,7 @@ class SyntaxTest {
                 give(checkInterbus(r, false));
                 give(checkOldFormat());
             }
+            noteReadError(reader);
             if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
                 step_ = static_cast<int>(walk.count);
                 addFinding(kInterruptTooLong);
@@ -323,15 +333,11 @@ class SyntaxTest {
         }
         fillSystemBlock();
         result_.systemFilePath = SystemFilePath(path_);
-        std::FILE* f = std::fopen(result_.systemFilePath.c_str(), "wb");
-        bool written = false;
-        if (f) {
-            written = std::fwrite(block_.data(), 1, block_.size(), f) == block_.size();
-            written = std::fclose(f) == 0 && written;
-        }
-        result_.systemFileWritten = written;
-        if (!written)
-            result_.fileError = ErrorCode(92);
+        const Status written =
+            WriteFileAtomically(result_.systemFilePath, block_.data(), block_.size());
+        result_.systemFileWritten = written.ok();
+        if (!written.ok())
+            result_.fileError = written;
         addLine(GetLangText(kTextOk));
         summary();
     }
@@ -750,6 +756,11 @@ class SyntaxTest {
 
     // ---- State helpers ----------------------------------------------------
 
+    void noteReadError(const RecordReader& reader) {
+        if (readError_.ok())
+            readError_ = reader.status();
+    }
+
     void beginFile(const RecordReader& reader) {
         fileOld_ = reader.oldFormat();
         routineActive_.reset();
@@ -864,10 +875,7 @@ class SyntaxTest {
         Module m;
         m.name = name;
         m.path = directory_.empty() ? name + ".PAM" : directory_ + separator_ + name + ".PAM";
-        if (std::FILE* f = std::fopen(m.path.c_str(), "rb")) {
-            m.readable = true;
-            std::fclose(f);
-        }
+        m.readable = IsReadableRegularFile(m.path);
         modules_.push_back(std::move(m));
         moduleByName_.emplace(name, modules_.size() - 1);
         return modules_.size() - 1;
@@ -915,6 +923,7 @@ class SyntaxTest {
     char separator_ = '/';
     std::string name_;
     SyntaxTestResult result_;
+    Status readError_;  // the first file that could not be read to its end
     std::array<std::uint8_t, kSystemBlockSize> block_{};
 
     int step_ = 0;
@@ -980,7 +989,7 @@ std::string SystemFilePath(const std::string& padPath) {
 SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMode) {
     if (!IsPadFileName(padPath)) {
         SyntaxTestResult r;
-        r.fileError = ErrorCode(64);
+        r.fileError = Status::fromCode(ErrorCode(kErrNotProcedureFile));
         return r;
     }
     return SyntaxTest(padPath, checkMode).run();

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "model/status.h"
+
 namespace quelvari {
 
 // Check mode, kept in the system block at offset 4.
@@ -78,10 +80,11 @@ struct SyntaxTestResult {
     std::vector<std::string> lines;
     // Findings counted, modulo 256 (the warnings 8058 and 8090 are not counted).
     std::uint8_t errorCount = 0;
-    // 0, or a catalogue error code: 64 (not a .PAD name), 93 (the procedure
-    // cannot be read; nothing was checked), 92 (the system file could not be
-    // written; the protocol is complete).
-    int fileError = 0;
+    // Ok, or a catalogue error: 64 (not a .PAD name), 93 (the procedure, a
+    // module or an interrupt procedure cannot be read to its end; no verdict),
+    // 92 (the system file could not be written; the protocol is complete),
+    // with the system's reason.
+    Status fileError;
     bool systemFileWritten = false;
     std::string systemFilePath;
 };

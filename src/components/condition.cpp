@@ -159,7 +159,7 @@ int VariableLimit(char letter) {
 
 ConditionResult ParseCondition(std::string_view text) {
     if (text.size() > kConditionMaxChars)
-        return {kErrTextTooLong, {}};
+        return {kErrTooLong, {}};
     for (std::string_view word : kAcceptedWords)
         if (text == word)
             return {};

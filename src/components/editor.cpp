@@ -35,7 +35,7 @@ int ReadHead(Form& form, ComponentRecord& r) {
     r.clear();
     const std::string entry = ReadText(form, ctl::kEntryCondition, kConditionReadChars);
     if (const int e = CheckCondition(entry))
-        return e * 256 + 1;
+        return ErrorCode(e, 1);
     storeInputCondition(r, entry);
     storeComment(r, ReadText(form, ctl::kDescription, kDescriptionReadChars));
     return 0;
@@ -47,15 +47,15 @@ int ReadBranch(Form& form, ComponentRecord& r, int conditionField) {
         storeBranchCondition(r, "");
         const auto target = ReadUnsignedNumber(ReadText(form, ctl::kTarget, 10));
         if (target && *target != 0)
-            return kErrGotoWithoutBranch * 256 + conditionField;
+            return ErrorCode(kErrGotoWithoutBranch, conditionField);
         return 0;
     }
     if (const int e = CheckCondition(branch))
-        return e * 256 + conditionField;
+        return ErrorCode(e, conditionField);
     storeBranchCondition(r, branch);
     const auto target = ReadUnsignedNumber(ReadText(form, ctl::kTarget, 10));
     if (!target || *target == 0)
-        return kErrGotoMissing * 256 + conditionField + 1;
+        return ErrorCode(kErrGotoMissing, conditionField + 1);
     r.setGotoTarget(static_cast<std::uint16_t>(*target));
     return 0;
 }

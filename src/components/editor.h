@@ -18,13 +18,9 @@
 #include "components/form.h"
 #include "components/view.h"
 #include "model/record.h"
+#include "model/status.h"
 
 namespace quelvari {
-
-// Catalogue numbers of the common fields.
-inline constexpr int kErrGotoMissing = 3;        // branch condition without target
-inline constexpr int kErrGotoWithoutBranch = 4;  // target without branch condition
-inline constexpr int kErrEmptyField = 14;        // a required field is empty
 
 inline constexpr std::size_t kConditionReadChars = 21;
 inline constexpr std::size_t kDescriptionReadChars = 50;

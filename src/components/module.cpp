@@ -17,7 +17,6 @@ namespace quelvari {
 namespace {
 
 constexpr std::uint32_t kModuleName = 1206;
-constexpr int kErrModuleName = 45;
 constexpr std::size_t kNameReadChars = 34;
 
 std::string upper(std::string s) {

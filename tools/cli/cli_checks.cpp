@@ -61,9 +61,9 @@ int runCheck(const std::vector<std::string>& input) {
     for (const std::string& line : result.lines)
         std::cout << cp1252ToUtf8(line) << "\n";
     std::cout.flush();
-    if (result.fileError != 0) {
+    if (!result.fileError.ok()) {
         printErrorMessage(result.fileError);
-        if (ErrorNumber(result.fileError) == 92)
+        if (result.fileError.message == kErrFileWrite)
             std::cerr << "quelvari-cli: cannot write " << result.systemFilePath << "\n";
         else
             std::cerr << "quelvari-cli: cannot check " << args[0] << "\n";

@@ -10,6 +10,7 @@
 #include "components/editor.h"
 #include "components/form.h"
 #include "model/encoding.h"
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "texts/errors.h"
 
@@ -127,23 +128,24 @@ int reportFault(int code) {
     return kExitField;
 }
 
-bool exists(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0;
-}
-
 int save(const std::string& path, ProcedureList& list) {
-    if (writeProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileWrite);
+    if (const Status status = writeProcedure(path, list); !status.ok()) {
+        printErrorMessage(status);
         std::cerr << "quelvari-cli: cannot write " << path << "\n";
         return kExitFile;
     }
     return kExitOk;
 }
 
-int load(const std::string& path, ProcedureList& list) {
-    if (loadProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileOpen);
+// Locks PATH for the whole read-modify-write (another writer of the same file
+// is waited for) and reads it. With `createMissing`, a missing file is created
+// empty under the lock and the list stays empty.
+int load(const std::string& path, ProcedureList& list, FileLock& lock, bool createMissing = false) {
+    Status status = lock.acquire(path, kErrFileOpen, kLockWait, createMissing);
+    if (status.ok() && !lock.created())
+        status = loadProcedure(path, list);
+    if (!status.ok()) {
+        printErrorMessage(status);
         std::cerr << "quelvari-cli: cannot open " << path << " for reading and writing\n";
         return kExitFile;
     }
@@ -176,9 +178,9 @@ int runAdd(const std::vector<std::string>& argsIn) {
         return reportFault(code);
     ProcedureList list;
     const std::string& path = args[0];
-    if (exists(path))
-        if (const int e = load(path, list))
-            return e;
+    FileLock lock;
+    if (const int e = load(path, list, lock, true))
+        return e;
     list.documentOpen = 1;
     list.appendRecord(editRecord);
     if (const int e = save(path, list))
@@ -198,7 +200,8 @@ int runEdit(const std::vector<std::string>& argsIn) {
     if (!step || *step < 1)
         return usageError("STEP must be a step number from 1");
     ProcedureList list;
-    if (const int e = load(args[0], list))
+    FileLock lock;
+    if (const int e = load(args[0], list, lock))
         return e;
     if (list.componentCount == 0 || static_cast<std::uint32_t>(*step) > list.componentCount)
         return usageError("the procedure has no step " + args[1]);

@@ -18,7 +18,11 @@ int usageError(const std::string& message) {
 }
 
 void printErrorMessage(int code) {
-    const ErrorBox box = ComposeErrorMessage(code);
+    printErrorMessage(Status::fromCode(code));
+}
+
+void printErrorMessage(const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     std::cerr << cp1252ToUtf8(box.caption) << "\n" << cp1252ToUtf8(box.text) << "\n";
 }
 
