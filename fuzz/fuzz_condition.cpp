@@ -23,7 +23,7 @@ bool isCheckError(int e) {
         case kErrOperandType:
         case kErrConditionTooLong:
         case kErrOperator:
-        case kErrTextTooLong:
+        case kErrTooLong:
             return true;
         default:
             return false;
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(CheckCondition(text) == result.error);
     if (result.error != 0) {
         FUZZ_CHECK(isCheckError(result.error));
-        FUZZ_CHECK(result.error != kErrTextTooLong || size > kConditionMaxChars);
+        FUZZ_CHECK(result.error != kErrTooLong || size > kConditionMaxChars);
         return 0;
     }
     FUZZ_CHECK(size <= kConditionMaxChars);

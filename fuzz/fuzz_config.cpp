@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }();
     FUZZ_CHECK(rooted);
     dir.clear();
-    EnsureConfigDirectories();
+    FUZZ_CHECK(EnsureConfigDirectories());
     const ConfigPaths paths = GetConfigPaths();
     FUZZ_CHECK(paths.file.rfind(dir.path(), 0) == 0);
     dir.write(paths.file.substr(dir.path().size() + 1),
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(config.language == le32(expected));
     FUZZ_CHECK(config.printSize == le32(expected + 4));
 
-    FUZZ_CHECK(WriteConfiguration(config));
+    FUZZ_CHECK(WriteConfiguration(config).ok());
     Configuration reread;
     ReadConfiguration(reread);
     FUZZ_CHECK(reread.language == config.language && reread.printSize == config.printSize);

@@ -6,10 +6,10 @@
 // format, saving again giving the same bytes.
 #include <cstring>
 
-#include "check/record_reader.h"
 #include "fuzz_support.h"
 #include "model/procedure.h"
 #include "model/procedure_file.h"
+#include "model/record_reader.h"
 
 using namespace quelvari;
 using quelvari::fuzz::ScratchDir;
@@ -65,19 +65,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool old = size < 2 || data[0] != 0xFF || data[1] != 0xFF;
 
     RecordFile file;
-    FUZZ_CHECK(readRecordFile(path, file));
+    FUZZ_CHECK(readRecordFile(path, file).ok());
     FUZZ_CHECK(file.oldFormat == old);
     FUZZ_CHECK(file.records == expected);
 
     ProcedureList list;
-    FUZZ_CHECK(loadProcedure(path, list) == 0);
+    FUZZ_CHECK(loadProcedure(path, list).ok());
     FUZZ_CHECK(list.oldFormat == (old ? 1u : 0u));
     FUZZ_CHECK(list.componentCount == expected.size());
     FUZZ_CHECK(listRecords(list) == expected);
     FUZZ_CHECK(list.viewRecord == expected.front());
 
     RecordReader reader;
-    FUZZ_CHECK(reader.open(path));
+    FUZZ_CHECK(reader.open(path).ok());
     FUZZ_CHECK(reader.oldFormat() == old);
     std::size_t streamed = 0;
     while (const ComponentRecord* r = reader.next()) {
@@ -85,17 +85,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         FUZZ_CHECK(*r == expected[streamed]);
         ++streamed;
     }
-    FUZZ_CHECK(streamed == expected.size());
+    FUZZ_CHECK(reader.status().ok());
+    FUZZ_CHECK(streamed == expected.size() && reader.count() == streamed);
     FUZZ_CHECK(reader.last() == expected.back());
 
     // Save: every record with the current format mark, record mark 1 and its
     // position as step number; nothing else changes.
     const std::string copy = dir.file("COPY.PAD");
-    FUZZ_CHECK(writeProcedure(copy, list) == 0);
+    FUZZ_CHECK(writeProcedure(copy, list).ok());
     const std::string saved = fileBytes(copy);
     FUZZ_CHECK(saved.size() == expected.size() * rec::kRecordSize);
     RecordFile reread;
-    FUZZ_CHECK(readRecordFile(copy, reread));
+    FUZZ_CHECK(readRecordFile(copy, reread).ok());
     FUZZ_CHECK(!reread.oldFormat);
     FUZZ_CHECK(reread.records.size() == expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -106,8 +107,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         FUZZ_CHECK(reread.records[i] == want);
     }
     ProcedureList again;
-    FUZZ_CHECK(loadProcedure(copy, again) == 0);
-    FUZZ_CHECK(writeProcedure(copy, again) == 0);
+    FUZZ_CHECK(loadProcedure(copy, again).ok());
+    FUZZ_CHECK(writeProcedure(copy, again).ok());
     FUZZ_CHECK(fileBytes(copy) == saved);
     return 0;
 }

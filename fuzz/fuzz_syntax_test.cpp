@@ -56,9 +56,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (fuzz::Tracing()) {
         for (const std::string& line : first.lines)
             std::fprintf(stderr, "%s\n", line.c_str());
-        std::fprintf(stderr, "errors %u, file error %d\n", first.errorCount, first.fileError);
+        std::fprintf(stderr, "errors %u, file error %d\n", first.errorCount,
+                     first.fileError.code());
     }
-    FUZZ_CHECK(first.fileError == 0);
+    FUZZ_CHECK(first.fileError.ok());
     FUZZ_CHECK(!first.lines.empty());
     FUZZ_CHECK(first.systemFileWritten == (first.errorCount == 0));
     const std::string system = readAll("P.sys");
