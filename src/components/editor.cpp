@@ -31,6 +31,20 @@ std::optional<std::uint32_t> ReadUnsignedNumber(const std::string& text) {
     return v;
 }
 
+bool IsLargeNumber(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string::npos)
+        return false;
+    const std::size_t end = text.find_last_not_of(' ') + 1;
+    bool nonZero = false;
+    for (std::size_t i = first; i < end; ++i) {
+        if (!std::isdigit(static_cast<unsigned char>(text[i])))
+            return false;
+        nonZero = nonZero || text[i] != '0';
+    }
+    return nonZero && !ReadUnsignedNumber(text);
+}
+
 int ReadHead(Form& form, ComponentRecord& r) {
     r.clear();
     const std::string entry = ReadText(form, ctl::kEntryCondition, kConditionReadChars);
@@ -45,8 +59,9 @@ int ReadBranch(Form& form, ComponentRecord& r, int conditionField) {
     const std::string branch = ReadText(form, ctl::kBranchCondition, kConditionReadChars);
     if (branch.empty()) {
         storeBranchCondition(r, "");
-        const auto target = ReadUnsignedNumber(ReadText(form, ctl::kTarget, 10));
-        if (target && *target != 0)
+        // Any number but 0 is refused here, also one too large to be a step.
+        const std::string target = ReadText(form, ctl::kTarget, 10);
+        if (ReadUnsignedNumber(target).value_or(0) != 0 || IsLargeNumber(target))
             return ErrorCode(kErrGotoWithoutBranch, conditionField);
         return 0;
     }

@@ -43,6 +43,10 @@ int FinishRead(Form& form, ComponentRecord& r, char typeCode);
 // allowed; nothing for empty or unreadable text or a value above 65535.
 std::optional<std::uint32_t> ReadUnsignedNumber(const std::string& text);
 
+// True for digits (blanks around them allowed) that make a number above
+// 65535: no step, but still a number the user typed.
+bool IsLargeNumber(const std::string& text);
+
 // Sets the common controls from `r`: entry condition, description, branch
 // condition, and the target only when it is not 0.
 void FillHead(const ComponentRecord& r, Form& form);

@@ -79,8 +79,9 @@ int runDump(const std::vector<std::string>& argsIn) {
     if (!readOrReport(args[0], file))
         return kExitFile;
     for (const ComponentRecord& r : file.records) {
+        // A type byte is a Windows-1252 character like any text of the record.
         const std::string type =
-            r.typeCode() ? std::string(1, static_cast<char>(r.typeCode())) : "";
+            r.typeCode() ? cp1252ToUtf8(std::string(1, static_cast<char>(r.typeCode()))) : "";
         ComponentView view;
         if (r.typeCode())
             view = DescribeComponent(r);
