@@ -358,6 +358,11 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
                     {"scan 60", {"1016=60"}, 0},
                     {"scan 60.001", {"1016=60.001"}, ErrorCode(15, 4)},
                     {"scan empty", {}, ErrorCode(15, 4)},
+                    // Beyond any integer: refused, not converted.
+                    {"scan inf", {"1016=inf"}, ErrorCode(15, 4)},
+                    {"scan -inf", {"1016=-inf"}, ErrorCode(15, 4)},
+                    {"scan nan", {"1016=nan"}, ErrorCode(15, 4)},
+                    {"scan 1e300", {"1016=1e300"}, ErrorCode(15, 4)},
                 });
     expectCodes('M', {"+1005", "1013=P1", "1016=1"},
                 {

@@ -238,9 +238,13 @@ int ReadMeasuring(Form& form, ComponentRecord& r) {
         if (mode == kModeSave) {
             // Scan rate in seconds (field 4), truncated to whole milliseconds.
             const std::string scan = ReadText(form, kScanEdit, 6);
-            const auto ms = static_cast<long long>(ParseDecimal(scan) * 1000.0);
-            if (ms <= 0 || ms > 60000)
+            // Whole milliseconds from 1 to 60,000 after truncation; anything
+            // else, "inf" and "nan" included, is refused before the
+            // conversion to an integer, which could not hold it.
+            const double exactMs = ParseDecimal(scan) * 1000.0;
+            if (!(exactMs >= 1.0 && exactMs < 60001.0))
                 return ErrorCode(kErrScanRate, 4);
+            const auto ms = static_cast<long long>(exactMs);
             r.setU32(kScanPeriod, static_cast<std::uint32_t>(ms * 1000));
             // Number of measurements (field 5).
             const std::string count = ReadText(form, kCountEdit, 11);

@@ -349,6 +349,9 @@ void comparePlaceholders(const std::map<int, TextTable>& texts,
 
 }  // namespace
 
+// The fuzz target of the data files includes this file for its parsers and
+// brings its own main.
+#ifndef QUELVARI_TEXTGEN_NO_MAIN
 int main(int argc, char** argv) {
     if (argc < 2) {
         std::cerr << "usage: quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... "
@@ -419,3 +422,4 @@ int main(int argc, char** argv) {
     }
     return 0;
 }
+#endif
