@@ -39,6 +39,11 @@ void Link::setTrace(Trace* trace) {
         serial.port()->setTrace(trace, &clock);
 }
 
+Link& ProgramLink() {
+    static Link link(SystemClock());
+    return link;
+}
+
 int LinkConnect(Link& link) {
     if (link.busyCursor)
         link.busyCursor(true);
