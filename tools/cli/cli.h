@@ -30,6 +30,7 @@ std::vector<Verb> modelVerbs();
 std::vector<Verb> textVerbs();
 std::vector<Verb> componentVerbs();
 std::vector<Verb> checkVerbs();
+std::vector<Verb> linkVerbs();
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
 int usageError(const std::string& message);

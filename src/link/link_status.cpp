@@ -1,1 +1,0 @@
-#include "link/link_status.h"

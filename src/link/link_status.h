@@ -1,2 +1,0 @@
-#pragma once
-// Placeholder removed once the link layer has sources of its own.

@@ -1,0 +1,68 @@
+#include "link/transport.h"
+
+namespace quelvari::link {
+
+const char* LinkStatusName(LinkStatus status) {
+    switch (status) {
+        case LinkStatus::kOk:
+            return "ok";
+        case LinkStatus::kTimeout:
+            return "time-out";
+        case LinkStatus::kIo:
+            return "input/output error";
+        case LinkStatus::kNoDevice:
+            return "no such device";
+        case LinkStatus::kNoAccess:
+            return "no access";
+        case LinkStatus::kBusy:
+            return "device busy";
+        case LinkStatus::kInvalid:
+            return "invalid request";
+        case LinkStatus::kUnsupported:
+            return "not supported by the device";
+    }
+    return "unknown";
+}
+
+void Trace::bytes(char direction, std::uint64_t timeMs, const std::uint8_t* data, std::size_t n) {
+    if (!out_ || n == 0)
+        return;
+    std::fprintf(out_, "%10llu %c", static_cast<unsigned long long>(timeMs), direction);
+    for (std::size_t i = 0; i < n; ++i)
+        std::fprintf(out_, " %02X", data[i]);
+    std::fputc('\n', out_);
+    std::fflush(out_);
+}
+
+void Trace::note(std::uint64_t timeMs, const std::string& text) {
+    if (!out_)
+        return;
+    std::fprintf(out_, "%10llu # %s\n", static_cast<unsigned long long>(timeMs), text.c_str());
+    std::fflush(out_);
+}
+
+LinkStatus Transport::read(std::uint8_t* data, std::size_t n, std::size_t& got, int timeoutMs) {
+    got = 0;
+    const LinkStatus s = doRead(data, n, got, timeoutMs);
+    if (trace_)
+        trace_->bytes('<', traceClock_ ? traceClock_->nowMs() : 0, data, got);
+    return s;
+}
+
+LinkStatus Transport::write(const std::uint8_t* data, std::size_t n, std::size_t& written) {
+    written = 0;
+    const LinkStatus s = doWrite(data, n, written);
+    if (trace_)
+        trace_->bytes('>', traceClock_ ? traceClock_->nowMs() : 0, data, written);
+    return s;
+}
+
+bool Transport::waitReadable(Clock& clock, std::uint32_t maxMs) {
+    if (bytesWaiting() > 0)
+        return true;
+    if (maxMs > 0)
+        clock.sleepMs(1);
+    return bytesWaiting() > 0;
+}
+
+}  // namespace quelvari::link
