@@ -7,8 +7,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/components/desktop_hooks.h"
 #include "app/components/qt_text.h"
-#include "app/components/ui_hooks.h"
 #include "texts/errors.h"
 
 namespace quelvari::app {

@@ -13,8 +13,8 @@
 #include <QPushButton>
 #include <QRadioButton>
 
+#include "app/components/desktop_hooks.h"
 #include "app/components/qt_text.h"
-#include "app/components/ui_hooks.h"
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"

@@ -10,9 +10,9 @@
 #include <QVBoxLayout>
 
 #include "app/components/component_dialog.h"
+#include "app/components/desktop_hooks.h"
 #include "app/components/dialog_defs.h"
 #include "app/components/qt_text.h"
-#include "app/components/ui_hooks.h"
 #include "components/catalogue.h"
 #include "components/layouts.h"
 #include "texts/texts.h"

@@ -1,4 +1,4 @@
-#include "app/components/ui_hooks.h"
+#include "app/components/desktop_hooks.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
