@@ -17,7 +17,7 @@
 
 #include "app/components/component_dialog.h"
 #include "app/components/desktop_hooks.h"
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 #include "components/editor.h"
 #include "texts/texts.h"
 

@@ -23,13 +23,13 @@ void ApplyToMap(MapForm& f, const Editor& e, const std::vector<Step>& steps) {
     for (const Step& s : steps) {
         switch (s.kind) {
             case Step::TypeText:
-                f.setText(s.id, ToCp1252(s.text).value());
+                f.setText(s.id, FromQt(s.text).value());
                 break;
             case Step::ChooseItem:
                 f.setCurrentIndex(s.id, s.index);
                 break;
             case Step::PickFile:
-                ChoosePictureFile(f, ToCp1252(s.text).value());
+                ChoosePictureFile(f, FromQt(s.text).value());
                 break;
             case Step::ClickButton: {
                 const ControlSpec* spec = SpecOf(e, s.id);

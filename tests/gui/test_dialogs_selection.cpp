@@ -46,7 +46,7 @@ TEST_F(Selection, GroupsPicturesAndToolTipsFollowTheCatalogue) {
                     EXPECT_EQ(b->parentWidget(), box);
                     // Members of one row sit on one line, left to right.
                     EXPECT_EQ(b->y(), first->y()) << id;
-                    EXPECT_EQ(b->toolTip(), FromCp1252(LangText(id))) << id;
+                    EXPECT_EQ(b->toolTip(), ToQt(LangText(id))) << id;
                     EXPECT_FALSE(b->icon().isNull() && b->text().isEmpty()) << id;
                 }
             }
