@@ -62,9 +62,8 @@ inline void Type(ComponentDialog& d, std::uint32_t id, const QString& text) {
     }
 }
 
-inline void Click(QWidget& dialog, QWidget* w) {
+inline void Click(QWidget* w) {
     ASSERT_NE(w, nullptr);
-    (void)dialog;
     // Radio buttons and check boxes take clicks on their box and label only,
     // not on the rest of a stretched row.
     const bool boxed = w->inherits("QRadioButton") || w->inherits("QCheckBox");
@@ -73,7 +72,7 @@ inline void Click(QWidget& dialog, QWidget* w) {
 }
 
 inline void Click(ComponentDialog& d, std::uint32_t id) {
-    Click(d, Control(d, id));
+    Click(Control(d, id));
 }
 
 inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
