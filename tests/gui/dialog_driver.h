@@ -84,10 +84,13 @@ inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
 
 // One user action, done the same way on the real dialog and on a MapForm.
 struct Step {
-    enum Kind { TypeText, ClickButton, ChooseItem, PickFile } kind;
+    enum Kind { TypeText, ClickButton, ChooseItem, PickFile };
+    Step(Kind k, std::uint32_t control, QString t = {}, int i = 0)
+        : kind(k), id(control), text(std::move(t)), index(i) {}
+    Kind kind;
     std::uint32_t id;
     QString text;
-    int index = 0;
+    int index;
 };
 
 // Fixture: German, hooks that record instead of showing boxes.

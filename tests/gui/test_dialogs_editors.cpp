@@ -100,8 +100,9 @@ class EditorDialogs : public DialogTest {
             SCOPED_TRACE(s.name);
             QWidget* w = d.form().widget(s.id);
             ASSERT_NE(w, nullptr);
-            if (s.kind == ControlKind::Text)
+            if (s.kind == ControlKind::Text) {
                 EXPECT_EQ(d.form().text(s.id, 1000), shown.text(s.id, 1000));
+            }
             EXPECT_EQ(d.form().checked(s.id), shown.checked(s.id));
             if (s.kind == ControlKind::Combo) {
                 EXPECT_EQ(d.form().currentIndex(s.id), shown.currentIndex(s.id));
