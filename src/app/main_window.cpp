@@ -13,11 +13,12 @@
 #include <QStyle>
 #include <QToolBar>
 
+#include "app/components/component_dialogs.h"
+#include "app/components/desktop_hooks.h"
 #include "app/dialogs.h"
 #include "app/help_window.h"
+#include "app/lang_text.h"
 #include "app/procedure_view.h"
-#include "app/qt_text.h"
-#include "app/stand_in_editor.h"
 #include "render/resources.h"
 #include "texts/errors.h"
 
@@ -106,12 +107,17 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setLanguage(config_.language);
     applyLanguage();
 
+    // The Help buttons of the component dialogs open this window's help.
+    uiHooks().help = [this](QWidget*, std::uint32_t context) { showHelpContext(context); };
+
     QMainWindow::setWindowTitle(QString::fromLatin1(kProductName));
     resize(1000, 720);
     updateCommands();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    ResetUiHooks();
+}
 
 QAction* MainWindow::addCommand(QMenu* menu, std::uint32_t id, const QString& text,
                                 void (MainWindow::*slot)()) {
@@ -338,11 +344,11 @@ void MainWindow::repaint() {
 // EditUi.
 
 bool MainWindow::selectComponent(ComponentRecord& editRecord) {
-    return SelectComponent(this, editRecord);
+    return RunComponentSelection(this, editRecord);
 }
 
 int MainWindow::openEditor(ComponentRecord& editRecord) {
-    return EditComponent(this, editRecord);
+    return OpenComponentEditor(this, editRecord);
 }
 
 void MainWindow::repaint(bool) {
@@ -464,7 +470,8 @@ void MainWindow::editAppend() {
 void MainWindow::editGoTo() {
     GoToDialog dialog(
         list_.componentCount,
-        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); }, this);
+        [this](const QString& text) { return edits_.goTo(ToCp1252(text).value_or(std::string())); },
+        this);
     dialog.exec();
     updateCommands();
 }
@@ -525,9 +532,13 @@ void MainWindow::settings() {
 // Help.
 
 void MainWindow::showHelp(std::uint32_t commandId) {
+    showHelpContext(HelpTopicOf(commandId));
+}
+
+void MainWindow::showHelpContext(std::uint32_t context) {
     if (!help_)
         help_ = new HelpWindow(this);
-    help_->showTopic(helpFile_, HelpTopicOf(commandId));
+    help_->showTopic(helpFile_, context);
 }
 
 void MainWindow::about() {
