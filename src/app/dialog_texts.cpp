@@ -5,7 +5,7 @@
 #include <QLabel>
 #include <QLineEdit>
 
-#include "app/lang_text.h"
+#include "app/qt_text.h"
 
 namespace quelvari::app {
 

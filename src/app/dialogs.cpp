@@ -13,7 +13,7 @@
 #include <QVBoxLayout>
 
 #include "app/dialog_texts.h"
-#include "app/lang_text.h"
+#include "app/qt_text.h"
 #include "commands/edit_commands.h"
 #include "render/resources.h"
 #include "texts/texts.h"

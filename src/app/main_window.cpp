@@ -17,7 +17,7 @@
 #include "app/components/desktop_hooks.h"
 #include "app/dialogs.h"
 #include "app/help_window.h"
-#include "app/lang_text.h"
+#include "app/qt_text.h"
 #include "app/procedure_view.h"
 #include "render/resources.h"
 #include "texts/errors.h"
@@ -470,7 +470,7 @@ void MainWindow::editAppend() {
 void MainWindow::editGoTo() {
     GoToDialog dialog(
         list_.componentCount,
-        [this](const QString& text) { return edits_.goTo(ToCp1252(text).value_or(std::string())); },
+        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); },
         this);
     dialog.exec();
     updateCommands();
