@@ -15,6 +15,7 @@
 #include "app/dialog_texts.h"
 #include "app/qt_text.h"
 #include "commands/edit_commands.h"
+#include "render/resources.h"
 #include "texts/texts.h"
 
 #ifndef QUELVARI_VERSION
@@ -41,11 +42,11 @@ QDialogButtonBox* OkCancel(QDialog* dialog, WidgetTexts& texts,
     return box;
 }
 
-// A flag picture from the resources, or an empty frame until one is drawn.
-QLabel* Flag(int bitmapId, QWidget* parent) {
+// The flag beside a language's button (the bitmaps 196, 195, 197 and 201).
+QLabel* Flag(std::uint32_t lang, QWidget* parent) {
     auto* label = new QLabel(parent);
     label->setFixedSize(48, 32);
-    const QString path = QStringLiteral(":/flags/%1.svg").arg(bitmapId);
+    const QString path = render::FlagPath(lang);
     if (QFile::exists(path))
         label->setPixmap(QIcon(path).pixmap(48, 32));
     else
@@ -120,11 +121,10 @@ LanguageDialog::LanguageDialog(Configuration& config, std::function<void()> appl
     WidgetTexts texts(this);
     auto* layout = new QVBoxLayout(this);
     const char* names[4] = {"Deutsch", "English", "Francais", "Italiano"};
-    const int flags[4] = {196, 195, 197, 201};
     for (int i = 0; i < 4; ++i) {
         auto* row = new QHBoxLayout;
         buttons_[i] = new QRadioButton(QString::fromLatin1(names[i]), this);
-        row->addWidget(Flag(flags[i], this));
+        row->addWidget(Flag(static_cast<std::uint32_t>(i), this));
         row->addWidget(buttons_[i], 1);
         layout->addLayout(row);
     }

@@ -5,14 +5,12 @@
 #include <QTextBrowser>
 #include <QToolBar>
 
+#include "render/resources.h"
+
 namespace quelvari::app {
 
 QUrl HelpPage(const std::string& helpFile, std::uint32_t topic) {
-    const QString book =
-        helpFile == "Quelvari-dt.hlp" ? QStringLiteral("de") : QStringLiteral("en");
-    const QString page =
-        topic == 0 ? QStringLiteral("index") : QStringLiteral("topic-%1").arg(topic);
-    return QUrl(QStringLiteral("qrc:/help/%1/%2.html").arg(book, page));
+    return render::HelpUrl(helpFile, topic);
 }
 
 HelpWindow::HelpWindow(QWidget* parent) : QMainWindow(parent), browser_(new QTextBrowser(this)) {
@@ -28,11 +26,11 @@ HelpWindow::HelpWindow(QWidget* parent) : QMainWindow(parent), browser_(new QTex
 
 void HelpWindow::showTopic(const std::string& helpFile, std::uint32_t topic) {
     const QUrl url = HelpPage(helpFile, topic);
-    const QString path = QLatin1Char(':') + url.path();
     setWindowTitle(QStringLiteral("Quelvari - %1").arg(QString::fromStdString(helpFile)));
-    if (QFile::exists(path)) {
+    if (!url.isEmpty() && QFile::exists(QLatin1Char(':') + url.path())) {
         browser_->setSource(url);
     } else {
+        // No help of this name (a language value from a damaged settings file).
         browser_->setHtml(QStringLiteral("<h2>Quelvari</h2><p>%1 / %2</p>")
                               .arg(QString::fromStdString(helpFile), QString::number(topic)));
     }

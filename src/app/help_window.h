@@ -12,8 +12,8 @@ class QTextBrowser;
 
 namespace quelvari::app {
 
-// The page of `topic` in the help named `helpFile` ("Quelvari-dt.hlp" is the
-// German help; every other name the English one). Contents is topic 0.
+// The page of `topic` in the help named `helpFile`; contents is topic 0.
+// Empty when there is no help of that name.
 QUrl HelpPage(const std::string& helpFile, std::uint32_t topic);
 
 class HelpWindow : public QMainWindow {

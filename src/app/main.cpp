@@ -5,12 +5,14 @@
 
 #include "app/main_window.h"
 #include "app/procedure_view.h"
+#include "render/resources.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quelvari"));
     QApplication::setOrganizationName(QStringLiteral("Local AppWizard-Generated Applications"));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/quelvari.svg")));
+    quelvari::render::InitResources();
+    QApplication::setWindowIcon(quelvari::render::Icon(QStringLiteral("quelvari")));
     quelvari::app::MainWindow window;
     window.show();
     const QStringList args = QApplication::arguments();

@@ -13,11 +13,13 @@
 #include <QStyle>
 #include <QToolBar>
 
+#include "app/components/component_dialogs.h"
+#include "app/components/desktop_hooks.h"
 #include "app/dialogs.h"
 #include "app/help_window.h"
-#include "app/procedure_view.h"
 #include "app/qt_text.h"
-#include "app/stand_in_editor.h"
+#include "app/procedure_view.h"
+#include "render/resources.h"
 #include "texts/errors.h"
 
 namespace quelvari::app {
@@ -47,9 +49,9 @@ QString QuestionText(const std::string& text) {
     return PathText(text.substr(0, cut)) + QLatin1Char('\n') + ToQt(text.substr(cut + 1));
 }
 
-QIcon CommandIcon(std::uint32_t id, QStyle::StandardPixmap fallback, QStyle* style) {
-    const QString path = QStringLiteral(":/toolbar/%1.svg").arg(id);
-    return QFile::exists(path) ? QIcon(path) : style->standardIcon(fallback);
+QIcon CommandIcon(const char* name, QStyle::StandardPixmap fallback, QStyle* style) {
+    const QIcon icon = render::Icon(QString::fromLatin1(name));
+    return icon.isNull() ? style->standardIcon(fallback) : icon;
 }
 
 Answer ToAnswer(int button) {
@@ -78,6 +80,7 @@ Answer Ask(QWidget* parent, const QString& text, bool withCancel) {
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    render::InitResources();
     setObjectName(QStringLiteral("QuelvariMainWindow"));
     view_ = new ProcedureView(list_, edits_, this);
     setCentralWidget(view_);
@@ -104,12 +107,17 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setLanguage(config_.language);
     applyLanguage();
 
+    // The Help buttons of the component dialogs open this window's help.
+    uiHooks().help = [this](QWidget*, std::uint32_t context) { showHelpContext(context); };
+
     QMainWindow::setWindowTitle(QString::fromLatin1(kProductName));
     resize(1000, 720);
     updateCommands();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    ResetUiHooks();
+}
 
 QAction* MainWindow::addCommand(QMenu* menu, std::uint32_t id, const QString& text,
                                 void (MainWindow::*slot)()) {
@@ -219,29 +227,40 @@ void MainWindow::buildMenus() {
 
     toolBar_ = addToolBar(QStringLiteral("Symbolleiste"));
     toolBar_->setObjectName(QStringLiteral("toolBar"));
-    const std::pair<std::uint32_t, QStyle::StandardPixmap> buttons[] = {
-        {cmd::kNew, QStyle::SP_FileIcon},
-        {cmd::kOpen, QStyle::SP_DialogOpenButton},
-        {cmd::kSave, QStyle::SP_DialogSaveButton},
-        {0, {}},
-        {cmd::kCut, QStyle::SP_TrashIcon},
-        {cmd::kCopy, QStyle::SP_FileDialogDetailedView},
-        {cmd::kPaste, QStyle::SP_FileDialogListView},
-        {0, {}},
-        {cmd::kPrint, QStyle::SP_DriveNetIcon},
-        {cmd::kSyntaxTest, QStyle::SP_DialogApplyButton},
-        {cmd::kTransfer, QStyle::SP_ArrowRight},
-        {0, {}},
-        {cmd::kHelpContents, QStyle::SP_DialogHelpButton},
-        {cmd::kAbout, QStyle::SP_MessageBoxInformation},
+    struct Button {
+        std::uint32_t id;  // 0: a separator
+        const char* icon;
+        QStyle::StandardPixmap fallback;
     };
-    for (const auto& [id, pixmap] : buttons) {
-        if (id == 0) {
+    const Button buttons[] = {
+        {cmd::kNew, "new", QStyle::SP_FileIcon},
+        {cmd::kOpen, "open", QStyle::SP_DialogOpenButton},
+        {cmd::kSave, "save", QStyle::SP_DialogSaveButton},
+        {0, nullptr, {}},
+        {cmd::kCut, "cut", QStyle::SP_TrashIcon},
+        {cmd::kCopy, "copy", QStyle::SP_FileDialogDetailedView},
+        {cmd::kPaste, "paste", QStyle::SP_FileDialogListView},
+        {cmd::kUndo, "undo", QStyle::SP_ArrowBack},
+        {0, nullptr, {}},
+        {cmd::kAppend, "append", QStyle::SP_FileDialogNewFolder},
+        {cmd::kChange, "change", QStyle::SP_FileDialogContentsView},
+        {cmd::kDelete, "delete", QStyle::SP_DialogDiscardButton},
+        {cmd::kGoTo, "goto", QStyle::SP_ArrowForward},
+        {0, nullptr, {}},
+        {cmd::kPrint, "print", QStyle::SP_DriveNetIcon},
+        {cmd::kPreCheck, "pre-check", QStyle::SP_DialogYesButton},
+        {cmd::kSyntaxTest, "syntax-test", QStyle::SP_DialogApplyButton},
+        {cmd::kTransfer, "transfer", QStyle::SP_ArrowRight},
+        {0, nullptr, {}},
+        {cmd::kHelpContents, "help", QStyle::SP_DialogHelpButton},
+    };
+    for (const Button& b : buttons) {
+        if (b.id == 0) {
             toolBar_->addSeparator();
             continue;
         }
-        actions_[id]->setIcon(CommandIcon(id, pixmap, st));
-        toolBar_->addAction(actions_[id]);
+        actions_[b.id]->setIcon(CommandIcon(b.icon, b.fallback, st));
+        toolBar_->addAction(actions_[b.id]);
     }
     connect(tools, &QAction::toggled, toolBar_, &QToolBar::setVisible);
     connect(toolBar_, &QToolBar::visibilityChanged, tools, &QAction::setChecked);
@@ -325,11 +344,11 @@ void MainWindow::repaint() {
 // EditUi.
 
 bool MainWindow::selectComponent(ComponentRecord& editRecord) {
-    return SelectComponent(this, editRecord);
+    return RunComponentSelection(this, editRecord);
 }
 
 int MainWindow::openEditor(ComponentRecord& editRecord) {
-    return EditComponent(this, editRecord);
+    return OpenComponentEditor(this, editRecord);
 }
 
 void MainWindow::repaint(bool) {
@@ -451,7 +470,8 @@ void MainWindow::editAppend() {
 void MainWindow::editGoTo() {
     GoToDialog dialog(
         list_.componentCount,
-        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); }, this);
+        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); },
+        this);
     dialog.exec();
     updateCommands();
 }
@@ -512,9 +532,13 @@ void MainWindow::settings() {
 // Help.
 
 void MainWindow::showHelp(std::uint32_t commandId) {
+    showHelpContext(HelpTopicOf(commandId));
+}
+
+void MainWindow::showHelpContext(std::uint32_t context) {
     if (!help_)
         help_ = new HelpWindow(this);
-    help_->showTopic(helpFile_, HelpTopicOf(commandId));
+    help_->showTopic(helpFile_, context);
 }
 
 void MainWindow::about() {

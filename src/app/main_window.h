@@ -101,6 +101,8 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     void settings();
     // Help.
     void showHelp(std::uint32_t commandId);
+    // The help at context number `context` (0: contents).
+    void showHelpContext(std::uint32_t context);
     void about();
 
   protected:

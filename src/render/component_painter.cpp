@@ -11,6 +11,7 @@
 #include "components/catalogue.h"
 #include "components/view.h"
 #include "model/encoding.h"
+#include "render/resources.h"
 #include "texts/texts.h"
 
 namespace quelvari::render {
@@ -40,22 +41,26 @@ QFont ViewFont(double pixelHeight, bool bold = false) {
     return font;
 }
 
-// The picture of a type: the drawn SVG when the resources hold one, else a
-// plain frame with the type letter.
+// The picture of a type from the resources (InitResources must have run),
+// else a plain frame with the type letter.
 void PaintPicture(QPainter& p, const QRectF& box, const ComponentRecord& r,
                   const ComponentView& view) {
-    const QString path = QStringLiteral(":/pictures/%1.svg").arg(view.pictureId);
+    const QString path = PicturePath(view.pictureId);
     p.save();
     p.setPen(QPen(kMagenta, 2));
     p.setBrush(Qt::white);
     p.drawRect(box);
-    if (QFile::exists(path)) {
+    if (FindType(r) == nullptr) {
+        // A type without a drawing: the word "unknown" over the unknown picture.
+        if (QFile::exists(path))
+            QSvgRenderer(path).render(&p, box.adjusted(4, 4, -4, -4));
+        p.setPen(Qt::black);
+        p.setFont(ViewFont(box.height() / 8, true));
+        p.drawText(box.adjusted(0, 0, 0, -box.height() / 10), Qt::AlignHCenter | Qt::AlignBottom,
+                   QStringLiteral("unknown"));
+    } else if (QFile::exists(path)) {
         QSvgRenderer svg(path);
         svg.render(&p, box.adjusted(4, 4, -4, -4));
-    } else if (FindType(r) == nullptr) {
-        p.setPen(Qt::black);
-        p.setFont(ViewFont(box.height() / 8));
-        p.drawText(box, Qt::AlignCenter, QStringLiteral("unknown"));
     } else {
         p.setPen(QPen(kDarkGreen, 1));
         p.setBrush(kBrightGreen);

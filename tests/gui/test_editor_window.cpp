@@ -14,6 +14,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
+#include <QTextBrowser>
 #include <QTimer>
 
 #include <functional>
@@ -262,9 +263,15 @@ TEST_F(EditorWindow, HelpOpensAtTheTopicOfTheCommand) {
     ASSERT_NE(w.helpWindow(), nullptr);
     EXPECT_TRUE(w.helpWindow()->isVisible());
     EXPECT_EQ(HelpPage(w.helpFile(), 700).toString(),
-              QStringLiteral("qrc:/help/de/topic-700.html"));
+              QStringLiteral("qrc:/help/de/quickstart.html#quickstart"));
+    // Italian's capitalised name opens the English help at its contents.
     EXPECT_EQ(HelpPage("QUELVARI-engl.hlp", 0).toString(),
               QStringLiteral("qrc:/help/en/index.html"));
+    w.helpWindow()->showTopic("Quelvari-engl.hlp", 202);
+    EXPECT_EQ(w.helpWindow()->browser()->source().toString(),
+              QStringLiteral("qrc:/help/en/variables.html#variables"));
+    EXPECT_TRUE(w.helpWindow()->browser()->toPlainText().contains(QStringLiteral("variable"),
+                                                                  Qt::CaseInsensitive));
 }
 
 }  // namespace
