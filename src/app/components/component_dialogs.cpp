@@ -7,7 +7,6 @@
 
 namespace quelvari::app {
 
-// Runs dialog `dialogId` of `type` over editRecord; 1 on OK, 0 on Cancel.
 int RunEditorOf(QWidget* parent, ComponentRecord& editRecord, const ComponentType& type,
                 std::uint16_t dialogId) {
     ComponentDialog dlg(parent, editRecord, DialogFor(type, dialogId));

@@ -232,8 +232,9 @@ DialogDef module() {
         row->addWidget(NewLabel(3061, QStringLiteral("Modulname:")));
         row->addWidget(NewEdit(kModuleName), 1);
         // Picks a module file; its name without the extension is stored.
-        row->addWidget(WithId(new QPushButton(QStringLiteral("...")), 0));
-        row->itemAt(2)->widget()->setObjectName(QStringLiteral("chooseModule"));
+        auto* choose = new QPushButton(QStringLiteral("..."));
+        choose->setObjectName(QStringLiteral("chooseModule"));
+        row->addWidget(choose);
         body.addLayout(row);
     };
     d.wire = [](ComponentDialog& dlg) {

@@ -12,6 +12,10 @@ namespace quelvari::app {
 // Interbus-S component 167, 190 or 191; otherwise the type's own dialog).
 DialogDef DialogFor(const ComponentType& type, std::uint16_t dialogId);
 
+// Runs dialog `dialogId` of `type` over editRecord; 1 on OK, 0 on Cancel.
+int RunEditorOf(QWidget* parent, ComponentRecord& editRecord, const ComponentType& type,
+                std::uint16_t dialogId);
+
 // The built-in German caption of dialog `dialogId`.
 QString GermanCaption(std::uint16_t dialogId);
 

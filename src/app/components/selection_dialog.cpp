@@ -20,9 +20,6 @@
 
 namespace quelvari::app {
 
-int RunEditorOf(QWidget* parent, ComponentRecord& editRecord, const ComponentType& type,
-                std::uint16_t dialogId);
-
 namespace {
 
 constexpr int kPictureSize = 48;
