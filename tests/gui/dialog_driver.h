@@ -1,0 +1,123 @@
+// Drives the component dialogs as a user would: typing into fields and
+// clicking buttons of the modal dialog once it is shown, while the desktop
+// hooks (message box, file dialog, help) record what the dialog asked for.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QTest>
+#include <QTimer>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "app/components/component_dialog.h"
+#include "app/components/desktop_hooks.h"
+#include "app/qt_text.h"
+#include "components/editor.h"
+#include "texts/texts.h"
+
+namespace quelvari::app::test {
+
+// Calls `act` with the modal dialog of type D as soon as it is shown. A
+// dialog the act leaves open is cancelled, so a failing check never hangs
+// the run.
+template <class D>
+void WhenShown(std::function<void(D&)> act) {
+    QTimer::singleShot(0, [act] {
+        QWidget* modal = QApplication::activeModalWidget();
+        auto* d = qobject_cast<D*>(modal);
+        EXPECT_NE(d, nullptr) << "expected dialog is not shown";
+        if (d)
+            act(*d);
+        if (d && d->isVisible())
+            d->reject();
+        else if (!d && modal)
+            modal->close();
+    });
+}
+
+inline QWidget* Control(ComponentDialog& d, std::uint32_t id) {
+    QWidget* w = d.form().widget(id);
+    EXPECT_NE(w, nullptr) << "no control " << id;
+    return w;
+}
+
+inline void Type(ComponentDialog& d, std::uint32_t id, const QString& text) {
+    auto* e = qobject_cast<QLineEdit*>(Control(d, id));
+    ASSERT_NE(e, nullptr) << "control " << id << " is not a field";
+    e->setFocus();
+    e->selectAll();
+    QTest::keyClick(e, Qt::Key_Delete);
+    // Key by key; letters beyond ASCII arrive as key events carrying text.
+    for (const QChar c : text) {
+        if (c.unicode() < 0x80)
+            QTest::keyClick(e, static_cast<char>(c.unicode()));
+        else
+            QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(c), Qt::NoModifier);
+    }
+}
+
+inline void Click(QWidget* w) {
+    ASSERT_NE(w, nullptr);
+    // Radio buttons and check boxes take clicks on their box and label only,
+    // not on the rest of a stretched row.
+    const bool boxed = w->inherits("QRadioButton") || w->inherits("QCheckBox");
+    const QPoint at = boxed ? QPoint(w->height() / 2, w->height() / 2) : w->rect().center();
+    QTest::mouseClick(w, Qt::LeftButton, {}, at);
+}
+
+inline void Click(ComponentDialog& d, std::uint32_t id) {
+    Click(Control(d, id));
+}
+
+inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
+    auto* c = qobject_cast<QComboBox*>(Control(d, id));
+    ASSERT_NE(c, nullptr);
+    c->setCurrentIndex(index);
+    emit c->activated(index);
+}
+
+// One user action, done the same way on the real dialog and on a MapForm.
+struct Step {
+    enum Kind { TypeText, ClickButton, ChooseItem, PickFile };
+    Step(Kind k, std::uint32_t control, QString t = {}, int i = 0)
+        : kind(k), id(control), text(std::move(t)), index(i) {}
+    Kind kind;
+    std::uint32_t id;
+    QString text;
+    int index;
+};
+
+// Fixture: German, hooks that record instead of showing boxes.
+class DialogTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        setLanguage(kGerman);
+        uiHooks().message = [this](QWidget*, const QString& caption, const QString& text) {
+            messages.emplace_back(caption, text);
+        };
+        uiHooks().openFile = [this](QWidget*, const QString& filter) {
+            filters.push_back(filter);
+            return nextFile;
+        };
+        uiHooks().help = [this](QWidget*, std::uint32_t context) {
+            helpContexts.push_back(context);
+        };
+    }
+    void TearDown() override {
+        ResetUiHooks();
+        setLanguage(kGerman);
+    }
+
+    std::vector<std::pair<QString, QString>> messages;
+    std::vector<QString> filters;
+    std::vector<std::uint32_t> helpContexts;
+    QString nextFile;
+};
+
+}  // namespace quelvari::app::test

@@ -1,0 +1,206 @@
+// What the dialogs do beyond storing: faults keep them open with the faulty
+// control focused, the enabling and showing that follow clicks, the file
+// choices, and the labels in German and English.
+#include <QCheckBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include "app/components/component_dialogs.h"
+#include "components/layouts.h"
+#include "dialog_driver.h"
+
+namespace quelvari::app::test {
+namespace {
+
+ComponentRecord Typed(char code) {
+    ComponentRecord r;
+    r.setTypeCode(static_cast<std::uint8_t>(code));
+    return r;
+}
+
+QLineEdit* Edit(ComponentDialog& d, std::uint32_t id) {
+    return qobject_cast<QLineEdit*>(d.form().widget(id));
+}
+
+class DialogBehaviour : public DialogTest {};
+
+TEST_F(DialogBehaviour, FaultKeepsDialogOpenWithTheFaultyControlFocusedAndSelected) {
+    ComponentRecord edit = Typed('D');
+    edit.setText(layout::command::line(0), "SAVE -m1 -S1");
+    const ComponentRecord before = edit;
+    bool stayedOpen = false;
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        // A branch condition without a target: error 3, field 5, on 1022.
+        Type(d, ctl::kBranchCondition, "B3");
+        Type(d, ctl::kTarget, "0");
+        Click(d, ctl::kOk);
+        stayedOpen = d.isVisible();
+        EXPECT_EQ(d.lastCode(), 0x0305);
+        ASSERT_EQ(messages.size(), 1u);
+        EXPECT_EQ(messages[0].first, QStringLiteral("Fehler"));
+        EXPECT_TRUE(messages[0].second.endsWith(QStringLiteral("\nFehlerhaftes Feld: 5")))
+            << messages[0].second.toStdString();
+        EXPECT_TRUE(messages[0].second.startsWith(QStringLiteral("FEHLER 3: GOTO")));
+        EXPECT_EQ(d.focusWidget(), d.form().widget(ctl::kTarget));
+        EXPECT_EQ(Edit(d, ctl::kTarget)->selectedText(), QStringLiteral("0"));
+
+        // A fault in the middle: the variable list, field 3.
+        Type(d, ctl::kTarget, "");
+        Type(d, ctl::kBranchCondition, "");
+        Type(d, ctl::kEntryCondition, "X0");
+        Click(d, ctl::kOk);
+        EXPECT_EQ(d.lastCode() >> 8, 11);
+        EXPECT_EQ(d.focusWidget(), d.form().widget(ctl::kEntryCondition));
+        EXPECT_EQ(Edit(d, ctl::kEntryCondition)->selectedText(), QStringLiteral("X0"));
+        // Cancel after faults leaves the record as it came.
+        Click(d, ctl::kCancel);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+    EXPECT_TRUE(stayedOpen);
+    EXPECT_EQ(edit.bytes, before.bytes);
+}
+
+// The click handlers store at once and re-apply the enabling; the rules
+// themselves are the core's (its filler's state is compared in the editor
+// tests).
+TEST_F(DialogBehaviour, MeasuringModeAndTriggerLinkStoreAtOnce) {
+    using namespace layout::measuring;
+    ComponentRecord edit = Typed('M');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        WidgetForm& f = d.form();
+        Click(d, 1006);
+        EXPECT_EQ(d.record().u8(kMode), kModeTransfer);
+        EXPECT_FALSE(f.widget(1013)->isEnabled());
+        EXPECT_FALSE(f.widget(2155)->isHidden());
+        Click(d, 1005);
+        EXPECT_EQ(d.record().u8(kMode), kModeSave);
+        EXPECT_TRUE(f.widget(2155)->isHidden());
+        EXPECT_FALSE(f.widget(1023)->isEnabled());
+        Choose(d, 2177, 3);
+        EXPECT_EQ(d.record().u8(kTriggerLink), 3);
+        EXPECT_TRUE(f.widget(1023)->isEnabled());
+        Click(d, 1451);  // disabled outside mode M
+        EXPECT_FALSE(f.checked(1451));
+        Click(d, ctl::kHelp);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+    EXPECT_EQ(helpContexts, std::vector<std::uint32_t>{130});
+}
+
+TEST_F(DialogBehaviour, PictureMediumAndFileChoice) {
+    ComponentRecord edit = Typed('p');
+    edit.setU8(layout::picture::kOutputMedium, layout::picture::kPrinter);
+    edit.setU8(layout::picture::kUseLinePosition, 1);
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        WidgetForm& f = d.form();
+        EXPECT_TRUE(f.widget(1175)->isHidden());
+        Click(d, 2180);  // line position off: Y comes back
+        EXPECT_FALSE(f.widget(1175)->isHidden());
+        Click(d, 1170);
+        EXPECT_EQ(qobject_cast<QGroupBox*>(f.widget(2006))->title(),
+                  QStringLiteral("Löschen Bildschirm?"));
+        EXPECT_TRUE(f.widget(2163)->isHidden());
+
+        // The file dialog gets the language's filter; an upper-case .BMP is
+        // taken, another type empties the field with error 60, Cancel in the
+        // file dialog changes nothing.
+        nextFile = QStringLiteral("/daten/LOGO.BMP");
+        Click(d, 1172);
+        ASSERT_EQ(filters.size(), 1u);
+        EXPECT_EQ(filters[0], QStringLiteral("Bitmap-Dateien (*.bmp);;"
+                                             "JPEG File Interchange-Format (*.jpg)"));
+        EXPECT_EQ(Edit(d, 1173)->text(), nextFile);
+        EXPECT_TRUE(messages.empty());
+        nextFile = QStringLiteral("/daten/logo.gif");
+        Click(d, 1172);
+        EXPECT_EQ(Edit(d, 1173)->text(), QString());
+        ASSERT_EQ(messages.size(), 1u);
+        EXPECT_TRUE(messages[0].second.startsWith(QStringLiteral("FEHLER 60:")));
+        nextFile = QStringLiteral("/daten/b.jpg");
+        Click(d, 1172);
+        nextFile.clear();
+        Click(d, 1172);
+        EXPECT_EQ(Edit(d, 1173)->text(), QStringLiteral("/daten/b.jpg"));
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+}
+
+TEST_F(DialogBehaviour, ModuleNameFromTheFileDialog) {
+    ComponentRecord edit = Typed('U');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        nextFile = QStringLiteral("/pruef/module/PRUEF1.PAM");
+        Click(d.findChild<QPushButton*>(QStringLiteral("chooseModule")));
+        EXPECT_EQ(Edit(d, 1206)->text(), QStringLiteral("PRUEF1"));
+        Click(d, ctl::kOk);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+    EXPECT_EQ(edit.text(layout::module::kName, layout::module::kNameSize), "PRUEF1");
+}
+
+TEST_F(DialogBehaviour, FieldsRefuseCharactersOutsideTheCodePage) {
+    ComponentRecord edit = Typed('D');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        Type(d, 1324, QString::fromUtf8("Grüße €"));
+        EXPECT_EQ(Edit(d, 1324)->text(), QString::fromUtf8("Grüße €"));
+        // A character the code page lacks is not taken.
+        QTest::sendKeyEvent(QTest::Click, Edit(d, 1324), Qt::Key_unknown, QString::fromUtf8("ł"),
+                            Qt::NoModifier);
+        EXPECT_EQ(Edit(d, 1324)->text(), QString::fromUtf8("Grüße €"));
+        Click(d, ctl::kOk);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+    EXPECT_EQ(edit.text(layout::command::line(0), 56),
+              "Gr\xFC\xDF"
+              "e \x80");
+}
+
+TEST_F(DialogBehaviour, LabelsInGermanAndEnglish) {
+    ComponentRecord measuring = Typed('M');
+    const auto labels = [](ComponentDialog& d) {
+        std::vector<QString> out{d.windowTitle()};
+        for (std::uint32_t id : {2000u, 1004u, 2025u, 2176u, 1u, 2u, 1002u}) {
+            QWidget* w = d.form().widget(id);
+            if (auto* l = qobject_cast<QLabel*>(w))
+                out.push_back(l->text());
+            else if (auto* b = qobject_cast<QAbstractButton*>(w))
+                out.push_back(b->text());
+            else if (auto* g = qobject_cast<QGroupBox*>(w))
+                out.push_back(g->title());
+        }
+        return out;
+    };
+    std::vector<QString> german, english;
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) { german = labels(d); });
+    OpenComponentEditor(nullptr, measuring);
+    EXPECT_EQ(german,
+              (std::vector<QString>{"Messbaustein", "Eingangsbedingung:",
+                                    QString::fromUtf8("Messen und Warten auf Übertragung"),
+                                    "Speichern in Datei?", QString::fromUtf8("Triggerverknüpfung:"),
+                                    "OK", "Abbrechen", "Hilfe"}));
+
+    setLanguage(kEnglish);
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) { english = labels(d); });
+    OpenComponentEditor(nullptr, measuring);
+    EXPECT_EQ(english, (std::vector<QString>{"Measuring component", "Input interface:",
+                                             "Measure and wait on transfer", "Save in file?",
+                                             "Trigger link:", "OK", "Cancel", "Help"}));
+
+    // The section caption has no English text and shows its id; the German
+    // caption of the break dialog differs from its name text.
+    QString section, breakCaption;
+    ComponentRecord sectionRecord = Typed('C');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) { section = d.windowTitle(); });
+    OpenComponentEditor(nullptr, sectionRecord);
+    EXPECT_EQ(section, QStringLiteral("?221?"));
+    setLanguage(kGerman);
+    ComponentRecord breakRecord = Typed('u');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) { breakCaption = d.windowTitle(); });
+    OpenComponentEditor(nullptr, breakRecord);
+    EXPECT_EQ(breakCaption, QStringLiteral("Unterbrechungsbaustein"));
+}
+
+}  // namespace
+}  // namespace quelvari::app::test

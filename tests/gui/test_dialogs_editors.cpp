@@ -1,0 +1,249 @@
+// Each editor dialog, driven through its widgets, stores exactly what the
+// core's reader makes of the same inputs, and opens showing what the core's
+// filler shows.
+#include <QLineEdit>
+#include <QPlainTextEdit>
+
+#include "app/components/component_dialogs.h"
+#include "components/catalogue.h"
+#include "components/editors.h"
+#include "dialog_driver.h"
+
+namespace quelvari::app::test {
+namespace {
+
+const ControlSpec* SpecOf(const Editor& e, std::uint32_t id) {
+    for (const ControlSpec& s : e.controls)
+        if (s.id == id)
+            return &s;
+    return nullptr;
+}
+
+void ApplyToMap(MapForm& f, const Editor& e, const std::vector<Step>& steps) {
+    for (const Step& s : steps) {
+        switch (s.kind) {
+            case Step::TypeText:
+                f.setText(s.id, FromQt(s.text).value());
+                break;
+            case Step::ChooseItem:
+                f.setCurrentIndex(s.id, s.index);
+                break;
+            case Step::PickFile:
+                ChoosePictureFile(f, FromQt(s.text).value());
+                break;
+            case Step::ClickButton: {
+                const ControlSpec* spec = SpecOf(e, s.id);
+                ASSERT_NE(spec, nullptr) << s.id;
+                if (spec->kind == ControlKind::Check) {
+                    f.setChecked(s.id, !f.checked(s.id));
+                    break;
+                }
+                for (const ControlSpec& other : e.controls)
+                    if (other.kind == ControlKind::Radio && other.group == spec->group)
+                        f.setChecked(other.id, other.id == s.id);
+                break;
+            }
+        }
+    }
+}
+
+int FirstDifference(const ComponentRecord& a, const ComponentRecord& b) {
+    for (std::size_t i = 0; i < a.bytes.size(); ++i)
+        if (a.bytes[i] != b.bytes[i])
+            return static_cast<int>(i);
+    return -1;
+}
+
+// A record as the core reader stores it from these texts, checked buttons
+// and combo selections.
+ComponentRecord Stored(ComponentKind kind, std::vector<std::pair<std::uint32_t, std::string>> texts,
+                       std::vector<std::uint32_t> checked,
+                       std::vector<std::pair<std::uint32_t, int>> combos = {}) {
+    MapForm f;
+    for (const auto& [id, text] : texts)
+        f.setText(id, text);
+    for (std::uint32_t id : checked)
+        f.setChecked(id, true);
+    for (const auto& [id, index] : combos)
+        f.setCurrentIndex(id, index);
+    ComponentRecord r;
+    EXPECT_EQ(EditorOf(TypeOf(kind)).read(f, r), 0);
+    return r;
+}
+
+class EditorDialogs : public DialogTest {
+  protected:
+    void ApplyToWidgets(ComponentDialog& d, const std::vector<Step>& steps) {
+        for (const Step& s : steps) {
+            switch (s.kind) {
+                case Step::TypeText:
+                    Type(d, s.id, s.text);
+                    break;
+                case Step::ClickButton:
+                    Click(d, s.id);
+                    break;
+                case Step::ChooseItem:
+                    Choose(d, s.id, s.index);
+                    break;
+                case Step::PickFile:
+                    nextFile = s.text;
+                    Click(d, 1172);
+                    break;
+            }
+        }
+    }
+
+    // The dialog shows what the filler shows: texts, checks, selections,
+    // enabling and visibility of every control the reader reads.
+    static void ExpectShows(ComponentDialog& d, const Editor& e, const MapForm& shown) {
+        for (const ControlSpec& s : e.controls) {
+            SCOPED_TRACE(s.name);
+            QWidget* w = d.form().widget(s.id);
+            ASSERT_NE(w, nullptr);
+            if (s.kind == ControlKind::Text) {
+                EXPECT_EQ(d.form().text(s.id, 1000), shown.text(s.id, 1000));
+            }
+            EXPECT_EQ(d.form().checked(s.id), shown.checked(s.id));
+            if (s.kind == ControlKind::Combo) {
+                EXPECT_EQ(d.form().currentIndex(s.id), shown.currentIndex(s.id));
+                EXPECT_EQ(static_cast<QComboBox*>(w)->count(),
+                          static_cast<int>(shown.items(s.id).size()));
+            }
+            EXPECT_EQ(w->isEnabled(), shown.enabled(s.id));
+            EXPECT_EQ(!w->isHidden(), shown.visible(s.id));
+        }
+    }
+
+    void ExpectSameAsReader(const ComponentRecord& start, const std::vector<Step>& steps) {
+        const ComponentType* type = FindType(start);
+        ASSERT_NE(type, nullptr);
+        const Editor& ed = EditorOf(*type);
+        MapForm shown;
+        ed.fill(start, shown);
+        MapForm typed = shown;
+        ApplyToMap(typed, ed, steps);
+        ComponentRecord expected = start;
+        ASSERT_EQ(ed.read(typed, expected), 0) << "the inputs of a case must be valid";
+
+        ComponentRecord edit = start;
+        WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+            ExpectShows(d, ed, shown);
+            ApplyToWidgets(d, steps);
+            Click(d, ctl::kOk);
+        });
+        EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+        const int diff = FirstDifference(edit, expected);
+        EXPECT_EQ(diff, -1) << "dialog " << int(edit.bytes[std::size_t(diff < 0 ? 0 : diff)])
+                            << ", reader " << int(expected.bytes[std::size_t(diff < 0 ? 0 : diff)]);
+        EXPECT_EQ(edit.typeCode(), static_cast<std::uint8_t>(type->code));
+        for (const auto& m : messages)
+            ADD_FAILURE() << "unexpected message: " << m.second.toStdString();
+    }
+};
+
+TEST_F(EditorDialogs, MeasuringStoresWhatTheReaderMakesOfTheInputs) {
+    // Stored in mode S with a linked second trigger; changed to mode M.
+    const ComponentRecord start = Stored(ComponentKind::Measuring,
+                                         {{ctl::kEntryCondition, "B1"},
+                                          {1013, "P1P2"},
+                                          {1016, "0.5"},
+                                          {1017, "100"},
+                                          {1018, "P1"},
+                                          {1019, ">"},
+                                          {1020, "2.5"},
+                                          {1023, "P2"},
+                                          {1024, "\xAB"},
+                                          {1025, "1"},
+                                          {ctl::kBranchCondition, "B2"},
+                                          {ctl::kTarget, "5"}},
+                                         {1005}, {{2177, 1}, {2179, 3}});
+    ExpectSameAsReader(start, {{Step::TypeText, ctl::kEntryCondition, "E3"},
+                               {Step::ClickButton, 1004},
+                               {Step::TypeText, 1013, "SA3T1"},
+                               {Step::ClickButton, 1451},
+                               {Step::TypeText, 1019, "="},
+                               {Step::TypeText, 1020, "12.5"},
+                               {Step::TypeText, ctl::kBranchCondition, ""},
+                               {Step::TypeText, ctl::kTarget, ""}});
+    ExpectSameAsReader(start, {{Step::TypeText, 1013, "P1, T2"},
+                               {Step::ChooseItem, 2179, {}, 5},
+                               {Step::ChooseItem, 2177, {}, 2},
+                               {Step::TypeText, 1024, QString::fromUtf8("\u00bb")}});
+}
+
+TEST_F(EditorDialogs, TimeInterruptBreakAndSectionStoreWhatTheReaderMakes) {
+    const ComponentRecord time =
+        Stored(ComponentKind::Time, {{ctl::kDescription, "Warten"}}, {1161});
+    ExpectSameAsReader(time, {{Step::ClickButton, 1160}, {Step::TypeText, 1162, "0000100"}});
+
+    const ComponentRecord interrupt =
+        Stored(ComponentKind::Interrupt, {{1198, "100"}}, {1178, 1182, 1190}, {{1202, 0}});
+    ExpectSameAsReader(interrupt, {{Step::ClickButton, 1179},
+                                   {Step::ClickButton, 1185},
+                                   {Step::ClickButton, 1193},
+                                   {Step::ClickButton, 1180},
+                                   {Step::TypeText, 1200, "30"},
+                                   {Step::ChooseItem, 1204, {}, 1},
+                                   {Step::TypeText, 1198, "250"}});
+
+    const ComponentRecord brk = Stored(ComponentKind::Break, {{1322, "Z1"}, {1323, "B2"}}, {});
+    ExpectSameAsReader(brk, {{Step::TypeText, 1322, "S12"}, {Step::TypeText, 1323, "B7"}});
+
+    const ComponentRecord section =
+        Stored(ComponentKind::Section, {{1322, "Z5"}, {2278, "Teil A"}, {1323, "B3"}}, {2280});
+    ExpectSameAsReader(section, {{Step::ClickButton, 2281},
+                                 {Step::TypeText, 2278, QString::fromUtf8("Prüfung ÄÖÜ")},
+                                 {Step::TypeText, 1323, "B9"}});
+}
+
+TEST_F(EditorDialogs, ModuleCommandAndPictureStoreWhatTheReaderMakes) {
+    const ComponentRecord module = Stored(ComponentKind::Module, {{1206, "MODA"}}, {});
+    ExpectSameAsReader(module, {{Step::TypeText, 1206, "MODB"}});
+
+    const ComponentRecord command =
+        Stored(ComponentKind::Command, {{1324, "SAVE -m1 -S1"}, {1326, "SAVE -irx2 -S2"}}, {1057});
+    ExpectSameAsReader(command, {{Step::ClickButton, 1056},
+                                 {Step::TypeText, 1325, "SAVE -m123 -Sxx"},
+                                 {Step::TypeText, 1324, ""}});
+
+    const ComponentRecord picture =
+        Stored(ComponentKind::Picture,
+               {{1173, "/bilder/logo.bmp"}, {1174, "10"}, {1175, "10"}, {1176, "50"}, {1177, "50"}},
+               {1170, 1057});
+    ExpectSameAsReader(picture, {{Step::ClickButton, 1171},
+                                 {Step::ClickButton, 2180},
+                                 {Step::ClickButton, 2163},
+                                 {Step::TypeText, 1174, "12abc"},
+                                 {Step::TypeText, 1176, "90"},
+                                 {Step::PickFile, 1172, "/bilder/LOGO.BMP"}});
+    ExpectSameAsReader(picture, {{Step::PickFile, 1172, "/bilder/foto.jpg"},
+                                 {Step::ClickButton, 1056},
+                                 {Step::TypeText, 1177, "45"}});
+}
+
+TEST_F(EditorDialogs, GenericDialogEditsTheHeadAndKeepsEveryPayloadByte) {
+    ComponentRecord logic;
+    logic.setTypeCode('B');
+    for (std::size_t i = rec::kPayload; i < rec::kRecordSize; i += 7)
+        logic.setU8(i, static_cast<std::uint8_t>(i & 0xFF));
+    ExpectSameAsReader(logic, {{Step::TypeText, ctl::kEntryCondition, "B1"},
+                               {Step::TypeText, ctl::kBranchCondition, "B2"},
+                               {Step::TypeText, ctl::kTarget, "3"}});
+
+    // The payload is shown read-only at record offsets, sixteen bytes a line.
+    ComponentRecord edit = logic;
+    edit.setU8(rec::kPayload, 0xA5);
+    WhenShown<ComponentDialog>([](ComponentDialog& d) {
+        auto* dump = d.findChild<QPlainTextEdit*>(QStringLiteral("payload"));
+        ASSERT_NE(dump, nullptr);
+        EXPECT_TRUE(dump->isReadOnly());
+        const QStringList lines = dump->toPlainText().split(QLatin1Char('\n'));
+        EXPECT_EQ(lines.size(), 45);
+        EXPECT_TRUE(lines.first().startsWith(QStringLiteral("088  a5 00 00 00 00 00 00 5f 00")));
+        EXPECT_TRUE(lines.last().startsWith(QStringLiteral("792 ")));
+    });
+    OpenComponentEditor(nullptr, edit);
+}
+
+}  // namespace
+}  // namespace quelvari::app::test

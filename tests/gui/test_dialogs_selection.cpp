@@ -1,0 +1,191 @@
+// The component selection and the editor dispatch by type: presets, the
+// Interbus-S function selection, the two print components sharing 'P', and
+// unknown letters.
+#include <QGroupBox>
+#include <QRadioButton>
+#include <QToolButton>
+
+#include "app/components/component_dialogs.h"
+#include "app/components/selection_dialog.h"
+#include "components/catalogue.h"
+#include "components/layouts.h"
+#include "dialog_driver.h"
+
+namespace quelvari::app::test {
+namespace {
+
+class Selection : public DialogTest {
+  protected:
+    // Picks `descriptionId` in the selection and hands the component dialog
+    // to `act`; returns what the selection returned.
+    bool PickAndRun(std::uint16_t descriptionId, ComponentRecord& edit,
+                    std::function<void(ComponentDialog&)> act) {
+        WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+            WhenShown<ComponentDialog>(act);
+            Click(s.form().widget(descriptionId));
+        });
+        return RunComponentSelection(nullptr, edit);
+    }
+};
+
+TEST_F(Selection, GroupsPicturesAndToolTipsFollowTheCatalogue) {
+    ComponentRecord edit;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        EXPECT_EQ(s.windowTitle(), QStringLiteral("Auswahl Baustein"));
+        std::size_t pictures = 0;
+        for (const SelectionGroup& g : SelectionGroups()) {
+            auto* box = qobject_cast<QGroupBox*>(s.form().widget(g.id));
+            ASSERT_NE(box, nullptr) << g.id;
+            EXPECT_EQ(box->toolTip(), box->title());
+            for (std::size_t row = 0; row < g.rows.size(); ++row) {
+                const QWidget* first = s.form().widget(g.rows[row].front());
+                for (std::uint16_t id : g.rows[row]) {
+                    auto* b = qobject_cast<QToolButton*>(s.form().widget(id));
+                    ASSERT_NE(b, nullptr) << id;
+                    ++pictures;
+                    EXPECT_EQ(b->parentWidget(), box);
+                    // Members of one row sit on one line, left to right.
+                    EXPECT_EQ(b->y(), first->y()) << id;
+                    EXPECT_EQ(b->toolTip(), ToQt(LangText(id))) << id;
+                    EXPECT_FALSE(b->icon().isNull() && b->text().isEmpty()) << id;
+                }
+            }
+        }
+        EXPECT_EQ(pictures, kComponentTypeCount);
+        EXPECT_EQ(s.form().widget(1150)->toolTip(),
+                  QStringLiteral("Messbaustein zum Aktivieren von Messung und Messwertspeicher"));
+        EXPECT_TRUE(s.form().widget(ctl::kHelp)->toolTip().isEmpty());
+        EXPECT_EQ(s.form().widget(ctl::kOk), nullptr);
+        Click(s.form().widget(ctl::kHelp));
+        Click(s.form().widget(ctl::kCancel));
+    });
+    EXPECT_FALSE(RunComponentSelection(nullptr, edit));
+    EXPECT_EQ(helpContexts, std::vector<std::uint32_t>{200});
+}
+
+TEST_F(Selection, PickingPresetsTheRecordAndEndsAsItsDialogEnds) {
+    // Picture: byte 88 = 1 and byte 90 = 'D' arrive in the dialog, which
+    // therefore opens on the screen medium. Cancelling it cancels the
+    // selection.
+    ComponentRecord edit;
+    edit.setTypeCode('M');
+    const ComponentRecord before = edit;
+    bool picked = PickAndRun(1143, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.dialogId(), 169);
+        EXPECT_EQ(d.record().u8(layout::kPresetFlag), 1);
+        EXPECT_EQ(d.record().u8(layout::picture::kOutputMedium), 'D');
+        EXPECT_TRUE(d.form().checked(1170));
+        Click(d, ctl::kCancel);
+    });
+    EXPECT_FALSE(picked);
+
+    // Read database: byte 217 = 1 is kept by its dialog and stored.
+    picked = PickAndRun(1147, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.windowTitle(), QStringLiteral("Datenbank- Lesebaustein"));
+        EXPECT_EQ(d.record().u8(layout::kReadDatabasePreset), 1);
+        Type(d, ctl::kDescription, "Sollwerte");
+        Click(d, ctl::kOk);
+    });
+    EXPECT_TRUE(picked);
+    EXPECT_EQ(edit.typeCode(), 'R');
+    EXPECT_EQ(edit.u8(layout::kReadDatabasePreset), 1);
+    EXPECT_EQ(edit.comment(), "Sollwerte");
+    EXPECT_NE(edit.bytes, before.bytes);
+
+    // Bargraph gets byte 88 = 1; a measuring component none; graphic print
+    // is marked 'G' by its reader.
+    picked = PickAndRun(1142, edit, [](ComponentDialog& d) { Click(d, ctl::kOk); });
+    EXPECT_TRUE(picked);
+    EXPECT_EQ(edit.typeCode(), 'b');
+    EXPECT_EQ(edit.u8(layout::kPresetFlag), 1);
+    picked = PickAndRun(1363, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.dialogId(), 178);
+        Click(d, ctl::kOk);
+    });
+    EXPECT_TRUE(picked);
+    EXPECT_EQ(edit.typeCode(), 'P');
+    EXPECT_EQ(edit.u8(rec::kPayload), 'G');
+}
+
+TEST_F(Selection, InterbusRunsTheFunctionSelectionThenTheFunctionsDialog) {
+    ComponentRecord edit;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        WhenShown<QDialog>([&](QDialog& functions) {
+            EXPECT_EQ(functions.windowTitle(), QStringLiteral("Interbus-S Funktion"));
+            WhenShown<ComponentDialog>([](ComponentDialog& d) {
+                EXPECT_EQ(d.dialogId(), 191);
+                EXPECT_EQ(d.record().u8(layout::interbus::kFunction), 'R');
+                Click(d, ctl::kOk);
+            });
+            auto* reset = functions.findChildren<QRadioButton*>().at(2);
+            Click(reset);
+            functions.accept();
+        });
+        Click(s.form().widget(1148));
+    });
+    EXPECT_TRUE(RunComponentSelection(nullptr, edit));
+    EXPECT_EQ(edit.typeCode(), 'i');
+    EXPECT_EQ(edit.u8(layout::interbus::kFunction), 'R');
+
+    // Cancel in the function selection ends the selection with Cancel.
+    ComponentRecord other;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        WhenShown<QDialog>([](QDialog& functions) { functions.reject(); });
+        Click(s.form().widget(1148));
+    });
+    EXPECT_FALSE(RunComponentSelection(nullptr, other));
+}
+
+TEST_F(Selection, EditingDispatchesByTypeLetterAndPayloadByte) {
+    struct Case {
+        char code;
+        std::uint8_t byte88;
+        std::uint16_t dialog;
+        const char* title;
+    };
+    const Case cases[] = {{'P', 'G', 178, "Grafikdruckbaustein"},
+                          {'P', 0, 159, "Textdruckbaustein"},
+                          {'P', 'T', 159, "Textdruckbaustein"},
+                          {'i', 'Z', 167, "Interbusbaustein"},
+                          {'i', 'I', 190, "Interbus-S Initialisierung"},
+                          {'i', 'R', 191, "Interbus-S Zurücksetzen"},
+                          {'M', 0, 130, "Messbaustein"},
+                          {'C', 0, 221, "Prüfabschnittsbaustein"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(1, c.code) + " " + std::to_string(c.byte88));
+        ComponentRecord edit;
+        edit.setTypeCode(static_cast<std::uint8_t>(c.code));
+        edit.setU8(rec::kPayload, c.byte88);
+        std::uint16_t shown = 0;
+        QString title;
+        WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+            shown = d.dialogId();
+            title = d.windowTitle();
+            Click(d, ctl::kCancel);
+        });
+        EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+        EXPECT_EQ(shown, c.dialog);
+        EXPECT_EQ(title, QString::fromUtf8(c.title));
+    }
+
+    // The graphic print keeps its mark through an OK; Interbus-S its function.
+    ComponentRecord graphic;
+    graphic.setTypeCode('P');
+    graphic.setU8(rec::kPayload, 'G');
+    WhenShown<ComponentDialog>([](ComponentDialog& d) { Click(d, ctl::kOk); });
+    EXPECT_EQ(OpenComponentEditor(nullptr, graphic), 1);
+    EXPECT_EQ(graphic.u8(rec::kPayload), 'G');
+
+    // An Interbus-S record of no known function and an unknown letter open
+    // nothing: no dialog may appear.
+    ComponentRecord interbus;
+    interbus.setTypeCode('i');
+    interbus.setU8(rec::kPayload, 'Q');
+    EXPECT_EQ(OpenComponentEditor(nullptr, interbus), 0);
+    ComponentRecord unknown;
+    unknown.setTypeCode('X');
+    EXPECT_EQ(OpenComponentEditor(nullptr, unknown), 'X');
+}
+
+}  // namespace
+}  // namespace quelvari::app::test
