@@ -27,7 +27,8 @@ std::vector<ComponentRecord> decode(std::string_view bytes) {
     for (std::size_t i = 0; i < count; ++i) {
         std::fill(raw.begin(), raw.end(), 0);
         const std::string_view chunk = bytes.substr(std::min(bytes.size(), i * step), step);
-        std::memcpy(raw.data(), chunk.data(), chunk.size());
+        if (!chunk.empty())
+            std::memcpy(raw.data(), chunk.data(), chunk.size());
         if (old)
             convertOldRecord(raw.data(), out[i]);
         else

@@ -42,7 +42,11 @@ int main(int argc, char** argv) {
         const std::vector<char> bytes{std::istreambuf_iterator<char>(in),
                                       std::istreambuf_iterator<char>()};
         std::fprintf(stderr, "%s\n", p.c_str());
-        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+        // Never a null pointer, not even for an empty input, as from libFuzzer.
+        static const std::uint8_t kEmpty = 0;
+        LLVMFuzzerTestOneInput(
+            bytes.empty() ? &kEmpty : reinterpret_cast<const std::uint8_t*>(bytes.data()),
+            bytes.size());
     }
     std::printf("%zu inputs replayed\n", inputs.size());
     return 0;
