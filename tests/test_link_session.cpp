@@ -215,9 +215,11 @@ TEST(LinkSimulator, CardFilesBusyPollsAndUnknownRequests) {
         return sim.handle(request.data(), request.size());
     };
     auto block = [](const char* cmd, std::vector<std::uint8_t> head, std::size_t n, int fill) {
-        std::vector<std::uint8_t> b(cmd, cmd + 3);
-        b.insert(b.end(), head.begin(), head.end());
-        b.insert(b.end(), n, static_cast<std::uint8_t>(fill));
+        std::vector<std::uint8_t> b(3 + head.size() + n, static_cast<std::uint8_t>(fill));
+        for (std::size_t i = 0; i < 3; ++i)
+            b[i] = static_cast<std::uint8_t>(cmd[i]);
+        for (std::size_t i = 0; i < head.size(); ++i)
+            b[3 + i] = head[i];
         return b;
     };
     // Interrupt procedure 2 of procedure 3: two records, closed after two
