@@ -99,4 +99,12 @@ QUrl HelpUrl(const std::string& helpFileName, std::uint32_t context) {
     return QUrl(QStringLiteral("qrc") + folder + QLatin1Char('/') + page);
 }
 
+QUrl ComponentHelpUrl(const std::string& helpFileName, const char* typeKey) {
+    const QString folder = HelpFolder(helpFileName);
+    if (folder.isEmpty())
+        return {};
+    return QUrl(QStringLiteral("qrc") + folder + QStringLiteral("/components.html#") +
+                QLatin1String(typeKey));
+}
+
 }  // namespace quelvari::render

@@ -49,6 +49,9 @@ inline constexpr std::uint32_t kHelpProcedure = 24;
 inline constexpr std::uint32_t kHelpQuickStart = 700;
 inline constexpr std::uint32_t kHelpSelection = 200;
 inline constexpr std::uint32_t kHelpVariables = 202;
+// The Help buttons of the command and picture component dialogs.
+inline constexpr std::uint32_t kHelpCommandComponent = 307;
+inline constexpr std::uint32_t kHelpPictureComponent = 317;
 
 // The help folder for the program's help file name: ":/help/de" for
 // "Quelvari-dt.hlp", ":/help/en" for "Quelvari-engl.hlp" in any case of
@@ -61,5 +64,10 @@ QString HelpFolder(const std::string& helpFileName);
 // an entry in contexts.txt opens the contents page; no help file gives an
 // empty URL.
 QUrl HelpUrl(const std::string& helpFileName, std::uint32_t context);
+
+// The section of the component types page on one type, by the catalogue's
+// key ("measuring", "time", ...): what the Help button of a component dialog
+// without a context number of its own opens. Empty without a help file.
+QUrl ComponentHelpUrl(const std::string& helpFileName, const char* typeKey);
 
 }  // namespace quelvari::render

@@ -133,4 +133,96 @@ TEST_F(RenderResources, HelpFileNamesOfEveryLanguageChooseAHelpFolder) {
     EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
 }
 
+// The anchors a page defines (id="..." or name="...").
+QSet<QString> Anchors(const QString& html) {
+    QSet<QString> anchors;
+    static const QRegularExpression re(R"re((?:id|name)="([^"]+)")re");
+    for (const auto& m : re.globalMatch(html))
+        anchors.insert(m.captured(1));
+    return anchors;
+}
+
+TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
+    const std::uint32_t contexts[] = {render::kHelpContents,
+                                      render::kHelpFile,
+                                      render::kHelpEdit,
+                                      render::kHelpProcedure,
+                                      render::kHelpQuickStart,
+                                      render::kHelpSelection,
+                                      render::kHelpVariables,
+                                      render::kHelpCommandComponent,
+                                      render::kHelpPictureComponent};
+    for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp"}) {
+        std::set<QString> pages;
+        for (std::uint32_t context : contexts) {
+            SCOPED_TRACE(std::string(helpFile) + " " + std::to_string(context));
+            const QUrl url = render::HelpUrl(helpFile, context);
+            ASSERT_EQ(url.scheme(), "qrc");
+            const QString html = ReadAll(":" + url.path());
+            ASSERT_FALSE(html.isEmpty()) << url.toString().toStdString();
+            if (url.hasFragment()) {
+                EXPECT_TRUE(Anchors(html).contains(url.fragment())) << url.toString().toStdString();
+            }
+            pages.insert(url.toString());
+        }
+        // Every context has a place of its own.
+        EXPECT_EQ(pages.size(), std::size(contexts));
+        // The Help button of every component dialog opens its type's section.
+        for (const ComponentType& type : kCatalogue)
+            EXPECT_EQ(render::HelpUrl(helpFile, type.dialogId),
+                      render::ComponentHelpUrl(helpFile, type.key))
+                << type.key;
+        for (std::uint32_t interbusFunction :
+             {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
+            EXPECT_EQ(render::HelpUrl(helpFile, interbusFunction),
+                      render::ComponentHelpUrl(helpFile, "interbus"));
+        // Every component type has its own section on the types page.
+        std::set<QString> sections;
+        const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
+        for (const ComponentType& type : kCatalogue) {
+            const QUrl url = render::ComponentHelpUrl(helpFile, type.key);
+            EXPECT_TRUE(Anchors(types).contains(url.fragment())) << type.key;
+            sections.insert(url.toString());
+        }
+        EXPECT_EQ(sections.size(), kComponentTypeCount);
+        // A context the program never uses opens the contents page.
+        EXPECT_EQ(render::HelpUrl(helpFile, 4711),
+                  render::HelpUrl(helpFile, render::kHelpContents));
+    }
+}
+
+TEST_F(RenderResources, HelpPagesLinkOnlyToPagesAndAnchorsThatExist) {
+    const QStringList de = QDir(":/help/de").entryList(QDir::Files, QDir::Name);
+    const QStringList en = QDir(":/help/en").entryList(QDir::Files, QDir::Name);
+    EXPECT_EQ(de, en) << "both languages hold the same pages";
+    ASSERT_TRUE(de.contains("index.html"));
+    static const QRegularExpression href(R"re(href="([^"]*)")re");
+    static const QRegularExpression img(R"re(<img src="([^"]*)")re");
+    for (const char* lang : {"de", "en"}) {
+        const QString folder = QString(":/help/%1/").arg(lang);
+        for (const QString& page : QDir(folder).entryList(QDir::Files)) {
+            SCOPED_TRACE((folder + page).toStdString());
+            const QString html = ReadAll(folder + page);
+            EXPECT_TRUE(html.contains("<title>"));
+            for (const auto& m : href.globalMatch(html)) {
+                const QString target = m.captured(1);
+                const QString file = target.section('#', 0, 0);
+                const QString anchor = target.section('#', 1);
+                const QString linked = file.isEmpty() ? html : ReadAll(folder + file);
+                EXPECT_FALSE(linked.isEmpty()) << "broken link " << target.toStdString();
+                if (!anchor.isEmpty()) {
+                    EXPECT_TRUE(Anchors(linked).contains(anchor))
+                        << "missing anchor " << target.toStdString();
+                }
+            }
+            // Pictures are referred to relative to the page, as the help
+            // browser resolves them.
+            for (const auto& m : img.globalMatch(html)) {
+                const QString path = QDir::cleanPath(folder + m.captured(1));
+                EXPECT_TRUE(QSvgRenderer(path).isValid()) << path.toStdString();
+            }
+        }
+    }
+}
+
 }  // namespace
