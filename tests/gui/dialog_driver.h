@@ -17,7 +17,7 @@
 
 #include "app/components/component_dialog.h"
 #include "app/components/desktop_hooks.h"
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 #include "components/editor.h"
 #include "texts/texts.h"
 
@@ -62,9 +62,8 @@ inline void Type(ComponentDialog& d, std::uint32_t id, const QString& text) {
     }
 }
 
-inline void Click(QWidget& dialog, QWidget* w) {
+inline void Click(QWidget* w) {
     ASSERT_NE(w, nullptr);
-    (void)dialog;
     // Radio buttons and check boxes take clicks on their box and label only,
     // not on the rest of a stretched row.
     const bool boxed = w->inherits("QRadioButton") || w->inherits("QCheckBox");
@@ -73,7 +72,7 @@ inline void Click(QWidget& dialog, QWidget* w) {
 }
 
 inline void Click(ComponentDialog& d, std::uint32_t id) {
-    Click(d, Control(d, id));
+    Click(Control(d, id));
 }
 
 inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
@@ -85,10 +84,13 @@ inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
 
 // One user action, done the same way on the real dialog and on a MapForm.
 struct Step {
-    enum Kind { TypeText, ClickButton, ChooseItem, PickFile } kind;
+    enum Kind { TypeText, ClickButton, ChooseItem, PickFile };
+    Step(Kind k, std::uint32_t control, QString t = {}, int i = 0)
+        : kind(k), id(control), text(std::move(t)), index(i) {}
+    Kind kind;
     std::uint32_t id;
     QString text;
-    int index = 0;
+    int index;
 };
 
 // Fixture: German, hooks that record instead of showing boxes.

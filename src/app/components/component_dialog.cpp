@@ -7,8 +7,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/components/cp1252_validator.h"
 #include "app/components/desktop_hooks.h"
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 #include "texts/errors.h"
 
 namespace quelvari::app {
@@ -19,7 +20,7 @@ class DialogMessages : public MessageSink {
   public:
     explicit DialogMessages(QWidget* owner) : owner_(owner) {}
     void showMessage(const std::string& caption, const std::string& text) override {
-        ShowMessage(owner_, FromCp1252(caption), FromCp1252(text));
+        ShowMessage(owner_, ToQt(caption), ToQt(text));
     }
 
   private:
@@ -68,6 +69,7 @@ ComponentDialog::ComponentDialog(QWidget* parent, ComponentRecord& editRecord, D
       def_(std::move(def)),
       form_(this) {
     setWindowTitle(def_.germanTitle);
+    setMinimumWidth(420);
     auto* top = new QVBoxLayout(this);
     top->addLayout(headGrid());
     auto* body = new QVBoxLayout;

@@ -2,9 +2,11 @@
 
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QPointer>
 #include <QStringList>
 
-#include "app/components/qt_text.h"
+#include "app/help_window.h"
+#include "app/qt_text.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -19,12 +21,14 @@ UiHooks defaults() {
     h.openFile = [](QWidget* parent, const QString& filter) {
         return QFileDialog::getOpenFileName(parent, QString(), QString(), filter);
     };
-    // Until a help viewer is installed, Help names the topic it would open.
-    h.help = [](QWidget* parent, std::uint32_t context) {
-        QMessageBox box(QMessageBox::NoIcon, FromCp1252(LangText(1002)),
-                        QStringLiteral("%1 %2").arg(FromCp1252(LangText(1002))).arg(context),
-                        QMessageBox::Ok, parent);
-        box.exec();
+    // The help of the current language at the dialog's topic, in one help
+    // window shared by all dialogs.
+    h.help = [](QWidget*, std::uint32_t context) {
+        static QPointer<HelpWindow> window;
+        if (!window)
+            window = new HelpWindow;
+        window->setAttribute(Qt::WA_DeleteOnClose);
+        window->showTopic(HelpFileName(language(), std::string()), context);
     };
     return h;
 }

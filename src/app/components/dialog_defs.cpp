@@ -14,7 +14,7 @@
 #include <QRadioButton>
 
 #include "app/components/desktop_hooks.h"
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"
@@ -88,11 +88,13 @@ DialogDef measuring() {
                       radio(1005, QStringLiteral("Messen und Speichern im Meßgerät")),
                       radio(1006, QStringLiteral("Übertragung gespeicherter Meßwerte"))},
                      true));
-        // The transfer variant, shown in the transfer mode only.
-        modeLayout->addWidget(
-            radioRow({radio(2155, QStringLiteral("Speicherabbruch und Übertragung")),
-                      radio(2156, QStringLiteral("Übertragung nach Speicherende"))},
-                     true));
+        // The transfer variant, shown in the transfer mode only, set in
+        // under the mode it belongs to.
+        QWidget* variant = radioRow({radio(2155, QStringLiteral("Speicherabbruch und Übertragung")),
+                                     radio(2156, QStringLiteral("Übertragung nach Speicherende"))},
+                                    true);
+        variant->layout()->setContentsMargins(24, 0, 0, 0);
+        modeLayout->addWidget(variant);
         top->addWidget(mode);
         top->addWidget(
             radioGroup(2025, QStringLiteral("Speichern in Datei?"),
@@ -241,7 +243,7 @@ DialogDef module() {
                 ChooseOpenFile(&dlg, QStringLiteral("Module (*.PAM *.pam);;* (*)"));
             if (path.isEmpty())
                 return;
-            const auto name = ToCp1252(QFileInfo(path).completeBaseName());
+            const auto name = FromQt(QFileInfo(path).completeBaseName());
             if (name)
                 dlg.form().setText(kModuleName, *name);
         });
@@ -284,6 +286,7 @@ DialogDef picture() {
         file->addWidget(WithId(new QPushButton(QStringLiteral("Auswahl Bilddatei")), kChooseFile));
         QLineEdit* shown = NewEdit(1173);
         shown->setReadOnly(true);
+        shown->setMinimumWidth(320);
         file->addWidget(shown, 1);
         body.addLayout(file);
 
@@ -313,15 +316,15 @@ DialogDef picture() {
         onClick(dlg, kLinePosition,
                 [&dlg] { ApplyPictureMedium(dlg.form(), dlg.form().checked(kScreen)); });
         onClick(dlg, kChooseFile, [&dlg] {
-            const QString filter = FromCp1252(PictureFileFilter(language()));
+            const QString filter = ToQt(PictureFileFilter(language()));
             const QString path = ChooseOpenFile(&dlg, QtFileFilter(filter));
             if (path.isEmpty())
                 return;
             // A path the code page cannot hold is refused like a wrong type.
-            const int code = ChoosePictureFile(dlg.form(), ToCp1252(path).value_or(std::string()));
+            const int code = ChoosePictureFile(dlg.form(), FromQt(path).value_or(std::string()));
             if (code) {
                 const ErrorBox box = ComposeErrorMessage(code);
-                ShowMessage(&dlg, FromCp1252(box.caption), FromCp1252(box.text));
+                ShowMessage(&dlg, ToQt(box.caption), ToQt(box.text));
             }
         });
     };
@@ -381,7 +384,7 @@ QString GermanCaption(std::uint16_t dialogId) {
         case 191:
             return QStringLiteral("Interbus-S Zurücksetzen");
         default:
-            return FromCp1252(LangText(dialogId, kGerman));
+            return ToQt(LangText(dialogId, kGerman));
     }
 }
 

@@ -12,9 +12,10 @@
 #include "app/components/component_dialog.h"
 #include "app/components/desktop_hooks.h"
 #include "app/components/dialog_defs.h"
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 #include "components/catalogue.h"
 #include "components/layouts.h"
+#include "render/resources.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -29,7 +30,8 @@ constexpr int kPictureSize = 48;
 }  // namespace
 
 QIcon ComponentPicture(std::uint16_t pictureId) {
-    const QString path = QStringLiteral(":/pictures/%1.svg").arg(pictureId);
+    render::InitResources();
+    const QString path = render::PicturePath(pictureId);
     return QFile::exists(path) ? QIcon(path) : QIcon();
 }
 
@@ -41,7 +43,7 @@ SelectionDialog::SelectionDialog(QWidget* parent, ComponentRecord& editRecord)
     // the four smaller groups on the right.
     int index = 0;
     for (const SelectionGroup& g : SelectionGroups()) {
-        auto* box = WithId(new QGroupBox(FromCp1252(LangText(g.id, kGerman))), g.id);
+        auto* box = WithId(new QGroupBox(ToQt(LangText(g.id, kGerman))), g.id);
         auto* grid = new QGridLayout(box);
         for (std::size_t row = 0; row < g.rows.size(); ++row)
             for (std::size_t col = 0; col < g.rows[row].size(); ++col) {
@@ -58,7 +60,7 @@ SelectionDialog::SelectionDialog(QWidget* parent, ComponentRecord& editRecord)
                     probe.setTypeCode(static_cast<std::uint8_t>(type ? type->code : 0));
                     if (type && type->kind == ComponentKind::GraphicPrint)
                         probe.setU8(rec::kPayload, kGraphicPrintMark);
-                    b->setText(FromCp1252(TypeName(probe)));
+                    b->setText(ToQt(TypeName(probe)));
                     b->setToolButtonStyle(Qt::ToolButtonTextOnly);
                 } else {
                     b->setIcon(icon);
@@ -87,7 +89,7 @@ SelectionDialog::SelectionDialog(QWidget* parent, ComponentRecord& editRecord)
     for (QWidget* w : findChildren<QWidget*>()) {
         const std::uint32_t id = ControlIdOf(w);
         if (id != 0 && id != ctl::kOk && id != ctl::kHelp)
-            w->setToolTip(FromCp1252(LangText(id)));
+            w->setToolTip(ToQt(LangText(id)));
     }
 }
 

@@ -7,7 +7,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 
-#include "app/components/qt_text.h"
+#include "app/qt_text.h"
 
 namespace quelvari::app {
 
@@ -62,7 +62,7 @@ std::string WidgetForm::text(std::uint32_t id, std::size_t maxChars) const {
         t = p->toPlainText();
     // The fields refuse characters outside the code page as they are typed;
     // a text set otherwise reads as empty rather than altered.
-    std::string bytes = ToCp1252(t).value_or(std::string());
+    std::string bytes = FromQt(t).value_or(std::string());
     if (bytes.size() > maxChars)
         bytes.resize(maxChars);
     return bytes;
@@ -80,7 +80,7 @@ int WidgetForm::currentIndex(std::uint32_t id) const {
 
 void WidgetForm::setText(std::uint32_t id, const std::string& cp1252Text) {
     QWidget* w = widget(id);
-    const QString t = FromCp1252(cp1252Text);
+    const QString t = ToQt(cp1252Text);
     if (auto* e = qobject_cast<QLineEdit*>(w))
         e->setText(t);
     else if (auto* l = qobject_cast<QLabel*>(w))
@@ -114,7 +114,7 @@ void WidgetForm::setItems(std::uint32_t id, const std::vector<std::string>& cp12
         return;
     c->clear();
     for (const std::string& item : cp1252Items)
-        c->addItem(FromCp1252(item));
+        c->addItem(ToQt(item));
     c->setCurrentIndex(-1);
 }
 
@@ -134,7 +134,7 @@ void WidgetForm::setVisible(std::uint32_t id, bool on) {
 }
 
 void WidgetForm::setTitle(const std::string& cp1252Text) {
-    root_->setWindowTitle(FromCp1252(cp1252Text));
+    root_->setWindowTitle(ToQt(cp1252Text));
 }
 
 void WidgetForm::setItemText(std::uint32_t controlId, const std::string& cp1252Text) {
