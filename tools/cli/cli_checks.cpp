@@ -25,9 +25,10 @@ constexpr const char* kCheckUsage =
     "2 French, 3 Italian); without it the configured language is used.\n"
     "--pdf OUT also prints the protocol to the PDF file OUT as the dialog's\n"
     "Print button prints it (A4 portrait).\n\n"
-    "Exit status: 0 no error counted (the warnings 8058 and 8090 do not count;\n"
-    "the count is 8 bits wide and wraps after 255, as in the editor), 1 errors\n"
-    "were counted, 2 FILE is not a .PAD name (message 64), cannot be read\n"
+    "Exit status: 0 no error found (the warnings 8058 and 8090 do not count),\n"
+    "1 errors were found. The protocol shows the count as the editor does, 8 bits\n"
+    "wide (256 findings read as none and the system file is written), but the\n"
+    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64), cannot be read\n"
     "(message 93), its system file or OUT cannot be written (message 92),\n"
     "64 bad arguments.\n";
 
@@ -90,7 +91,9 @@ int runCheck(const std::vector<std::string>& input) {
             std::cerr << "quelvari-cli: cannot check " << args[0] << "\n";
         return kExitFile;
     }
-    return result.errorCount == 0 ? kExitOk : kExitFindings;
+    // The protocol shows the 8-bit count (256 findings read as none); the
+    // exit status goes by the true count.
+    return result.countedFindings == 0 ? kExitOk : kExitFindings;
 }
 
 }  // namespace
