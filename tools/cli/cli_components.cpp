@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "cli.h"
+#include "commands/edit_commands.h"
 #include "components/catalogue.h"
 #include "components/editor.h"
 #include "components/form.h"
@@ -226,12 +227,115 @@ int runEdit(const std::vector<std::string>& argsIn) {
     return kExitOk;
 }
 
+constexpr const char* kInsertUsage =
+    "usage: quelvari-cli insert FILE STEP TYPE [CONTROL=VALUE ...] [--lang N]\n\n"
+    "Inserts a component before step STEP (1-based) of FILE as the view's\n"
+    "Insert does: the component read from the controls (as for add) takes the\n"
+    "place of STEP, which becomes STEP + 1, and step references behind the\n"
+    "place rise by one. FILE is saved as Save does. In an empty procedure\n"
+    "STEP is 1. A refused field is reported as for add (exit status 3).\n";
+
+constexpr const char* kDeleteUsage =
+    "usage: quelvari-cli delete FILE STEP\n\n"
+    "Deletes step STEP (1-based) of FILE as the view's Delete does and saves\n"
+    "FILE. References are renumbered as the editor renumbers them: after\n"
+    "deleting step k from the middle, references to k + 2 and beyond drop by\n"
+    "one while a reference to k + 1 keeps its value. The only step of a\n"
+    "procedure is not deleted: the editor saves no procedure without steps.\n";
+
+// The view's commands without a window: the selection hands over the record
+// read from the command line.
+class ScriptUi : public EditUi {
+  public:
+    explicit ScriptUi(const ComponentRecord& record) : record_(record) {}
+    bool selectComponent(ComponentRecord& editRecord) override {
+        editRecord = record_;
+        return true;
+    }
+    int openEditor(ComponentRecord&) override { return 0; }
+    void setStatusCount(const std::string&) override {}
+    void repaint(bool) override {}
+    void beep() override {}
+
+  private:
+    ComponentRecord record_;
+};
+
+// Loads FILE and moves to STEP; 0 or an exit status.
+int openAtStep(const std::string& path, const std::string& stepText, ProcedureList& list,
+               bool allowEmpty) {
+    const auto step = parseNumber(stepText);
+    if (!step || *step < 1)
+        return usageError("STEP must be a step number from 1");
+    if (const int e = load(path, list))
+        return e;
+    const std::uint32_t last = list.componentCount == 0 && allowEmpty ? 1 : list.componentCount;
+    if (static_cast<std::uint32_t>(*step) > last || *step > 10000)
+        return usageError("the procedure has no step " + stepText);
+    list.goToStep(static_cast<std::uint32_t>(*step));
+    return kExitOk;
+}
+
+int runInsert(const std::vector<std::string>& argsIn) {
+    auto args = argsIn;
+    std::uint32_t lang;
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
+    if (args.size() < 3)
+        return usageError("insert takes FILE, STEP and TYPE (see insert --help)");
+    const ComponentType* type = FindTypeByName(args[2]);
+    if (!type)
+        return usageError("unknown component type '" + args[2] + "'");
+    const Editor& editor = EditorOf(*type);
+    MapForm form;
+    if (!applyValues(editor, {args.begin() + 3, args.end()}, form))
+        return kExitUsage;
+    ComponentRecord editRecord;
+    PresetNewRecord(editRecord, *type);
+    if (const int code = editor.read(form, editRecord))
+        return reportFault(code);
+    ProcedureList list;
+    if (const int e = openAtStep(args[0], args[1], list, true))
+        return e;
+    ScriptUi ui(editRecord);
+    EditCommands commands(list, ui);
+    commands.insert();
+    if (const int e = save(args[0], list))
+        return e;
+    std::cout << args[0] << ": step " << list.currentNumber << " inserted, " << list.componentCount
+              << " steps\n";
+    return kExitOk;
+}
+
+int runDelete(const std::vector<std::string>& args) {
+    if (args.size() != 2)
+        return usageError("delete takes FILE and STEP (see delete --help)");
+    ProcedureList list;
+    if (const int e = openAtStep(args[0], args[1], list, false))
+        return e;
+    // The editor saves no procedure without steps either.
+    if (list.componentCount == 1)
+        return usageError("step " + args[1] +
+                          " is the only step; a procedure keeps at least one (remove the file)");
+    ScriptUi ui(ComponentRecord{});
+    EditCommands commands(list, ui);
+    commands.remove();
+    if (const int e = save(args[0], list))
+        return e;
+    std::cout << args[0] << ": step " << args[1] << " deleted, " << list.componentCount
+              << " steps\n";
+    return kExitOk;
+}
+
 }  // namespace
 
 std::vector<Verb> componentVerbs() {
     return {
         {"add", "append a component, read from controls as its dialog would", kAddUsage, runAdd},
         {"edit", "change a component through its dialog's filler and reader", kEditUsage, runEdit},
+        {"insert", "insert a component before a step, as the view's Insert", kInsertUsage,
+         runInsert},
+        {"delete", "delete a step, renumbering as the view's Delete", kDeleteUsage, runDelete},
     };
 }
 

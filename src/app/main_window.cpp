@@ -1,0 +1,525 @@
+#include "app/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFile>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+
+#include "app/dialogs.h"
+#include "app/help_window.h"
+#include "app/procedure_view.h"
+#include "app/qt_text.h"
+#include "app/stand_in_editor.h"
+#include "texts/errors.h"
+
+namespace quelvari::app {
+namespace {
+
+// "Name (*.PAD)|*.PAD|...||" as Qt's "Name (*.PAD);;...".
+QString QtFilter(const std::string& filter) {
+    const QStringList parts = ToQt(filter).split(QLatin1Char('|'));
+    QStringList names;
+    for (int i = 0; i + 1 < parts.size(); i += 2)
+        if (!parts[i].isEmpty())
+            names << parts[i];
+    return names.join(QStringLiteral(";;"));
+}
+
+// Texts for the window title and questions that carry a path: paths are in
+// the file system's encoding (UTF-8), table texts in Windows-1252.
+QString PathText(const std::string& path) {
+    return QFile::decodeName(QByteArray::fromStdString(path));
+}
+
+// The question of the overwrite check is "<path>\n<text 3138>".
+QString QuestionText(const std::string& text) {
+    const auto cut = text.rfind('\n');
+    if (cut == std::string::npos)
+        return ToQt(text);
+    return PathText(text.substr(0, cut)) + QLatin1Char('\n') + ToQt(text.substr(cut + 1));
+}
+
+QIcon CommandIcon(std::uint32_t id, QStyle::StandardPixmap fallback, QStyle* style) {
+    const QString path = QStringLiteral(":/toolbar/%1.svg").arg(id);
+    return QFile::exists(path) ? QIcon(path) : style->standardIcon(fallback);
+}
+
+Answer ToAnswer(int button) {
+    switch (button) {
+        case QMessageBox::Yes:
+            return Answer::Yes;
+        case QMessageBox::No:
+            return Answer::No;
+        default:
+            return Answer::Cancel;
+    }
+}
+
+Answer Ask(QWidget* parent, const QString& text, bool withCancel) {
+    QMessageBox box(QMessageBox::Warning, QString(), text,
+                    withCancel ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
+                               : QMessageBox::Yes | QMessageBox::No,
+                    parent);
+    box.button(QMessageBox::Yes)->setText(LangQt(1057));
+    box.button(QMessageBox::No)->setText(LangQt(1056));
+    if (withCancel)
+        box.button(QMessageBox::Cancel)->setText(LangQt(2));
+    return ToAnswer(box.exec());
+}
+
+}  // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    setObjectName(QStringLiteral("QuelvariMainWindow"));
+    view_ = new ProcedureView(list_, edits_, this);
+    setCentralWidget(view_);
+    connect(view_, &ProcedureView::commandRan, this, &MainWindow::updateCommands);
+
+    countPane_ = new QLabel(QStringLiteral(" "), this);
+    countPane_->setMinimumWidth(120);
+    statusBar()->addPermanentWidget(countPane_);
+    buildMenus();
+
+    // The program directory from the command line in its Windows form: the
+    // quoted program path and the arguments. The program runs as
+    // "quelvari" here, which is the fourth name tried, matched only where
+    // the quoted program path ends.
+    QString line = QLatin1Char('"') + QCoreApplication::applicationFilePath() + QLatin1Char('"');
+    for (const QString& arg : QCoreApplication::arguments().mid(1))
+        line += QLatin1Char(' ') + arg;
+    auto names = ProgramFileNames();
+    names.push_back("quelvari\"");
+    programDir_ = ProgramDirectory(line.toStdString(), names);
+
+    EnsureConfigDirectories();
+    ReadConfiguration(config_);
+    setLanguage(config_.language);
+    applyLanguage();
+
+    QMainWindow::setWindowTitle(QString::fromLatin1(kProductName));
+    resize(1000, 720);
+    updateCommands();
+}
+
+MainWindow::~MainWindow() = default;
+
+QAction* MainWindow::addCommand(QMenu* menu, std::uint32_t id, const QString& text,
+                                void (MainWindow::*slot)()) {
+    auto* action = menu->addAction(text);
+    action->setData(id);
+    action->setObjectName(QStringLiteral("command%1").arg(id));
+    if (slot)
+        connect(action, &QAction::triggered, this, slot);
+    actions_[id] = action;
+    return action;
+}
+
+void MainWindow::buildMenus() {
+    QStyle* st = style();
+    QMenuBar* bar = menuBar();
+    // German resource texts; ApplyLanguage relabels them from the tables.
+    menus_[0] = bar->addMenu(QStringLiteral("&Datei"));
+    addCommand(menus_[0], cmd::kNew, QStringLiteral("&Neu"), &MainWindow::fileNew);
+    addCommand(menus_[0], cmd::kOpen, QStringLiteral("Ö&ffnen"), &MainWindow::fileOpen);
+    addCommand(menus_[0], cmd::kClose, QStringLiteral("&Schließen"), &MainWindow::fileClose);
+    addCommand(menus_[0], cmd::kSave, QStringLiteral("Speichern"), &MainWindow::fileSave);
+    addCommand(menus_[0], cmd::kSaveAs, QStringLiteral("Speichern unter"), &MainWindow::fileSaveAs);
+    menus_[0]->addSeparator();
+    addCommand(menus_[0], cmd::kPrintSetup, QStringLiteral("Drucker &einrichten"),
+               &MainWindow::filePrintSetup);
+    addCommand(menus_[0], cmd::kPrint, QStringLiteral("&Drucken"), &MainWindow::filePrint);
+    menus_[0]->addSeparator();
+    addCommand(menus_[0], cmd::kExit, QStringLiteral("&Beenden"), nullptr);
+    connect(actions_[cmd::kExit], &QAction::triggered, this, &QWidget::close);
+
+    menus_[1] = bar->addMenu(QStringLiteral("&Bearbeiten"));
+    addCommand(menus_[1], cmd::kUndo, QStringLiteral("&Rückgängig\tStrg+Z"), &MainWindow::editUndo);
+    menus_[1]->addSeparator();
+    addCommand(menus_[1], cmd::kCut, QStringLiteral("&Ausschneiden\tStrg+X"), &MainWindow::editCut);
+    addCommand(menus_[1], cmd::kCopy, QStringLiteral("&Kopieren\tStrg+C"), &MainWindow::editCopy);
+    addCommand(menus_[1], cmd::kPaste, QStringLiteral("E&infügen\tStrg+V"), &MainWindow::editPaste);
+    menus_[1]->addSeparator();
+    addCommand(menus_[1], cmd::kChange, QStringLiteral("Ä&ndern"), &MainWindow::editChange);
+    addCommand(menus_[1], cmd::kDelete, QStringLiteral("&Löschen"), &MainWindow::editDelete);
+    addCommand(menus_[1], cmd::kAppend, QStringLiteral("Anfügen"), &MainWindow::editAppend);
+    menus_[1]->addSeparator();
+    addCommand(menus_[1], cmd::kGoTo, QStringLiteral("Gehe zu"), &MainWindow::editGoTo);
+    addCommand(menus_[1], cmd::kPreCheck, QStringLiteral("Vorprüfung"),
+               &MainWindow::procedurePreCheck);
+
+    menus_[2] = bar->addMenu(QStringLiteral("&Ansicht"));
+    QAction* tools = addCommand(menus_[2], cmd::kToolBar, QStringLiteral("&Symbolleiste"), nullptr);
+    QAction* status =
+        addCommand(menus_[2], cmd::kStatusBar, QStringLiteral("S&tatusleiste"), nullptr);
+    tools->setCheckable(true);
+    status->setCheckable(true);
+    tools->setChecked(true);
+    status->setChecked(true);
+
+    menus_[3] = bar->addMenu(QStringLiteral("Prüfablauf"));
+    addCommand(menus_[3], cmd::kSyntaxTest, QStringLiteral("&Syntaxtest"),
+               &MainWindow::procedureSyntaxTest);
+    addCommand(menus_[3], cmd::kTransfer, QStringLiteral("&Transfer zum Meßgerät"),
+               &MainWindow::procedureTransfer);
+    menus_[3]->addSeparator();
+    addCommand(menus_[3], cmd::kDescription, QStringLiteral("Beschreibung Prüfablauf"),
+               &MainWindow::procedureDescription);
+
+    menus_[4] = bar->addMenu(QStringLiteral("&Extras"));
+    addCommand(menus_[4], cmd::kLanguage, QStringLiteral("Sprache/Language"),
+               &MainWindow::chooseLanguage);
+    addCommand(menus_[4], cmd::kSettings, QStringLiteral("Einstellungen"), &MainWindow::settings);
+    addCommand(menus_[4], cmd::kLinkSettings, QStringLiteral("Schnittstelle"),
+               &MainWindow::procedureLinkSettings);
+
+    menus_[5] = bar->addMenu(QStringLiteral("&?"));
+    const std::pair<std::uint32_t, const char*> helps[] = {
+        {cmd::kHelpContents, "Inhalt"},
+        {cmd::kHelpFile, "Datei"},
+        {cmd::kHelpEdit, "Bearbeiten"},
+        {cmd::kHelpProcedure, "Prüfablauf"},
+        {cmd::kHelpQuickStart, "Quick Start"},
+        {cmd::kHelpSelection, "Bausteinauswahl"},
+        {cmd::kHelpVariables, "Quelvari- Variablen"}};
+    for (const auto& [id, text] : helps) {
+        QAction* a = addCommand(menus_[5], id, QString::fromUtf8(text), nullptr);
+        const std::uint32_t helpId = id;
+        connect(a, &QAction::triggered, this, [this, helpId] { showHelp(helpId); });
+    }
+    menus_[5]->addSeparator();
+    addCommand(menus_[5], cmd::kAbout, QStringLiteral("Inf&o über Quelvari"), &MainWindow::about);
+
+    // Accelerators of the frame, plus the ones desktop users expect.
+    actions_[cmd::kCopy]->setShortcuts(
+        {QKeySequence(Qt::CTRL | Qt::Key_C), QKeySequence(Qt::CTRL | Qt::Key_Insert)});
+    actions_[cmd::kPaste]->setShortcuts(
+        {QKeySequence(Qt::CTRL | Qt::Key_V), QKeySequence(Qt::SHIFT | Qt::Key_Insert)});
+    actions_[cmd::kCut]->setShortcuts(
+        {QKeySequence(Qt::CTRL | Qt::Key_X), QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
+    actions_[cmd::kUndo]->setShortcuts(
+        {QKeySequence(Qt::CTRL | Qt::Key_Z), QKeySequence(Qt::ALT | Qt::Key_Backspace)});
+    actions_[cmd::kNew]->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_N));
+    actions_[cmd::kOpen]->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
+    actions_[cmd::kSave]->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_S));
+    auto* nextPane = new QAction(this);
+    nextPane->setShortcut(QKeySequence(Qt::Key_F6));
+    connect(nextPane, &QAction::triggered, this, [this] { focusNextChild(); });
+    auto* previousPane = new QAction(this);
+    previousPane->setShortcut(QKeySequence(Qt::SHIFT | Qt::Key_F6));
+    connect(previousPane, &QAction::triggered, this, [this] { focusPreviousChild(); });
+    addActions({nextPane, previousPane});
+
+    toolBar_ = addToolBar(QStringLiteral("Symbolleiste"));
+    toolBar_->setObjectName(QStringLiteral("toolBar"));
+    const std::pair<std::uint32_t, QStyle::StandardPixmap> buttons[] = {
+        {cmd::kNew, QStyle::SP_FileIcon},
+        {cmd::kOpen, QStyle::SP_DialogOpenButton},
+        {cmd::kSave, QStyle::SP_DialogSaveButton},
+        {0, {}},
+        {cmd::kCut, QStyle::SP_TrashIcon},
+        {cmd::kCopy, QStyle::SP_FileDialogDetailedView},
+        {cmd::kPaste, QStyle::SP_FileDialogListView},
+        {0, {}},
+        {cmd::kPrint, QStyle::SP_DriveNetIcon},
+        {cmd::kSyntaxTest, QStyle::SP_DialogApplyButton},
+        {cmd::kTransfer, QStyle::SP_ArrowRight},
+        {0, {}},
+        {cmd::kHelpContents, QStyle::SP_DialogHelpButton},
+        {cmd::kAbout, QStyle::SP_MessageBoxInformation},
+    };
+    for (const auto& [id, pixmap] : buttons) {
+        if (id == 0) {
+            toolBar_->addSeparator();
+            continue;
+        }
+        actions_[id]->setIcon(CommandIcon(id, pixmap, st));
+        toolBar_->addAction(actions_[id]);
+    }
+    connect(tools, &QAction::toggled, toolBar_, &QToolBar::setVisible);
+    connect(toolBar_, &QToolBar::visibilityChanged, tools, &QAction::setChecked);
+    connect(status, &QAction::toggled, statusBar(), &QStatusBar::setVisible);
+}
+
+QAction* MainWindow::action(std::uint32_t id) const {
+    const auto it = actions_.find(id);
+    return it == actions_.end() ? nullptr : it->second;
+}
+
+void MainWindow::updateCommands() {
+    const CommandState state = edits_.state();
+    for (const auto& [id, action] : actions_) {
+        action->setEnabled(CommandEnabled(id, state));
+        // The tool tip is the menu text without its mnemonic and accelerator.
+        QString tip = action->text().section(QLatin1Char('\t'), 0, 0);
+        tip.remove(QLatin1Char('&'));
+        action->setToolTip(tip);
+    }
+}
+
+void MainWindow::openPath(const QString& path) {
+    pendingOpen_ = QFile::encodeName(path).toStdString();
+    fileOpen();
+    pendingOpen_.reset();
+}
+
+// FileUi.
+
+Answer MainWindow::askYesNoCancel(const std::string& text) {
+    return Ask(this, QuestionText(text), true);
+}
+
+Answer MainWindow::askYesNo(const std::string& text) {
+    return Ask(this, QuestionText(text), false);
+}
+
+std::optional<std::string> MainWindow::chooseOpenFile(const std::string& filter) {
+    if (pendingOpen_)
+        return pendingOpen_;
+    const QString path = QFileDialog::getOpenFileName(this, QString(), QString(), QtFilter(filter));
+    if (path.isEmpty())
+        return std::nullopt;
+    return QFile::encodeName(path).toStdString();
+}
+
+std::optional<std::string> MainWindow::chooseSaveFile(const std::string& initialName,
+                                                      const std::string& filter) {
+    QFileDialog dialog(this, QString(), QString(), QtFilter(filter));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(QStringLiteral("PAD"));
+    // The overwrite question is the command's own.
+    dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    if (!initialName.empty())
+        dialog.selectFile(PathText(initialName));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return std::nullopt;
+    return QFile::encodeName(dialog.selectedFiles().first()).toStdString();
+}
+
+void MainWindow::showError(int code) {
+    const ErrorBox box = ComposeErrorMessage(code);
+    QMessageBox message(QMessageBox::NoIcon, ToQt(box.caption), ToQt(box.text), QMessageBox::Ok,
+                        this);
+    message.exec();
+}
+
+void MainWindow::setWindowTitle(const std::string& title) {
+    QMainWindow::setWindowTitle(PathText(title));
+}
+
+void MainWindow::setStatusCount(const std::string& text) {
+    countPane_->setText(ToQt(text));
+}
+
+void MainWindow::repaint() {
+    view_->update();
+}
+
+// EditUi.
+
+bool MainWindow::selectComponent(ComponentRecord& editRecord) {
+    return SelectComponent(this, editRecord);
+}
+
+int MainWindow::openEditor(ComponentRecord& editRecord) {
+    return EditComponent(this, editRecord);
+}
+
+void MainWindow::repaint(bool) {
+    // The view fills its background on every paint.
+    view_->repaint();
+}
+
+void MainWindow::beep() {
+    QApplication::beep();
+}
+
+// MenuTexts.
+
+void MainWindow::setTopLevelText(int position, const std::string& cp1252Text) {
+    if (position >= 0 && position < 6 && menus_[position])
+        menus_[position]->setTitle(ToQt(cp1252Text));
+}
+
+void MainWindow::setCommandText(std::uint32_t commandId, const std::string& cp1252Text) {
+    if (QAction* a = action(commandId))
+        a->setText(ToQt(cp1252Text));
+}
+
+void MainWindow::setHelpFile(const std::string& name) {
+    helpFile_ = name;
+}
+
+void MainWindow::repaintAll() {
+    update();
+    view_->update();
+}
+
+void MainWindow::applyLanguage() {
+    ApplyLanguage(*this, helpFile_);
+    static const char* const kLinkTexts[] = {"Schnittstelle", "Interface", "Interface",
+                                             "Interfaccia"};
+    const std::uint32_t lang = language();
+    actions_[cmd::kLinkSettings]->setText(QString::fromLatin1(kLinkTexts[lang < 4 ? lang : 0]));
+    updateCommands();
+}
+
+// File.
+
+void MainWindow::fileNew() {
+    files_.fileNew();
+    edits_.undoStack().clear();
+    updateCommands();
+}
+
+void MainWindow::fileOpen() {
+    files_.fileOpen();
+    edits_.undoStack().clear();
+    updateCommands();
+}
+
+void MainWindow::fileClose() {
+    files_.fileClose();
+    edits_.undoStack().clear();
+    updateCommands();
+}
+
+void MainWindow::fileSave() {
+    files_.fileSave();
+    updateCommands();
+}
+
+void MainWindow::fileSaveAs() {
+    files_.fileSaveAs();
+    updateCommands();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (!files_.closeWindow()) {
+        event->ignore();
+        return;
+    }
+    if (help_)
+        help_->close();
+    event->accept();
+}
+
+// Edit.
+
+void MainWindow::editUndo() {
+    edits_.undo();
+    updateCommands();
+}
+
+void MainWindow::editCut() {
+    edits_.cut();
+    updateCommands();
+}
+
+void MainWindow::editCopy() {
+    edits_.copy();
+    updateCommands();
+}
+
+void MainWindow::editPaste() {
+    edits_.insert();
+    updateCommands();
+}
+
+void MainWindow::editChange() {
+    edits_.change();
+    updateCommands();
+}
+
+void MainWindow::editDelete() {
+    edits_.remove();
+    updateCommands();
+}
+
+void MainWindow::editAppend() {
+    edits_.append();
+    updateCommands();
+}
+
+void MainWindow::editGoTo() {
+    GoToDialog dialog(
+        list_.componentCount,
+        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); }, this);
+    dialog.exec();
+    updateCommands();
+}
+
+// Commands whose dialogs live in other parts of the editor: each is one call.
+
+namespace {
+void NotInThisBuild(QWidget* parent, const QString& what) {
+    QMessageBox::information(parent, QString::fromLatin1(kProductName), what);
+}
+}  // namespace
+
+void MainWindow::filePrint() {
+    NotInThisBuild(this, action(cmd::kPrint)->text());  // hook: print the procedure
+}
+
+void MainWindow::filePrintSetup() {
+    NotInThisBuild(this, action(cmd::kPrintSetup)->text());  // hook: printer setup
+}
+
+void MainWindow::procedurePreCheck() {
+    NotInThisBuild(this, action(cmd::kPreCheck)->text());  // hook: pre-check
+}
+
+void MainWindow::procedureSyntaxTest() {
+    NotInThisBuild(this, action(cmd::kSyntaxTest)->text());  // hook: syntax test
+}
+
+void MainWindow::procedureTransfer() {
+    NotInThisBuild(this, action(cmd::kTransfer)->text());  // hook: transfer
+}
+
+void MainWindow::procedureDescription() {
+    NotInThisBuild(this, action(cmd::kDescription)->text());  // hook: description
+}
+
+void MainWindow::procedureLinkSettings() {
+    NotInThisBuild(this, action(cmd::kLinkSettings)->text());  // hook: link settings
+}
+
+// Extras.
+
+void MainWindow::chooseLanguage() {
+    LanguageDialog dialog(
+        config_, [this] { applyLanguage(); }, this);
+    dialog.exec();
+    // The count in pane 2 follows the language when it is shown.
+    if (list_.documentOpen && countPane_->text() != QStringLiteral(" "))
+        setStatusCount(StatusCountText(list_.componentCount));
+    updateCommands();
+}
+
+void MainWindow::settings() {
+    SettingsDialog dialog(config_, this);
+    dialog.exec();
+}
+
+// Help.
+
+void MainWindow::showHelp(std::uint32_t commandId) {
+    if (!help_)
+        help_ = new HelpWindow(this);
+    help_->showTopic(helpFile_, HelpTopicOf(commandId));
+}
+
+void MainWindow::about() {
+    AboutDialog dialog(this);
+    dialog.exec();
+}
+
+}  // namespace quelvari::app
