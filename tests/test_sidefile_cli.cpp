@@ -1,4 +1,4 @@
-// quelvari-cli describe and the protocol PDF of check.
+// quelvari-cli describe.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -106,26 +106,6 @@ TEST(CliDescribe, WriteProtectedSideFileStaysAsItIs) {
     EXPECT_EQ(write.status, 2);
     EXPECT_NE(write.out.find("92"), std::string::npos) << write.out;
     EXPECT_EQ(readText(side), old);
-}
-
-TEST(CliCheck, ProtocolPdf) {
-    TempDir dir;
-    const std::string pad = dir.file("T.PAD");
-    writeSample(pad);
-    const std::string pdf = dir.file("protocol.pdf");
-    const auto r = runCli("check '" + pad + "' --mode tarvisel --lang 1 --pdf '" + pdf + "'");
-    EXPECT_LE(r.status, 1) << r.out;
-    const auto info = test::runCommand("pdfinfo '" + pdf + "'");
-    EXPECT_NE(info.out.find("Pages:           1\n"), std::string::npos) << info.out;
-    EXPECT_NE(info.out.find("QuelvariDoc"), std::string::npos) << info.out;
-    const auto text = test::runCommand("pdftotext -layout '" + pdf + "' -");
-    EXPECT_NE(text.out.find("Page : 1/1"), std::string::npos) << text.out;
-    EXPECT_NE(text.out.find("Syntax check protocol"), std::string::npos) << text.out;
-    EXPECT_NE(text.out.find("*** PAD ***"), std::string::npos) << text.out;
-
-    // A PDF that cannot be written fails the command.
-    EXPECT_EQ(runCli("check '" + pad + "' --mode tarvisel --pdf /nonexistent/p.pdf").status, 2);
-    EXPECT_EQ(runCli("check '" + pad + "' --mode tarvisel --pdf").status, 64);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "check/print_layout.h"
 #include "model/encoding.h"
+#include "render/component_painter.h"
 
 namespace quelvari {
 
@@ -44,7 +45,7 @@ int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRe
     if (!painter.begin(&device))
         return 0;
     QFont headFont = painter.font();
-    headFont.setPixelSize(std::max(1, static_cast<int>(plan.pages[0].headRect.height * 0.6)));
+    headFont.setPixelSize(std::max(1, static_cast<int>(plan.pages[0].headRect.height * 0.45)));
     for (const ProcedurePage& page : plan.pages) {
         if (page.number > 1)
             device.newPage();
@@ -65,6 +66,21 @@ int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRe
     }
     painter.end();
     return static_cast<int>(plan.pages.size());
+}
+
+int PrintProcedureToDevice(QPagedPaintDevice& device, const std::vector<ComponentRecord>& records,
+                           std::uint32_t printOption, const std::string& documentTitle) {
+    // The step number is the record's position, as the view numbers it.
+    const auto first = records.empty() ? nullptr : &records.front();
+    return PaintProcedurePrint(
+        device, records, printOption, documentTitle,
+        [first](QPainter& painter, const ComponentRecord& record, const QRectF& cell, double scale,
+                double widthFactor) {
+            painter.setClipRect(cell);
+            const auto step = static_cast<std::uint32_t>(&record - first) + 1;
+            render::PaintComponent(painter, cell.topLeft(), render::ViewScale{scale, widthFactor},
+                                   record, step);
+        });
 }
 
 ProtocolMetrics ProtocolPrintMetrics(QPagedPaintDevice& device) {

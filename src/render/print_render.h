@@ -31,6 +31,11 @@ int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRe
                         std::uint32_t printOption, const std::string& documentTitle,
                         const CellPainter& paintCell);
 
+// The procedure print-out with the painter of the view: every record drawn
+// into its cell (clipped to it) as the view shows its step.
+int PrintProcedureToDevice(QPagedPaintDevice& device, const std::vector<ComponentRecord>& records,
+                           std::uint32_t printOption, const std::string& documentTitle);
+
 // Prints the protocol lines (Windows-1252) on `device`; its document name is
 // "QuelvariDoc". The line height is the height of "1" in the device's default
 // font; page height and width are those of the whole sheet. Returns the

@@ -199,6 +199,52 @@ int runDescribe(const std::vector<std::string>& input) {
     return kExitOk;
 }
 
+constexpr const char* kPrintUsage =
+    "usage: quelvari-cli print FILE --pdf OUT [--extended] [--portrait | --landscape]\n"
+    "                           [--lang N]\n\n"
+    "Prints the test procedure FILE to the PDF file OUT as the editor's Print\n"
+    "command prints it: the component drawings in a grid, a head line with the\n"
+    "file name and the page number on every page. The page is A4 with 10 mm\n"
+    "margins, portrait unless --landscape is given. The grid is the one of the\n"
+    "print option \"normal\" (landscape 3 x 4, portrait 4 x 2) or, with\n"
+    "--extended, \"extended\" (landscape 2 x 3, portrait 3 x 1).\n\n"
+    "Exit status: 0 success, 2 FILE cannot be read or OUT cannot be written,\n"
+    "64 bad arguments.\n";
+
+int runPrint(const std::vector<std::string>& input) {
+    std::vector<std::string> args = input;
+    std::uint32_t lang = 0;
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
+    std::optional<std::string> pdf;
+    if (!takeValue(args, "--pdf", pdf) || !pdf)
+        return usageError("print needs --pdf OUT (see print --help)");
+    const bool extended = takeFlag(args, "--extended");
+    const bool portrait = takeFlag(args, "--portrait");
+    const bool landscape = takeFlag(args, "--landscape");
+    if (portrait && landscape)
+        return usageError("--portrait and --landscape exclude each other");
+    if (args.size() != 1 || (!args[0].empty() && args[0][0] == '-'))
+        return usageError("print takes one FILE (see print --help)");
+    RecordFile records;
+    if (!readRecordFile(args[0], records, false)) {
+        printErrorMessage(kErrFileOpen);
+        std::cerr << "quelvari-cli: cannot read " << args[0] << "\n";
+        return kExitFile;
+    }
+    GuiScope gui;
+    auto writer = makePdf(*pdf, landscape ? QPageLayout::Landscape : QPageLayout::Portrait, 10,
+                          LangText(kTextDocumentName));
+    const int pages = PrintProcedureToDevice(*writer, records.records,
+                                             extended ? kPrintExtended : kPrintNormal, args[0]);
+    writer.reset();
+    if (pages == 0) {
+        std::cerr << "quelvari-cli: cannot write " << *pdf << "\n";
+        return kExitFile;
+    }
+    return kExitOk;
+}
+
 }  // namespace
 
 bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path) {
@@ -211,7 +257,8 @@ bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& 
 }
 
 std::vector<Verb> printVerbs() {
-    return {{"describe", "show or change the description side file of a procedure", kDescribeUsage,
+    return {{"print", "print a procedure to a PDF file", kPrintUsage, runPrint},
+            {"describe", "show or change the description side file of a procedure", kDescribeUsage,
              runDescribe}};
 }
 
