@@ -48,17 +48,17 @@ TEST(CliDescribe, ShowsChangesAndSavesAsOkDoes) {
 
     writeText(dir.file("text.txt"), "Fills the pump.\nThen measures.");
     auto set = runCli("describe '" + pad + "' --comment 'Pumpe prüfen' --text-file '" +
-                      dir.file("text.txt") + "' --var 'B12=Druck' --auto");
+                      dir.file("text.txt") + "' --var 'B12=Druck' --var 'A1=Ventil' --auto");
     EXPECT_EQ(set.status, 0) << set.out;
-    // The description of B12 was given, so automatic generation adds only Z3;
-    // the given variable has no known number.
+    // Automatic generation adds B12 and Z3 with their numbers; the given
+    // description lands on B12's line, and the added A1 is not used.
     EXPECT_EQ(readText(dir.file("T.TXT")),
               "[COMMENT]\r\nPumpe pr\xfc"
               "fen\r\n[TEXT]\r\nFills the pump.\r\nThen measures.\r\n"
-              "[VAR]\r\nB12    (?)      Druck\r\nZ3     (3)      \r\n");
+              "[VAR]\r\nA1     (?)      Ventil\r\nB12    (12)     Druck\r\nZ3     (3)      \r\n");
     EXPECT_EQ(set.out,
               "[COMMENT]\nPumpe prüfen\n[TEXT]\nFills the pump.\nThen measures.\n[VAR]\n"
-              "B12    (?)      Druck\nZ3     (3)      \n");
+              "A1     (?)      Ventil\nB12    (12)     Druck\nZ3     (3)      \n");
 
     // Changing a description keeps the number; the procedure is never touched.
     auto change = runCli("describe '" + pad + "' --var 'Z3=Zähler'");

@@ -234,6 +234,9 @@ TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
     EXPECT_TRUE(lines.findPrefix("b12    (?)      kept as written"));
     // A second run finds nothing new.
     EXPECT_EQ(AddUsedVariables(lines, records), 0u);
+    // New takes the number of a variable the procedure uses.
+    EXPECT_EQ(NewVariableLine(records, "pt3", "Temp"), "pt3    (3)      Temp");
+    EXPECT_EQ(NewVariableLine(records, "X1", "Other"), "X1     (?)      Other");
 }
 
 }  // namespace

@@ -86,13 +86,34 @@ std::vector<UsedVariable> CollectUsedVariables(const std::vector<ComponentRecord
     return std::move(c.out);
 }
 
+namespace {
+
+std::string upperCase(std::string_view s) {
+    std::string out(s);
+    for (char& ch : out)
+        ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    return out;
+}
+
+}  // namespace
+
+std::optional<int> UsedVariableNumber(const std::vector<ComponentRecord>& records,
+                                      std::string_view name) {
+    const std::string key = upperCase(name);
+    for (const UsedVariable& v : CollectUsedVariables(records))
+        if (upperCase(v.name) == key)
+            return v.number;
+    return std::nullopt;
+}
+
+std::string NewVariableLine(const std::vector<ComponentRecord>& records, std::string_view name,
+                            std::string_view description) {
+    return FormatVariableLine(name, UsedVariableNumber(records, name), description);
+}
+
 std::size_t AddUsedVariables(VariableLines& list, const std::vector<ComponentRecord>& records) {
     std::set<std::string> held;
-    auto upper = [](std::string s) {
-        for (char& ch : s)
-            ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-        return s;
-    };
+    const auto upper = [](const std::string& s) { return upperCase(s); };
     for (const std::string& line : list.lines())
         held.insert(upper(ParseVariableLine(line).name));
     std::size_t added = 0;

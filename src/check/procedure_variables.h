@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "model/record.h"
@@ -24,6 +25,16 @@ struct UsedVariable {
 // registration variables of break components and the reference and ident
 // variables of section components; each once, in the order of first use.
 std::vector<UsedVariable> CollectUsedVariables(const std::vector<ComponentRecord>& records);
+
+// The number of the variable `name` (compared without regard to case) when
+// the procedure uses it; nothing otherwise.
+std::optional<int> UsedVariableNumber(const std::vector<ComponentRecord>& records,
+                                      std::string_view name);
+
+// New: the line for a variable the user names, with its number when the
+// procedure uses it and "(?)" otherwise.
+std::string NewVariableLine(const std::vector<ComponentRecord>& records, std::string_view name,
+                            std::string_view description);
 
 // Automatic generation: adds a line (with an empty description) for every
 // used variable whose name no line of `list` holds yet, compared without

@@ -85,10 +85,11 @@ constexpr const char* kDescribeUsage =
     "The options change them and save the file as the dialog's OK does:\n"
     "  --comment TEXT        the short comment (at most 99 characters are kept)\n"
     "  --text-file F         the description text from file F (UTF-8)\n"
-    "  --var NAME=DESCR      changes the description of variable NAME, or adds\n"
-    "                        it as \"NAME (?)\" (repeatable)\n"
     "  --auto                adds a line for every variable the procedure uses\n"
     "                        that the list does not hold yet, with its number\n"
+    "  --var NAME=DESCR      changes the description of variable NAME, or adds\n"
+    "                        it, with its number when the procedure uses NAME\n"
+    "                        and \"(?)\" otherwise (repeatable; after --auto)\n"
     "The result is printed after saving.\n\n"
     "Exit status: 0 success, 2 FILE does not exist or the side file cannot be\n"
     "written (message 92; a write-protected side file is left as it is),\n"
@@ -167,6 +168,10 @@ int runDescribe(const std::vector<std::string>& input) {
             return usageError(*textFile + " holds a character the code page cannot hold");
         c.text = text->substr(0, kSideTextMax);
     }
+    // Automatic generation first, so that a description given for a variable
+    // of the procedure lands on its numbered line.
+    if (automatic)
+        AddUsedVariables(c.variables, records.records);
     for (const std::string& v : vars) {
         const std::size_t eq = v.find('=');
         const auto entry = utf8ToCp1252(v);
@@ -183,10 +188,8 @@ int runDescribe(const std::vector<std::string>& input) {
         if (at)
             ChangeVariable(c.variables, *at, name, description);
         else
-            c.variables.add(FormatVariableLine(name, std::nullopt, description));
+            c.variables.add(NewVariableLine(records.records, name, description));
     }
-    if (automatic)
-        AddUsedVariables(c.variables, records.records);
     if (change) {
         const int error = load.writable ? SaveSideFile(sidePath, c) : kErrFileWrite;
         if (error != 0) {

@@ -251,7 +251,7 @@ void DescriptionDialog::newVariable() {
     std::string name, description;
     if (!askVariable(name, description) || name.empty())
         return;
-    refillList(content_.variables.add(FormatVariableLine(name, std::nullopt, description)));
+    refillList(content_.variables.add(NewVariableLine(procedure_, name, description)));
 }
 
 void DescriptionDialog::changeVariable() {
