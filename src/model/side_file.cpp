@@ -269,8 +269,8 @@ VariableEntry ParseVariableLine(std::string_view line) {
     std::size_t at = line.find(' ');
     if (at == std::string_view::npos)
         at = line.size();
-    std::size_t paren = line.substr(0, at).find('(');
-    if (paren != std::string_view::npos && paren > 0)
+    std::size_t paren = line.substr(0, at).find('(', 1);
+    if (paren != std::string_view::npos)
         at = paren;
     e.name = std::string(line.substr(0, at));
     while (at < line.size() && line[at] == ' ')
