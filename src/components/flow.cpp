@@ -5,6 +5,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -41,7 +42,7 @@ constexpr std::size_t kVariableReadChars = 4;
 
 // Leading decimal digits of `text`, as a C conversion reads them (no check).
 long leadingNumber(const std::string& text) {
-    return std::strtol(text.c_str(), nullptr, 10);
+    return ParseLeadingInteger(text);
 }
 
 struct Variable {

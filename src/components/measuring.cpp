@@ -5,6 +5,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -50,9 +51,7 @@ int modeIndexOf(std::uint8_t mode) {
 }
 
 std::string fixed3(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%1.3f", v);
-    return buf;
+    return FixedText(v, 3);
 }
 
 struct TriggerAt {
@@ -96,7 +95,7 @@ int readTrigger(Form& form, ComponentRecord& r, const TriggerAt& at, int t, bool
     const std::string value = ReadText(form, at.edit + 2, 5);
     if (value.empty())
         return ErrorCode(kErrTriggerValue, t + 2);
-    r.setF32(at.value, static_cast<float>(std::atof(value.c_str())));
+    r.setF32(at.value, static_cast<float>(ParseDecimal(value)));
     return 0;
 }
 
@@ -246,7 +245,7 @@ int ReadMeasuring(Form& form, ComponentRecord& r) {
         if (mode == kModeSave) {
             // Scan rate in seconds (field 4), truncated to whole milliseconds.
             const std::string scan = ReadText(form, kScanEdit, 6);
-            const auto ms = static_cast<long long>(std::atof(scan.c_str()) * 1000.0);
+            const auto ms = static_cast<long long>(ParseDecimal(scan) * 1000.0);
             if (ms <= 0 || ms > 60000)
                 return ErrorCode(kErrScanRate, 4);
             r.setU32(kScanPeriod, static_cast<std::uint32_t>(ms * 1000));
@@ -254,7 +253,7 @@ int ReadMeasuring(Form& form, ComponentRecord& r) {
             const std::string count = ReadText(form, kCountEdit, 11);
             if (count.size() > 9)
                 return ErrorCode(kErrCount, 5);
-            const long n = std::atol(count.c_str());
+            const long n = ParseLeadingInteger(count);
             if (static_cast<unsigned long>(n) <= 1)
                 return ErrorCode(kErrCount, 5);
             r.setU32(kCount, static_cast<std::uint32_t>(n));

@@ -10,6 +10,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -19,12 +20,6 @@ namespace {
 constexpr std::uint32_t kModuleName = 1206;
 constexpr int kErrModuleName = 45;
 constexpr std::size_t kNameReadChars = 34;
-
-std::string upper(std::string s) {
-    for (char& c : s)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-}
 
 }  // namespace
 
@@ -56,7 +51,7 @@ bool IsPortableFileName(const std::string& name) {
     std::string stem = name.substr(0, name.find('.'));
     while (!stem.empty() && stem.back() == ' ')
         stem.pop_back();
-    stem = upper(stem);
+    stem = AsciiUpper(stem);
     static const std::array<const char*, 4> devices = {"CON", "PRN", "AUX", "NUL"};
     for (const char* d : devices)
         if (stem == d)
