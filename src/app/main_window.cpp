@@ -20,8 +20,8 @@
 #include "app/dialogs.h"
 #include "app/help_window.h"
 #include "app/print/printing.h"
-#include "app/qt_text.h"
 #include "app/procedure_view.h"
+#include "app/qt_text.h"
 #include "render/resources.h"
 #include "texts/errors.h"
 
@@ -473,8 +473,7 @@ void MainWindow::editAppend() {
 void MainWindow::editGoTo() {
     GoToDialog dialog(
         list_.componentCount,
-        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); },
-        this);
+        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); }, this);
     dialog.exec();
     updateCommands();
 }
