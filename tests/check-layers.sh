@@ -10,7 +10,7 @@ declare -A allowed=(
     [check]="check components texts model"
     [commands]="commands check components texts model"
     [link]="link texts model"
-    [render]="render components texts model"
+    [render]="render check components texts model"
     [app]="app render commands link check components texts model"
 )
 bad=0

@@ -13,12 +13,15 @@
 #include <QStyle>
 #include <QToolBar>
 
+#include "app/check/syntax_test_dialog.h"
 #include "app/components/component_dialogs.h"
 #include "app/components/desktop_hooks.h"
+#include "app/describe/description_dialog.h"
 #include "app/dialogs.h"
 #include "app/help_window.h"
-#include "app/qt_text.h"
+#include "app/print/printing.h"
 #include "app/procedure_view.h"
+#include "app/qt_text.h"
 #include "render/resources.h"
 #include "texts/errors.h"
 
@@ -470,8 +473,7 @@ void MainWindow::editAppend() {
 void MainWindow::editGoTo() {
     GoToDialog dialog(
         list_.componentCount,
-        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); },
-        this);
+        [this](const QString& text) { return edits_.goTo(FromQtLossy(text)); }, this);
     dialog.exec();
     updateCommands();
 }
@@ -485,19 +487,27 @@ void NotInThisBuild(QWidget* parent, const QString& what) {
 }  // namespace
 
 void MainWindow::filePrint() {
-    NotInThisBuild(this, action(cmd::kPrint)->text());  // hook: print the procedure
+    PrintProcedure(this, list_, config_.printSize);
 }
 
 void MainWindow::filePrintSetup() {
-    NotInThisBuild(this, action(cmd::kPrintSetup)->text());  // hook: printer setup
+    RunPrinterSetup(this);
 }
 
 void MainWindow::procedurePreCheck() {
-    NotInThisBuild(this, action(cmd::kPreCheck)->text());  // hook: pre-check
+    RunPreCheck(this, list_, [this](int step) {
+        edits_.goTo(std::to_string(step));
+        updateCommands();
+    });
 }
 
 void MainWindow::procedureSyntaxTest() {
-    NotInThisBuild(this, action(cmd::kSyntaxTest)->text());  // hook: syntax test
+    RunSyntaxTestDialog(this, [this](const std::string& path, int step) {
+        openPath(QFile::decodeName(QByteArray::fromStdString(path)));
+        if (step > 0 && list_.documentOpen)
+            edits_.goTo(std::to_string(step));
+        updateCommands();
+    });
 }
 
 void MainWindow::procedureTransfer() {
@@ -505,7 +515,7 @@ void MainWindow::procedureTransfer() {
 }
 
 void MainWindow::procedureDescription() {
-    NotInThisBuild(this, action(cmd::kDescription)->text());  // hook: description
+    RunDescriptionDialog(this, list_);
 }
 
 void MainWindow::procedureLinkSettings() {

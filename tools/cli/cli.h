@@ -31,6 +31,11 @@ std::vector<Verb> textVerbs();
 std::vector<Verb> componentVerbs();
 std::vector<Verb> checkVerbs();
 std::vector<Verb> linkVerbs();
+std::vector<Verb> printVerbs();
+
+// Prints protocol lines (Windows-1252) to a PDF file as the syntax-test
+// dialog's Print button prints them. False when the file cannot be written.
+bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path);
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
 int usageError(const std::string& message);

@@ -4,13 +4,15 @@
 #include "check/syntax_test.h"
 #include "cli.h"
 #include "model/encoding.h"
+#include "model/procedure_file.h"
 #include "texts/errors.h"
 
 namespace quelvari::cli {
 namespace {
 
 constexpr const char* kCheckUsage =
-    "usage: quelvari-cli check FILE --mode tarvisel|lumo|pv6410|pv3320 [--lang N]\n\n"
+    "usage: quelvari-cli check FILE --mode tarvisel|lumo|pv6410|pv3320 [--pdf OUT]\n"
+    "                           [--lang N]\n\n"
     "Runs the syntax test on the test procedure FILE (a .PAD file, any case of\n"
     "the extension) for the place of use given by --mode: the PC runtime\n"
     "(tarvisel), the DOS runtime (lumo) or one of the instruments (pv6410,\n"
@@ -20,13 +22,15 @@ constexpr const char* kCheckUsage =
     "(in UTF-8). When no error was counted, the system file (FILE with its last\n"
     "three characters replaced by \"sys\") is written.\n"
     "--lang N chooses the language of the protocol (0 German, 1 English,\n"
-    "2 French, 3 Italian); without it the configured language is used.\n\n"
+    "2 French, 3 Italian); without it the configured language is used.\n"
+    "--pdf OUT also prints the protocol to the PDF file OUT as the dialog's\n"
+    "Print button prints it (A4 portrait).\n\n"
     "Exit status: 0 no error found (the warnings 8058 and 8090 do not count),\n"
     "1 errors were found. The protocol shows the count as the editor does, 8 bits\n"
     "wide (256 findings read as none and the system file is written), but the\n"
-    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64),\n"
-    "cannot be read (message 93) or its system file cannot be written (message\n"
-    "92), 64 bad arguments.\n";
+    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64), cannot be read\n"
+    "(message 93), its system file or OUT cannot be written (message 92),\n"
+    "64 bad arguments.\n";
 
 int runCheck(const std::vector<std::string>& input) {
     std::vector<std::string> args = input;
@@ -55,6 +59,16 @@ int runCheck(const std::vector<std::string>& input) {
     }
     if (!mode)
         return usageError("check needs --mode (see check --help)");
+    std::optional<std::string> pdf;
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it != "--pdf")
+            continue;
+        if (it + 1 == args.end())
+            return usageError("--pdf takes a file name");
+        pdf = *(it + 1);
+        args.erase(it, it + 2);
+        break;
+    }
     if (args.size() != 1 || (!args[0].empty() && args[0][0] == '-'))
         return usageError("check takes one FILE (see check --help)");
 
@@ -62,6 +76,13 @@ int runCheck(const std::vector<std::string>& input) {
     for (const std::string& line : result.lines)
         std::cout << cp1252ToUtf8(line) << "\n";
     std::cout.flush();
+    // The protocol of a procedure that could be checked is printed even when
+    // its system file could not be written.
+    if (pdf && !result.lines.empty() && !WriteProtocolPdf(result.lines, *pdf)) {
+        printErrorMessage(kErrFileWrite);
+        std::cerr << "quelvari-cli: cannot write " << *pdf << "\n";
+        return kExitFile;
+    }
     if (!result.fileError.ok()) {
         printErrorMessage(result.fileError);
         if (result.fileError.message == kErrFileWrite)

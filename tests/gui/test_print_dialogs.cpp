@@ -1,0 +1,329 @@
+// The syntax-test dialog, the pre-check, printing and the description dialog
+// on the offscreen platform.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPrinter>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include "app/check/syntax_test_dialog.h"
+#include "app/describe/description_dialog.h"
+#include "app/print/printing.h"
+#include "check/print_layout.h"
+#include "components/layouts.h"
+#include "model/encoding.h"
+#include "model/procedure_file.h"
+#include "render/print_render.h"
+#include "texts/texts.h"
+
+namespace quelvari::app {
+namespace {
+
+ComponentRecord timeStep(const std::string& branch = "", std::uint16_t target = 0) {
+    ComponentRecord r;
+    r.setFormatMark(kCurrentFormatMark);
+    r.setRecordMark(kRecordMarkMemory);
+    r.setTypeCode('Z');
+    r.setU8(layout::time::kWaitKind, layout::time::kKindTime);
+    r.setU16(layout::time::kTimeFactor, 10);
+    storeInputCondition(r, "B12");
+    storeBranchCondition(r, branch);
+    r.setGotoTarget(target);
+    return r;
+}
+
+std::string fileText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+int pdfPages(const QString& pdf) {
+    const std::string cmd = "pdfinfo '" + pdf.toStdString() + "' 2>/dev/null";
+    FILE* p = ::popen(cmd.c_str(), "r");
+    if (!p)
+        return -1;
+    std::string out;
+    char buf[512];
+    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;)
+        out.append(buf, n);
+    ::pclose(p);
+    const auto at = out.find("Pages:");
+    return at == std::string::npos ? -1 : std::stoi(out.substr(at + 6));
+}
+
+class PrintDialogs : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        setLanguage(kEnglish);
+    }
+    void TearDown() override {
+        SetPrintDialogSeam({});
+        setLanguage(kGerman);
+    }
+    std::string path(const char* name) const { return dir.filePath(name).toStdString(); }
+
+    // Prints to `pdf` instead of asking, or cancels.
+    void printTo(const QString& pdf, QPageLayout::Orientation orientation, bool cancel = false) {
+        SetPrintDialogSeam([pdf, orientation, cancel](QPrinter& printer) {
+            printer.setOutputFormat(QPrinter::PdfFormat);
+            printer.setOutputFileName(pdf);
+            printer.setPageOrientation(orientation);
+            return !cancel;
+        });
+    }
+
+    QTemporaryDir dir;
+};
+
+TEST_F(PrintDialogs, SyntaxTestListsTheCoreProtocolAndLeadsToSteps) {
+    ProcedureList list;
+    list.appendRecord(timeStep());
+    list.appendRecord(timeStep("B1", 9));  // GOTO to a step that does not exist
+    list.appendRecord(timeStep());
+    const std::string pad = path("T.PAD");
+    ASSERT_EQ(writeProcedure(pad, list), 0);
+
+    SyntaxTestDialog dialog(pad, {});
+    // Localised, Print waits for a run.
+    EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Syntax check"));
+    EXPECT_EQ(dialog.startButton()->text(), QStringLiteral("Start syntax check"));
+    EXPECT_FALSE(dialog.printButton()->isEnabled());
+    dialog.modeButton(kCheckPv6410)->setChecked(true);
+    dialog.startButton()->click();
+    EXPECT_TRUE(dialog.printButton()->isEnabled());
+    EXPECT_EQ(LastCheckMode(), kCheckPv6410);
+
+    // Exactly the lines of the core test (those the command-line check prints).
+    const SyntaxTestResult expected = RunSyntaxTest(pad, kCheckPv6410);
+    ASSERT_EQ(dialog.protocol()->count(), static_cast<int>(expected.lines.size()));
+    for (int i = 0; i < dialog.protocol()->count(); ++i)
+        EXPECT_EQ(dialog.protocol()->item(i)->text(),
+                  QString::fromStdString(cp1252ToUtf8(expected.lines[i])));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(SystemFilePath(pad))));
+
+    // A double click on the head does nothing; on the GOTO finding it closes
+    // the dialog with the file and the step.
+    dialog.openLine(0);
+    EXPECT_FALSE(dialog.chosen());
+    int gotoRow = -1;
+    for (int i = 0; i < dialog.protocol()->count(); ++i)
+        if (dialog.protocol()->item(i)->text().startsWith(QStringLiteral("       2:")))
+            gotoRow = i;
+    ASSERT_GE(gotoRow, 0);
+    dialog.openLine(gotoRow);
+    ASSERT_TRUE(dialog.chosen());
+    EXPECT_EQ(dialog.chosen()->path, pad);
+    EXPECT_EQ(dialog.chosen()->step, 2);
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+
+    // A cancelled file choice opens nothing.
+    bool opened = false;
+    RunSyntaxTestDialog(
+        nullptr, [&](const std::string&, int) { opened = true; },
+        [] { return std::optional<std::string>(); });
+    EXPECT_FALSE(opened);
+}
+
+TEST_F(PrintDialogs, PreCheckRunsOnTheProcedureInMemory) {
+    ProcedureList list;
+    list.appendRecord(timeStep());
+    list.appendRecord(timeStep());
+    const std::string pad = path("P.PAD");
+    ASSERT_EQ(writeProcedure(pad, list), 0);
+    list.documentPath = pad;
+    list.documentOpen = 1;
+    // An unsaved change: the last step now jumps nowhere.
+    ComponentRecord& last = list.tail()->record;
+    storeBranchCondition(last, "B1");
+    last.setGotoTarget(7);
+    list.modified = 1;
+    SetLastCheckMode(kCheckTarvisel);
+
+    std::vector<int> wentTo;
+    QWidget parent;
+    PreCheckDialog* dialog = RunPreCheck(&parent, list, [&](int step) { wentTo.push_back(step); });
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Preliminary test"));
+    const SyntaxTestResult expected = RunSyntaxTestInMemory(list, pad, kCheckTarvisel);
+    ASSERT_EQ(dialog->protocol()->count(), static_cast<int>(expected.lines.size()));
+    bool listed = false;
+    for (int i = 0; i < dialog->protocol()->count(); ++i) {
+        if (dialog->protocol()->item(i)->text().startsWith(QStringLiteral("       2:"))) {
+            listed = true;
+            dialog->openLine(i);
+        }
+    }
+    EXPECT_TRUE(listed);
+    ASSERT_FALSE(wentTo.empty());
+    EXPECT_EQ(wentTo.front(), 2);
+    const std::size_t jumps = wentTo.size();
+    dialog->openLine(0);
+    EXPECT_EQ(wentTo.size(), jumps);
+    // Nothing was written: no system file, the procedure file unchanged.
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(SystemFilePath(pad))));
+    RecordFile onDisk;
+    ASSERT_TRUE(readRecordFile(pad, onDisk, false));
+    EXPECT_FALSE(onDisk.records.back().hasBranch());
+    // A second run reuses the window.
+    EXPECT_EQ(RunPreCheck(&parent, list, {}), dialog);
+}
+
+TEST_F(PrintDialogs, PrintoutsReachThePrinter) {
+    ProcedureList list;
+    for (int i = 0; i < 13; ++i)
+        list.appendRecord(timeStep());
+    list.documentPath = path("P13.PAD");
+    const QString pdf = dir.filePath("out.pdf");
+
+    printTo(pdf, QPageLayout::Landscape);
+    EXPECT_EQ(PrintProcedure(nullptr, list, kPrintNormal), 2);
+    EXPECT_EQ(pdfPages(pdf), 2);
+    EXPECT_EQ(PrintProcedure(nullptr, list, kPrintExtended), 3);
+    EXPECT_EQ(pdfPages(pdf), 3);
+    EXPECT_EQ(SharedPrinter().docName(), QStringLiteral("Quelvari- Document"));
+
+    // The protocol: exactly L - 4 lines fill one page and a second page holds
+    // only the head.
+    printTo(pdf, QPageLayout::Portrait);
+    SharedPrinter().setOutputFormat(QPrinter::PdfFormat);
+    SharedPrinter().setPageOrientation(QPageLayout::Portrait);
+    const ProtocolMetrics m = ProtocolPrintMetrics(SharedPrinter());
+    const int L = ProtocolLinesPerPage(m.pageHeight, m.lineHeight);
+    ASSERT_GT(L, 10);
+    std::vector<std::string> lines;
+    for (int i = 0; i < L - 4; ++i)
+        lines.push_back("line " + std::to_string(i + 1));
+    EXPECT_EQ(PrintProtocol(nullptr, lines), 2);
+    EXPECT_EQ(pdfPages(pdf), 2);
+    EXPECT_EQ(SharedPrinter().docName(), QStringLiteral("QuelvariDoc"));
+    lines.pop_back();
+    EXPECT_EQ(PrintProtocol(nullptr, lines), 1);
+    EXPECT_EQ(pdfPages(pdf), 1);
+
+    // Cancel prints nothing.
+    QFile::remove(pdf);
+    printTo(pdf, QPageLayout::Portrait, true);
+    EXPECT_EQ(PrintProtocol(nullptr, lines), 0);
+    EXPECT_EQ(PrintProcedure(nullptr, list, kPrintNormal), 0);
+    EXPECT_FALSE(QFile::exists(pdf));
+}
+
+TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
+    ProcedureList list;
+    list.appendRecord(timeStep());
+    const std::string pad = path("D.PAD");
+    ASSERT_EQ(writeProcedure(pad, list), 0);
+    list.documentPath = pad;
+    list.documentOpen = 1;
+    EXPECT_TRUE(DescriptionAvailable(list));
+    ProcedureList unsaved;
+    unsaved.documentOpen = 1;
+    unsaved.documentPath = path("NoName.PAD");
+    EXPECT_FALSE(DescriptionAvailable(unsaved));
+    EXPECT_FALSE(RunDescriptionDialog(nullptr, unsaved));
+
+    const std::string side = path("D.TXT");
+    {
+        std::ofstream out(side, std::ios::binary);
+        out << "[COMMENT]\r\nOld\r\n[TEXT]\r\nA\r\nB\r\n[VAR]\r\nZ3     (3)      Counter\r\n";
+    }
+    DescriptionDialog dialog(side, {list.procedureHead.record});
+    EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Description of the test procedure"));
+    EXPECT_EQ(dialog.commentField()->text(), QStringLiteral("Old"));
+    EXPECT_EQ(dialog.textField()->toPlainText(), QStringLiteral("A\nB"));
+    // Description pane first: the list and its buttons hidden.
+    EXPECT_TRUE(dialog.descriptionPane()->isChecked());
+    EXPECT_TRUE(dialog.variableList()->isHidden());
+    EXPECT_TRUE(dialog.button(describe_ids::kNew)->isHidden());
+    dialog.showVariablesPane();
+    EXPECT_TRUE(dialog.textField()->isHidden());
+    EXPECT_FALSE(dialog.button(describe_ids::kNew)->isHidden());
+    EXPECT_FALSE(dialog.button(describe_ids::kAutomatic)->isHidden());
+    // Change and Delete only while a line is selected.
+    EXPECT_TRUE(dialog.button(describe_ids::kChange)->isHidden());
+    dialog.variableList()->setCurrentRow(0);
+    EXPECT_FALSE(dialog.button(describe_ids::kChange)->isHidden());
+    EXPECT_FALSE(dialog.button(describe_ids::kDelete)->isHidden());
+
+    // Change with a new name: the number is no longer known.
+    dialog.setVariableEditor([](std::string& name, std::string& description) {
+        EXPECT_EQ(name, "Z3");
+        EXPECT_EQ(description, "Counter");
+        name = "Z4";
+        description = "Cycles";
+        return true;
+    });
+    dialog.changeVariable();
+    ASSERT_EQ(dialog.variables().size(), 1u);
+    EXPECT_EQ(dialog.variables()[0], "Z4     (?)      Cycles");
+    EXPECT_EQ(dialog.variableList()->currentRow(), 0);
+    // New, then automatic generation adds B12 of the procedure.
+    dialog.setVariableEditor([](std::string& name, std::string& description) {
+        name = "A1";
+        description = "Valve";
+        return true;
+    });
+    dialog.newVariable();
+    dialog.generateVariables();
+    ASSERT_EQ(dialog.variables().size(), 3u);
+    EXPECT_EQ(dialog.variables()[1], "B12    (12)     ");
+    // Delete selects the line now at the same place.
+    dialog.variableList()->setCurrentRow(0);
+    dialog.deleteVariable();
+    EXPECT_EQ(dialog.variableList()->currentRow(), 0);
+    EXPECT_EQ(dialog.variableList()->item(0)->text(), QStringLiteral("B12    (12)     "));
+
+    dialog.commentField()->setText(QStringLiteral("Neu geprüft"));
+    dialog.textField()->setPlainText(QStringLiteral("L1\nL2"));
+    dialog.accept();
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(fileText(side),
+              "[COMMENT]\r\nNeu gepr\xfc"
+              "ft\r\n[TEXT]\r\nL1\r\nL2\r\n[VAR]\r\n"
+              "B12    (12)     \r\nZ4     (?)      Cycles\r\n");
+}
+
+TEST_F(PrintDialogs, ReadOnlySideFileDisablesEditing) {
+    const std::string side = path("R.TXT");
+    const std::string old = "[COMMENT]\r\nKeep\r\n[TEXT]\r\n\r\n[VAR]\r\nB1     (1)      x\r\n";
+    {
+        std::ofstream out(side, std::ios::binary);
+        out << old;
+    }
+    // Root writes past permission bits: make the file immutable instead.
+    const std::string immutable = "chattr +i '" + side + "' 2>/dev/null";
+    const bool root = ::geteuid() == 0;
+    if (root ? std::system(immutable.c_str()) != 0 : ::chmod(side.c_str(), 0444) != 0)
+        GTEST_SKIP() << "cannot make a file read-only here";
+    {
+        DescriptionDialog dialog(side, {});
+        EXPECT_EQ(dialog.commentField()->text(), QStringLiteral("Keep"));
+        for (std::uint32_t id :
+             {1u, describe_ids::kNew, describe_ids::kChange, describe_ids::kDelete})
+            EXPECT_FALSE(dialog.button(id)->isEnabled()) << id;
+        EXPECT_TRUE(dialog.button(describe_ids::kAutomatic)->isEnabled());
+        dialog.commentField()->setText(QStringLiteral("Changed"));
+        dialog.accept();
+        EXPECT_NE(dialog.result(), QDialog::Accepted);
+    }
+    if (root) {
+        EXPECT_EQ(std::system(("chattr -i '" + side + "'").c_str()), 0);
+    }
+    EXPECT_EQ(fileText(side), old);
+}
+
+}  // namespace
+}  // namespace quelvari::app
