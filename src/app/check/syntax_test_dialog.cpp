@@ -226,7 +226,7 @@ PreCheckDialog::PreCheckDialog(const ProcedureList& list, GoToStep goTo, QWidget
     auto* again = box->addButton(QString::fromUtf8(germanLabel(syntax_ids::kStart)),
                                  QDialogButtonBox::ActionRole);
     texts_.add(syntax_ids::kStart, again);
-    box->button(QDialogButtonBox::Close)->setText(LangQt(2));
+    box->button(QDialogButtonBox::Close)->setText(LangQt(1));
     layout->addWidget(box);
     connect(again, &QPushButton::clicked, this, &PreCheckDialog::run);
     connect(box, &QDialogButtonBox::rejected, this, &QDialog::close);
