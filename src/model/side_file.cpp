@@ -9,8 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "model/procedure_file.h"
-
 namespace quelvari {
 
 namespace {
@@ -203,7 +201,7 @@ SideFileLoad LoadSideFile(const std::string& sideFilePath) {
 
 int SaveSideFile(const std::string& sideFilePathIn, const SideFileContent& content,
                  const SideWriteFn& writeFn) {
-    constexpr int kErrWrite = kErrFileWrite;
+    constexpr int kErrWrite = kSideFileWriteError;
     if (IsProcedureFileName(sideFilePathIn))
         return kErrWrite;
     std::string path = sideFilePathIn;

@@ -4,7 +4,6 @@
 #include "check/syntax_test.h"
 #include "cli.h"
 #include "model/encoding.h"
-#include "model/procedure_file.h"
 #include "texts/errors.h"
 
 namespace quelvari::cli {
@@ -79,7 +78,7 @@ int runCheck(const std::vector<std::string>& input) {
     // The protocol of a procedure that could be checked is printed even when
     // its system file could not be written.
     if (pdf && !result.lines.empty() && !WriteProtocolPdf(result.lines, *pdf)) {
-        printErrorMessage(kErrFileWrite);
+        printErrorMessage(ErrorCode(92));
         std::cerr << "quelvari-cli: cannot write " << *pdf << "\n";
         return kExitFile;
     }
