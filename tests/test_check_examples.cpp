@@ -63,5 +63,37 @@ TEST(CheckExamples, CommittedFilesMatchAndCheckAsExpected) {
     }
 }
 
+// The protocols of the examples in the four languages, against the files in
+// tests/data/golden (the directory of the run shown as DIR).
+// QUELVARI_WRITE_GOLDEN=1 rewrites them after an intended change.
+TEST(CheckExamples, ProtocolsInEveryLanguage) {
+    const bool write = std::getenv("QUELVARI_WRITE_GOLDEN") != nullptr;
+    const std::vector<std::tuple<std::string, FileSet, std::string, std::string>> runs = {
+        {"check-clean", cleanExample(), "CLEAN.PAD", "pv6410"},
+        {"check-clean", cleanExample(), "CLEAN.PAD", "pv3320"},
+        {"check-findings", findingsExample(), "FINDINGS.PAD", "tarvisel"},
+    };
+    const char* const langs[] = {"de", "en", "fr", "it"};  // --lang 0 to 3
+    for (const auto& [name, files, pad, mode] : runs) {
+        TempDir dir;
+        for (const auto& [file, records] : files)
+            writeRecords(dir.file(file), records);
+        for (int n = 0; n < 4; ++n) {
+            SCOPED_TRACE(name + " " + mode + " " + langs[n]);
+            std::string out = runCli("check " + dir.file(pad) + " --mode " + mode + " --lang " +
+                                     std::to_string(n))
+                                  .out;
+            for (std::size_t p; (p = out.find(dir.path())) != std::string::npos;)
+                out.replace(p, dir.path().size(), "DIR");
+            const std::string golden = std::string(QUELVARI_TEST_DATA) + "/golden/" + name + "." +
+                                       mode + "." + langs[n] + ".txt";
+            if (write)
+                writeBytes(golden, std::vector<std::uint8_t>(out.begin(), out.end()));
+            const auto expected = readBytes(golden);
+            EXPECT_EQ(out, std::string(expected.begin(), expected.end()));
+        }
+    }
+}
+
 }  // namespace
 }  // namespace quelvari::test

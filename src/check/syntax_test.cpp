@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <cstdarg>
@@ -12,14 +13,15 @@
 #include <unordered_map>
 
 #include "check/check_support.h"
-#include "check/record_reader.h"
 #include "components/condition.h"
 #include "components/layouts.h"
 #include "components/view.h"
+#include "model/file_io.h"
 #include "model/numbers.h"
 #include "model/procedure.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
+#include "model/record_reader.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -140,25 +142,28 @@ class RecordSource {
     virtual const ComponentRecord* next() = 0;
     // After next() gave null: the last record (every file has one).
     virtual const ComponentRecord& last() const = 0;
+    // Not ok when the records could not be read to the end.
+    virtual Status status() const = 0;
 };
 
 class FileSource : public RecordSource {
   public:
-    bool open(const std::string& path) {
-        if (!reader_.open(path))
-            return false;
+    Status open(const std::string& path) {
+        if (Status s = reader_.open(path); !s.ok())
+            return s;
         struct stat st {};
         const std::size_t size = ::stat(path.c_str(), &st) == 0 && st.st_size > 0
                                      ? static_cast<std::size_t>(st.st_size)
                                      : 0;
         const std::size_t step = reader_.oldFormat() ? kOldRecordSize : rec::kRecordSize;
-        count_ = std::max<std::size_t>(1, size / step);
-        return true;
+        count_ = std::clamp<std::size_t>(size / step, 1, kMaxProcedureSteps);
+        return {};
     }
     bool oldFormat() const override { return reader_.oldFormat(); }
     std::size_t count() const override { return count_; }
     const ComponentRecord* next() override { return reader_.next(); }
     const ComponentRecord& last() const override { return reader_.last(); }
+    Status status() const override { return reader_.status(); }
 
   private:
     RecordReader reader_;
@@ -178,6 +183,7 @@ class ListSource : public RecordSource {
         return node_ ? &node_->record : nullptr;
     }
     const ComponentRecord& last() const override { return last_->record; }
+    Status status() const override { return {}; }
 
   private:
     const ProcedureList& list_;
@@ -236,11 +242,17 @@ class SyntaxTest {
     SyntaxTestResult runOnFile() {
         head();
         FileSource pad;
-        if (!pad.open(path_)) {
-            result_.fileError = ErrorCode(93);
+        if (Status s = pad.open(path_); !s.ok()) {
+            result_.fileError = s;
             return done();
         }
         runStages(pad);
+        // A file that could not be read to its end was not checked: no
+        // verdict and no system file.
+        if (!readError_.ok()) {
+            result_.fileError = readError_;
+            return done();
+        }
         if (result_.errorCount == 0)
             writeSystemFile();
         return done();
@@ -250,6 +262,8 @@ class SyntaxTest {
         head();
         ListSource pad(list);
         runStages(pad);
+        if (!readError_.ok())
+            result_.fileError = readError_;
         return done();
     }
 
@@ -330,6 +344,7 @@ class SyntaxTest {
             give(checkSections(r));
             give(procedureRules(r));
         }
+        noteReadError(pad);
         fileRules(walk, pad.last(), false);
         if (firstSections_ + middleSections_ + lastSections_ > 0) {
             if (firstSections_ != 1)
@@ -351,7 +366,7 @@ class SyntaxTest {
         for (Module& m : modules_) {
             beginListing(CheckedFileKind::Module, 0, m.name + ".PAM", m.path);
             FileSource reader;
-            if (!m.readable || !reader.open(m.path))
+            if (!m.readable || !reader.open(m.path).ok())
                 continue;  // listed as missing under the procedure
             beginFile(reader);
             FileWalk walk;
@@ -366,6 +381,7 @@ class SyntaxTest {
                 give(checkInterbus(r, false));
                 give(checkPicture(r));
             }
+            noteReadError(reader);
             fileRules(walk, reader.last(), true);
             for (std::size_t index : missingCalls) {
                 detail_ = modules_[index].path;
@@ -382,7 +398,7 @@ class SyntaxTest {
             const std::string irPath = stem_ + ".IR" + std::to_string(n);
             beginListing(CheckedFileKind::Interrupt, n, baseName(irPath), irPath);
             FileSource reader;
-            if (stem_.empty() || !reader.open(irPath)) {
+            if (stem_.empty() || !reader.open(irPath).ok()) {
                 detail_ = irPath;
                 addFinding(kInterruptFileMissing);
                 continue;
@@ -398,6 +414,7 @@ class SyntaxTest {
                 give(checkInterbus(r, false));
                 give(checkOldFormat());
             }
+            noteReadError(reader);
             if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
                 step_ = static_cast<int>(walk.count);
                 addFinding(kInterruptTooLong);
@@ -407,15 +424,11 @@ class SyntaxTest {
 
     void writeSystemFile() {
         result_.systemFilePath = SystemFilePath(path_);
-        std::FILE* f = std::fopen(result_.systemFilePath.c_str(), "wb");
-        bool written = false;
-        if (f) {
-            written = std::fwrite(block_.data(), 1, block_.size(), f) == block_.size();
-            written = std::fclose(f) == 0 && written;
-        }
-        result_.systemFileWritten = written;
-        if (!written)
-            result_.fileError = ErrorCode(92);
+        const Status written =
+            WriteFileAtomically(result_.systemFilePath, block_.data(), block_.size());
+        result_.systemFileWritten = written.ok();
+        if (!written.ok())
+            result_.fileError = written;
     }
 
     void fillSummary() {
@@ -574,7 +587,9 @@ class SyntaxTest {
         int step = 0;
         if (!StepReference(r, step))
             return 0;
-        return step < 1 || static_cast<std::size_t>(step) > stepsInFile_ ? kReferenceMissing : 0;
+        // 0 (and a negative statistic reference) names no step: a new
+        // component starts so and must not be a finding the user cannot mend.
+        return step > 0 && static_cast<std::size_t>(step) > stepsInFile_ ? kReferenceMissing : 0;
     }
 
     // 7: online graphic component, which the instruments cannot show. Its
@@ -827,6 +842,11 @@ class SyntaxTest {
 
     // ---- State helpers ----------------------------------------------------
 
+    void noteReadError(const RecordSource& source) {
+        if (readError_.ok())
+            readError_ = source.status();
+    }
+
     void beginFile(const RecordSource& source) {
         fileOld_ = source.oldFormat();
         stepsInFile_ = source.count();
@@ -944,12 +964,7 @@ class SyntaxTest {
         // Modules live beside the procedure; a procedure never saved has no
         // place, so none of its modules can be found.
         m.path = directory_.empty() ? name + ".PAM" : directory_ + "/" + name + ".PAM";
-        if (!directory_.empty()) {
-            if (std::FILE* f = std::fopen(m.path.c_str(), "rb")) {
-                m.readable = true;
-                std::fclose(f);
-            }
-        }
+        m.readable = !directory_.empty() && IsReadableRegularFile(m.path);
         modules_.push_back(std::move(m));
         moduleByName_.emplace(name, modules_.size() - 1);
         return modules_.size() - 1;
@@ -989,6 +1004,7 @@ class SyntaxTest {
     std::string name_;
     std::string stem_;  // full path without its four-character extension
     SyntaxTestResult result_;
+    Status readError_;  // the first file that could not be read to its end
     std::array<std::uint8_t, kSystemBlockSize> block_{};
 
     int step_ = 0;
@@ -1059,7 +1075,7 @@ std::vector<std::string> RenderFinding(const SyntaxFinding& finding) {
 
 std::vector<std::string> RenderProtocol(const SyntaxTestResult& result) {
     std::vector<std::string> out;
-    if (ErrorNumber(result.fileError) == 64)
+    if (result.fileError.message == kErrNotProcedureFile)
         return out;
     out.push_back(text(kTextProtocol) + "  " + result.procedureName);
     out.push_back(" ");
@@ -1072,8 +1088,6 @@ std::vector<std::string> RenderProtocol(const SyntaxTestResult& result) {
     else if (result.checkMode == kCheckPv3320)
         modeText = kTextModePv3320;
     out.push_back(text(modeText));
-    if (ErrorNumber(result.fileError) == 93)
-        return out;
 
     std::size_t next = 0;
     for (std::size_t i = 0; i < result.files.size(); ++i) {
@@ -1096,6 +1110,9 @@ std::vector<std::string> RenderProtocol(const SyntaxTestResult& result) {
                 out.push_back(std::move(line));
     }
 
+    // A file that could not be read (to its end) leaves no verdict.
+    if (result.fileError.message == kErrFileOpen)
+        return out;
     if (result.errorCount != 0) {
         out.push_back(" ");
         out.push_back(format("*** %d %s ***", result.errorCount, text(kTextErrors).c_str()));
@@ -1165,7 +1182,7 @@ std::string SystemFilePath(const std::string& padPath) {
 SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMode) {
     if (!IsPadFileName(padPath)) {
         SyntaxTestResult r;
-        r.fileError = ErrorCode(64);
+        r.fileError = Status::fromCode(ErrorCode(kErrNotProcedureFile));
         return r;
     }
     return SyntaxTest(padPath, checkMode).runOnFile();

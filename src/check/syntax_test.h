@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "model/status.h"
+
 namespace quelvari {
 
 class ProcedureList;
@@ -124,10 +126,11 @@ struct SyntaxTestResult {
     // The same count without the wrap.
     std::size_t countedFindings = 0;
     SyntaxSummary summary;  // filled when errorCount is 0
-    // 0, or a catalogue error code: 64 (not a .PAD name), 93 (the procedure
-    // cannot be read; nothing was checked), 92 (the system file could not be
-    // written; the protocol is complete).
-    int fileError = 0;
+    // Ok, or a catalogue error: 64 (not a .PAD name), 93 (the procedure, a
+    // module or an interrupt procedure cannot be read to its end; no verdict),
+    // 92 (the system file could not be written; the protocol is complete),
+    // with the system's reason.
+    Status fileError;
     bool systemFileWritten = false;
     std::string systemFilePath;
     // The protocol rendered in the language current when the run ended.

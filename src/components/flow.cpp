@@ -12,16 +12,6 @@
 namespace quelvari {
 namespace {
 
-// Catalogue numbers of these editors.
-constexpr int kErrInvalidCharacter = 1;
-constexpr int kErrDelayTime = 2;
-constexpr int kErrNumberRange = 5;
-constexpr int kErrInterruptTime = 28;
-constexpr int kErrIdentLetter = 32;
-constexpr int kErrReference = 49;
-constexpr int kErrRegistration = 50;
-constexpr int kErrSectionName = 114;
-
 // Time component controls.
 constexpr std::uint32_t kTimeWait = 1160;
 constexpr std::uint32_t kKeyWait = 1161;

@@ -28,14 +28,6 @@ constexpr std::uint32_t kTrigger2Edit = 1023;  // operator 1024, value 1025
 constexpr std::uint32_t kLinkCombo = 2177;
 constexpr std::uint32_t kPretriggerCombo = 2179;
 
-constexpr int kErrVariable = 11;
-constexpr int kErrScanRate = 15;
-constexpr int kErrCount = 16;
-constexpr int kErrTriggerValue = 18;
-constexpr int kErrTriggerOperator = 19;
-constexpr int kErrTooLong = 54;
-constexpr int kErrIndirectList = 113;
-
 constexpr std::uint16_t kModeText = 3005;  // + mode index
 constexpr std::uint16_t kLinkText = 3160;  // + link
 
@@ -78,13 +70,13 @@ int readTrigger(Form& form, ComponentRecord& r, const TriggerAt& at, int t, bool
     int number = 0;
     for (; i < var.size() && isDigit(var[i]); ++i) {
         if (i >= 3)
-            return ErrorCode(kErrVariable, t);  // three digits
+            return ErrorCode(kErrVariableNumber, t);  // three digits
         number = number * 10 + (var[i] - '0');
     }
     if (i < var.size() && isLetter(var[i]))
-        return ErrorCode(kErrVariable, t);
+        return ErrorCode(kErrVariableNumber, t);
     if (number > 16)
-        return ErrorCode(kErrVariable, t);
+        return ErrorCode(kErrVariableNumber, t);
     r.setU8(at.number, static_cast<std::uint8_t>(number));
     const std::string op = ReadText(form, at.edit + 1, 1);
     const auto c = static_cast<std::uint8_t>(op.empty() ? 0 : op[0]);
@@ -149,9 +141,10 @@ int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes)
             second = static_cast<std::uint8_t>(text[pos++]);
         int digits = 0, number = 0;
         for (; pos < text.size() && isDigit(text[pos]); ++pos, ++digits)
-            number = number * 10 + (text[pos] - '0');
+            if (digits < 3)  // more digits are refused below; stop before overflowing
+                number = number * 10 + (text[pos] - '0');
         if (digits >= 3 || number > 31)
-            return kErrVariable;
+            return kErrVariableNumber;
         // Any character after the digits begins the next entry.
         if (second)
             out.insert(out.end(), {first, second, static_cast<std::uint8_t>(number)});

@@ -18,7 +18,6 @@ namespace quelvari {
 namespace {
 
 constexpr std::uint32_t kModuleName = 1206;
-constexpr int kErrModuleName = 45;
 constexpr std::size_t kNameReadChars = 34;
 
 }  // namespace
@@ -94,7 +93,7 @@ int ReadModule(Form& form, ComponentRecord& r) {
     const std::string name = ReadText(form, kModuleName, kNameReadChars);
     if (name.empty())
         return ErrorCode(kErrEmptyField, 3);
-    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name))
+    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name, form.directory))
         return ErrorCode(kErrModuleName, 3);
     r.setText(kName, name);
     if (const int e = ReadBranch(form, r, 4))

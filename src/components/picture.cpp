@@ -24,9 +24,6 @@ constexpr std::uint32_t kClearGroup = 2006;
 constexpr std::uint32_t kTransparent = 2163;
 constexpr std::uint32_t kLinePosition = 2180;
 
-constexpr int kErrPictureFile = 60;
-constexpr int kErrPictureSize = 61;
-
 std::int32_t leadingInt(const std::string& text) {
     const long v = ParseLeadingInteger(text);
     return static_cast<std::int32_t>(v);

@@ -37,10 +37,13 @@ double ParseDecimal(std::string_view text) {
     const auto [end, ec] =
         std::from_chars(rest.data(), rest.data() + rest.size(), value, std::chars_format::general);
     if (ec == std::errc::result_out_of_range) {
-        // atof gives HUGE_VAL or 0 here; the digits tell which.
-        double probe = 0.0;
-        std::from_chars(rest.data(), end, probe, std::chars_format::general);
-        value = probe;
+        // Too large or too small for a double: atof gives HUGE_VAL or 0, and
+        // only a negative exponent makes a number too small.
+        const std::string_view digits(rest.data(), static_cast<std::size_t>(end - rest.data()));
+        const std::size_t e = digits.find_first_of("eE");
+        const bool tiny =
+            e != std::string_view::npos && e + 1 < digits.size() && digits[e + 1] == '-';
+        value = tiny ? 0.0 : HUGE_VAL;
     } else if (ec != std::errc()) {
         return 0.0;
     }

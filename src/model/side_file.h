@@ -90,15 +90,11 @@ struct SideFileLoad {
 // takes a new file).
 SideFileLoad LoadSideFile(const std::string& sideFilePath);
 
-// A seam for the writes of a save (see writeProcedure).
-using SideWriteFn = std::function<long(int fd, const void* data, std::size_t size)>;
-
 // Writes the side file safely: a temporary file beside it, renamed over it
 // only when every byte reached the disk; the old file is untouched on any
 // failure. Refuses a path with a procedure extension. Returns 0 or
 // kSideFileWriteError.
-int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content,
-                 const SideWriteFn& write = {});
+int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content);
 
 // One variable line: "%-7s(%d)          " or "%-7s(?)          ", with the
 // description printed over it from position 16.

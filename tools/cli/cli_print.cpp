@@ -143,7 +143,7 @@ int runDescribe(const std::vector<std::string>& input) {
         return usageError("describe takes one FILE (see describe --help)");
     const std::string& procedure = args[0];
     RecordFile records;
-    if (!readRecordFile(procedure, records, false)) {
+    if (!readRecordFile(procedure, records).ok()) {
         printErrorMessage(ErrorCode(93));
         std::cerr << "quelvari-cli: cannot read " << procedure << "\n";
         return kExitFile;
@@ -231,7 +231,7 @@ int runPrint(const std::vector<std::string>& input) {
     if (args.size() != 1 || (!args[0].empty() && args[0][0] == '-'))
         return usageError("print takes one FILE (see print --help)");
     RecordFile records;
-    if (!readRecordFile(args[0], records, false)) {
+    if (!readRecordFile(args[0], records).ok()) {
         printErrorMessage(ErrorCode(93));
         std::cerr << "quelvari-cli: cannot read " << args[0] << "\n";
         return kExitFile;

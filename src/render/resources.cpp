@@ -1,0 +1,110 @@
+#include "render/resources.h"
+
+#include <QFile>
+#include <QHash>
+#include <QTextStream>
+
+// Q_INIT_RESOURCE names a function of the global namespace, so it must be
+// used from outside any namespace.
+static void InitRenderResources() {
+    Q_INIT_RESOURCE(resources);
+}
+
+namespace quelvari::render {
+
+namespace {
+
+const char* const kUnknownPicture = ":/pictures/picture-156.svg";
+
+// contexts.txt: one "<context> <page>#<anchor>" per line; "contents" names the
+// contents page; '#' at the start of a line is a comment.
+struct HelpContexts {
+    QString contents = QStringLiteral("index.html");
+    QHash<std::uint32_t, QString> pages;
+};
+
+const HelpContexts& Contexts() {
+    static const HelpContexts contexts = [] {
+        HelpContexts c;
+        QFile file(QStringLiteral(":/help/contexts.txt"));
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+            return c;
+        QTextStream in(&file);
+        while (!in.atEnd()) {
+            const QString line = in.readLine().trimmed();
+            if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+                continue;
+            const QStringList parts = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            if (parts.size() != 2)
+                continue;
+            if (parts[0] == QLatin1String("contents")) {
+                c.contents = parts[1];
+                continue;
+            }
+            bool ok = false;
+            const uint context = parts[0].toUInt(&ok);
+            if (ok)
+                c.pages.insert(context, parts[1]);
+        }
+        return c;
+    }();
+    return contexts;
+}
+
+}  // namespace
+
+void InitResources() {
+    static const bool done = [] {
+        InitRenderResources();
+        return true;
+    }();
+    (void)done;
+}
+
+QString PicturePath(std::uint16_t pictureId) {
+    const QString path = QStringLiteral(":/pictures/picture-%1.svg").arg(pictureId);
+    return QFile::exists(path) ? path : QString::fromLatin1(kUnknownPicture);
+}
+
+QIcon Icon(const QString& name) {
+    const QString path = QStringLiteral(":/icons/%1.svg").arg(name);
+    if (name.isEmpty() || !QFile::exists(path))
+        return {};
+    return QIcon(path);
+}
+
+QString FlagPath(std::uint32_t language) {
+    static const char* const codes[] = {"de", "en", "fr", "it"};
+    if (language > 3)
+        return {};
+    return QStringLiteral(":/flags/%1.svg").arg(QLatin1String(codes[language]));
+}
+
+QString HelpFolder(const std::string& helpFileName) {
+    const QString name = QString::fromLatin1(helpFileName).toLower();
+    if (name == QLatin1String("quelvari-dt.hlp"))
+        return QStringLiteral(":/help/de");
+    if (name == QLatin1String("quelvari-engl.hlp"))
+        return QStringLiteral(":/help/en");
+    return {};
+}
+
+QUrl HelpUrl(const std::string& helpFileName, std::uint32_t context) {
+    const QString folder = HelpFolder(helpFileName);
+    if (folder.isEmpty())
+        return {};
+    const HelpContexts& contexts = Contexts();
+    const QString page = contexts.pages.value(context, contexts.contents);
+    // ":/help/en" becomes "qrc:/help/en/<page>#<anchor>".
+    return QUrl(QStringLiteral("qrc") + folder + QLatin1Char('/') + page);
+}
+
+QUrl ComponentHelpUrl(const std::string& helpFileName, const char* typeKey) {
+    const QString folder = HelpFolder(helpFileName);
+    if (folder.isEmpty())
+        return {};
+    return QUrl(QStringLiteral("qrc") + folder + QStringLiteral("/components.html#") +
+                QLatin1String(typeKey));
+}
+
+}  // namespace quelvari::render

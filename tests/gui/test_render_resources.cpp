@@ -1,0 +1,228 @@
+// The compiled-in pictures, icons, flags and help pages: every component type
+// has a drawing of its own, the icons and flags load, and every help context
+// the program opens leads to an existing page and anchor in both help
+// languages.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QPainter>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSvgRenderer>
+
+#include <set>
+
+#include "components/catalogue.h"
+#include "render/resources.h"
+#include "texts/texts.h"
+
+namespace {
+
+using namespace quelvari;
+
+QImage Draw(const QString& path, int size) {
+    QImage image(size, size, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    QSvgRenderer svg(path);
+    QPainter painter(&image);
+    svg.render(&painter);
+    return image;
+}
+
+int OpaquePixels(const QImage& image) {
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            n += qAlpha(image.pixel(x, y)) > 0 ? 1 : 0;
+    return n;
+}
+
+QString ReadAll(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll());
+}
+
+class RenderResources : public ::testing::Test {
+  protected:
+    void SetUp() override { render::InitResources(); }
+};
+
+TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegiblePicture) {
+    const QString unknown = render::PicturePath(kUnknownPictureId);
+    ASSERT_EQ(unknown, ":/pictures/picture-156.svg");
+    ASSERT_TRUE(QSvgRenderer(unknown).isValid());
+
+    std::set<QString> paths{unknown};
+    QList<QImage> drawings{Draw(unknown, 48)};
+    for (const ComponentType& type : kCatalogue) {
+        SCOPED_TRACE(type.key);
+        const QString path = render::PicturePath(type.pictureId);
+        EXPECT_EQ(path, QString(":/pictures/picture-%1.svg").arg(type.pictureId));
+        EXPECT_TRUE(QSvgRenderer(path).isValid());
+        EXPECT_TRUE(paths.insert(path).second) << "shares a picture file";
+        const QImage drawing = Draw(path, 48);
+        // Something is drawn, and not merely the same tile as another type.
+        EXPECT_GT(OpaquePixels(drawing), 48 * 48 / 2);
+        for (const QImage& other : drawings)
+            EXPECT_NE(drawing, other) << "looks the same as another type";
+        drawings.append(drawing);
+    }
+    EXPECT_EQ(paths.size(), kComponentTypeCount + 1);
+    // Exactly these pictures are compiled in: no orphan and no gap.
+    EXPECT_EQ(QDir(":/pictures").entryList().size(), static_cast<int>(paths.size()));
+}
+
+TEST_F(RenderResources, PictureOfAnIdWithoutDrawingFallsBackToUnknown) {
+    for (int id : {0, 1, 139, 158, 220, 65535})
+        EXPECT_EQ(render::PicturePath(static_cast<std::uint16_t>(id)), ":/pictures/picture-156.svg")
+            << id;
+    // Through the catalogue: a letter it does not know draws the unknown picture.
+    ComponentRecord r;
+    r.setTypeCode('x');
+    EXPECT_EQ(render::PicturePath(PictureId(r)), ":/pictures/picture-156.svg");
+    r.setTypeCode('P');
+    r.setU8(rec::kPayload, kGraphicPrintMark);
+    EXPECT_EQ(render::PicturePath(PictureId(r)), ":/pictures/picture-177.svg");
+}
+
+TEST_F(RenderResources, IconsAndFlagsLoad) {
+    const QStringList names{"new",    "open",   "save",        "cut",       "copy",     "paste",
+                            "undo",   "print",  "syntax-test", "pre-check", "transfer", "help",
+                            "append", "insert", "change",      "delete",    "goto",     "quelvari"};
+    QSet<QString> seen;
+    for (const QString& name : names) {
+        SCOPED_TRACE(name.toStdString());
+        const QIcon icon = render::Icon(name);
+        ASSERT_FALSE(icon.isNull());
+        const QImage image = icon.pixmap(24, 24).toImage();
+        EXPECT_GT(OpaquePixels(image), 24);
+        EXPECT_TRUE(QSvgRenderer(QString(":/icons/%1.svg").arg(name)).isValid());
+        seen.insert(ReadAll(QString(":/icons/%1.svg").arg(name)));
+    }
+    EXPECT_EQ(seen.size(), names.size()) << "two icons share one drawing";
+    EXPECT_TRUE(render::Icon("no-such-icon").isNull());
+    EXPECT_TRUE(render::Icon("").isNull());
+
+    for (std::uint32_t lang = 0; lang < 4; ++lang) {
+        const QString path = render::FlagPath(lang);
+        EXPECT_TRUE(QSvgRenderer(path).isValid()) << lang;
+        // A flag fills its whole rectangle.
+        QImage image(30, 20, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        QSvgRenderer(path).render(&painter);
+        painter.end();
+        EXPECT_EQ(OpaquePixels(image), 30 * 20) << lang;
+    }
+    EXPECT_TRUE(render::FlagPath(4).isEmpty());
+}
+
+TEST_F(RenderResources, HelpFileNamesOfEveryLanguageChooseAHelpFolder) {
+    // The core's help file names after a change of language.
+    EXPECT_EQ(render::HelpFolder(HelpFileName(0, "")), ":/help/de");
+    EXPECT_EQ(render::HelpFolder(HelpFileName(1, "")), ":/help/en");
+    EXPECT_EQ(render::HelpFolder(HelpFileName(2, "")), ":/help/en");
+    EXPECT_EQ(render::HelpFolder(HelpFileName(3, "")), ":/help/en");  // capital letters
+    // A language outside 0..3 keeps an unset name: no help at all.
+    EXPECT_TRUE(render::HelpFolder(HelpFileName(7, "")).isEmpty());
+    EXPECT_TRUE(render::HelpUrl("", render::kHelpVariables).isEmpty());
+    EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
+}
+
+// The anchors a page defines (id="..." or name="...").
+QSet<QString> Anchors(const QString& html) {
+    QSet<QString> anchors;
+    static const QRegularExpression re(R"re((?:id|name)="([^"]+)")re");
+    for (const auto& m : re.globalMatch(html))
+        anchors.insert(m.captured(1));
+    return anchors;
+}
+
+TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
+    const std::uint32_t contexts[] = {render::kHelpContents,
+                                      render::kHelpFile,
+                                      render::kHelpEdit,
+                                      render::kHelpProcedure,
+                                      render::kHelpQuickStart,
+                                      render::kHelpSelection,
+                                      render::kHelpVariables,
+                                      render::kHelpCommandComponent,
+                                      render::kHelpPictureComponent};
+    for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp"}) {
+        std::set<QString> pages;
+        for (std::uint32_t context : contexts) {
+            SCOPED_TRACE(std::string(helpFile) + " " + std::to_string(context));
+            const QUrl url = render::HelpUrl(helpFile, context);
+            ASSERT_EQ(url.scheme(), "qrc");
+            const QString html = ReadAll(":" + url.path());
+            ASSERT_FALSE(html.isEmpty()) << url.toString().toStdString();
+            if (url.hasFragment()) {
+                EXPECT_TRUE(Anchors(html).contains(url.fragment())) << url.toString().toStdString();
+            }
+            pages.insert(url.toString());
+        }
+        // Every context has a place of its own.
+        EXPECT_EQ(pages.size(), std::size(contexts));
+        // The Help button of every component dialog opens its type's section.
+        for (const ComponentType& type : kCatalogue)
+            EXPECT_EQ(render::HelpUrl(helpFile, type.dialogId),
+                      render::ComponentHelpUrl(helpFile, type.key))
+                << type.key;
+        for (std::uint32_t interbusFunction :
+             {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
+            EXPECT_EQ(render::HelpUrl(helpFile, interbusFunction),
+                      render::ComponentHelpUrl(helpFile, "interbus"));
+        // Every component type has its own section on the types page.
+        std::set<QString> sections;
+        const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
+        for (const ComponentType& type : kCatalogue) {
+            const QUrl url = render::ComponentHelpUrl(helpFile, type.key);
+            EXPECT_TRUE(Anchors(types).contains(url.fragment())) << type.key;
+            sections.insert(url.toString());
+        }
+        EXPECT_EQ(sections.size(), kComponentTypeCount);
+        // A context the program never uses opens the contents page.
+        EXPECT_EQ(render::HelpUrl(helpFile, 4711),
+                  render::HelpUrl(helpFile, render::kHelpContents));
+    }
+}
+
+TEST_F(RenderResources, HelpPagesLinkOnlyToPagesAndAnchorsThatExist) {
+    const QStringList de = QDir(":/help/de").entryList(QDir::Files, QDir::Name);
+    const QStringList en = QDir(":/help/en").entryList(QDir::Files, QDir::Name);
+    EXPECT_EQ(de, en) << "both languages hold the same pages";
+    ASSERT_TRUE(de.contains("index.html"));
+    static const QRegularExpression href(R"re(href="([^"]*)")re");
+    static const QRegularExpression img(R"re(<img src="([^"]*)")re");
+    for (const char* lang : {"de", "en"}) {
+        const QString folder = QString(":/help/%1/").arg(lang);
+        for (const QString& page : QDir(folder).entryList(QDir::Files)) {
+            SCOPED_TRACE((folder + page).toStdString());
+            const QString html = ReadAll(folder + page);
+            EXPECT_TRUE(html.contains("<title>"));
+            for (const auto& m : href.globalMatch(html)) {
+                const QString target = m.captured(1);
+                const QString file = target.section('#', 0, 0);
+                const QString anchor = target.section('#', 1);
+                const QString linked = file.isEmpty() ? html : ReadAll(folder + file);
+                EXPECT_FALSE(linked.isEmpty()) << "broken link " << target.toStdString();
+                if (!anchor.isEmpty()) {
+                    EXPECT_TRUE(Anchors(linked).contains(anchor))
+                        << "missing anchor " << target.toStdString();
+                }
+            }
+            // Pictures are referred to relative to the page, as the help
+            // browser resolves them.
+            for (const auto& m : img.globalMatch(html)) {
+                const QString path = QDir::cleanPath(folder + m.captured(1));
+                EXPECT_TRUE(QSvgRenderer(path).isValid()) << path.toStdString();
+            }
+        }
+    }
+}
+
+}  // namespace
