@@ -21,7 +21,7 @@ struct Step {
 
 std::vector<Step> Steps(const std::string& path) {
     ProcedureList list;
-    EXPECT_EQ(loadProcedure(path, list), 0);
+    EXPECT_TRUE(loadProcedure(path, list).ok());
     std::vector<Step> out;
     std::uint16_t n = 1;
     for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {

@@ -26,7 +26,7 @@ void writeSample(const std::string& path, int steps) {
         r.setU16(90, 10);
         list.appendRecord(r);
     }
-    ASSERT_EQ(writeProcedure(path, list), 0);
+    ASSERT_TRUE(writeProcedure(path, list).ok());
 }
 
 TEST(CliPrint, PagesFollowGridAndOption) {

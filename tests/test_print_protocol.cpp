@@ -22,7 +22,7 @@ TEST(ProtocolTargets, LinesLeadToTheirFindings) {
     module.setText(layout::module::kName, "NOPE");
     list.appendRecord(module);
     const std::string pad = dir.file("T.PAD");
-    ASSERT_EQ(writeProcedure(pad, list), 0);
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
 
     const SyntaxTestResult r = RunSyntaxTest(pad, kCheckTarvisel);
     ASSERT_FALSE(r.findings.empty());

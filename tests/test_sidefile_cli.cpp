@@ -31,7 +31,7 @@ void writeSample(const std::string& path, int steps = 2) {
         r.setU16(90, 10);
         list.appendRecord(r);
     }
-    ASSERT_EQ(writeProcedure(path, list), 0);
+    ASSERT_TRUE(writeProcedure(path, list).ok());
 }
 
 TEST(CliDescribe, ShowsChangesAndSavesAsOkDoes) {

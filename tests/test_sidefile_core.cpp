@@ -6,6 +6,7 @@
 
 #include "check/procedure_variables.h"
 #include "components/layouts.h"
+#include "model/file_io.h"
 #include "model/side_file.h"
 #include "test_util.h"
 
@@ -138,12 +139,10 @@ TEST(SideFile, SaveKeepsTheOldFileOnFailure) {
     SideFileContent c;
     c.comment = "new";
     c.text = std::string(5000, 'n');
-    // A full disk: the first write comes back short without an error.
-    int calls = 0;
-    const SideWriteFn shortOnce = [&](int fd, const void* d, std::size_t size) {
-        return ++calls == 1 ? static_cast<long>(::write(fd, d, size / 2)) : 0L;
-    };
-    EXPECT_EQ(SaveSideFile(path, c, shortOnce), 92 << 8);
+    // A full disk: the first write fails.
+    SetIoFault([](IoCall call) { return call == IoCall::Write ? 28 : 0; });
+    EXPECT_EQ(SaveSideFile(path, c), 92 << 8);
+    SetIoFault({});
     EXPECT_EQ(readText(path), old);
     // No temporary file is left behind.
     EXPECT_EQ(test::runCommand("ls -A '" + dir.path() + "' | wc -l").out, "1\n");

@@ -325,8 +325,8 @@ std::optional<std::string> MainWindow::chooseSaveFile(const std::string& initial
     return QFile::encodeName(dialog.selectedFiles().first()).toStdString();
 }
 
-void MainWindow::showError(int code) {
-    const ErrorBox box = ComposeErrorMessage(code);
+void MainWindow::showError(const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     QMessageBox message(QMessageBox::NoIcon, ToQt(box.caption), ToQt(box.text), QMessageBox::Ok,
                         this);
     message.exec();

@@ -54,7 +54,7 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     std::optional<std::string> chooseOpenFile(const std::string& filter) override;
     std::optional<std::string> chooseSaveFile(const std::string& initialName,
                                               const std::string& filter) override;
-    void showError(int code) override;
+    void showError(const Status& status) override;
     void setWindowTitle(const std::string& title) override;
     void setStatusCount(const std::string& text) override;
     void repaint() override;

@@ -1,5 +1,7 @@
 #include "model/side_file.h"
 
+#include "model/file_io.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,8 +10,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-
-#include "model/procedure_file.h"
 
 namespace quelvari {
 
@@ -50,20 +50,6 @@ std::string directoryOf(const std::string& path) {
     if (slash == std::string::npos)
         return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-bool writeAll(const SideWriteFn& write, int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const long n = write(fd, data, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        // A short write without an error is how a full disk shows itself.
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
 }
 
 }  // namespace
@@ -201,53 +187,13 @@ SideFileLoad LoadSideFile(const std::string& sideFilePath) {
     return load;
 }
 
-int SaveSideFile(const std::string& sideFilePathIn, const SideFileContent& content,
-                 const SideWriteFn& writeFn) {
-    constexpr int kErrWrite = kErrFileWrite;
-    if (IsProcedureFileName(sideFilePathIn))
-        return kErrWrite;
-    std::string path = sideFilePathIn;
-    if (char* real = ::realpath(sideFilePathIn.c_str(), nullptr)) {
-        path = real;
-        std::free(real);
-    }
-    const SideWriteFn write = writeFn ? writeFn : [](int fd, const void* d, std::size_t s) {
-        return static_cast<long>(::write(fd, d, s));
-    };
-    mode_t mode;
-    struct stat st {};
-    if (::stat(path.c_str(), &st) == 0) {
-        if (!S_ISREG(st.st_mode))
-            return kErrWrite;
-        // A write-protected side file stays as it is.
-        if (::access(path.c_str(), W_OK) != 0)
-            return kErrWrite;
-        mode = st.st_mode & 07777;
-    } else {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode = 0666 & ~mask;
-    }
-    std::string tmp = directoryOf(path) + "/.quelvari-save-XXXXXX";
-    const int fd = ::mkstemp(tmp.data());
-    if (fd < 0)
-        return kErrWrite;
+int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content) {
+    // A procedure is never taken for its own description.
+    if (IsProcedureFileName(sideFilePath))
+        return kSideFileWriteError;
     const std::string bytes = SerializeSideFile(content);
-    bool ok = writeAll(write, fd, bytes.data(), bytes.size());
-    ok = ok && ::fchmod(fd, mode) == 0 && ::fsync(fd) == 0;
-    ok = (::close(fd) == 0) && ok;
-    if (ok)
-        ok = ::rename(tmp.c_str(), path.c_str()) == 0;
-    if (!ok) {
-        ::unlink(tmp.c_str());
-        return kErrWrite;
-    }
-    const int dirFd = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY);
-    if (dirFd >= 0) {
-        ::fsync(dirFd);
-        ::close(dirFd);
-    }
-    return 0;
+    const Status status = WriteFileAtomically(sideFilePath, bytes.data(), bytes.size());
+    return status.ok() ? 0 : kSideFileWriteError;
 }
 
 std::string FormatVariableLine(std::string_view name, std::optional<int> number,

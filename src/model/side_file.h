@@ -27,6 +27,8 @@ inline constexpr std::size_t kSideFileReadLimit = 20000;
 inline constexpr std::size_t kSideCommentMax = 99;
 inline constexpr std::size_t kSideTextMax = 19999;
 inline constexpr std::size_t kVariableDescriptionColumn = 16;
+// Error code of a failed save: catalogue message 92, file write error.
+inline constexpr int kSideFileWriteError = 92 << 8;
 
 // The side file of `procedurePath`: the first ".PAD" replaced by ".TXT". The
 // result never names a procedure file: when that rule gives nothing (no
@@ -88,15 +90,11 @@ struct SideFileLoad {
 // takes a new file).
 SideFileLoad LoadSideFile(const std::string& sideFilePath);
 
-// A seam for the writes of a save (see writeProcedure).
-using SideWriteFn = std::function<long(int fd, const void* data, std::size_t size)>;
-
 // Writes the side file safely: a temporary file beside it, renamed over it
 // only when every byte reached the disk; the old file is untouched on any
-// failure. Refuses a path with a procedure extension. Returns 0 or error code
-// 92 << 8 (file write error).
-int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content,
-                 const SideWriteFn& write = {});
+// failure. Refuses a path with a procedure extension. Returns 0 or
+// kSideFileWriteError.
+int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content);
 
 // One variable line: "%-7s(%d)          " or "%-7s(?)          ", with the
 // description printed over it from position 16.

@@ -94,7 +94,7 @@ TEST_F(PrintDialogs, SyntaxTestListsTheCoreProtocolAndLeadsToSteps) {
     list.appendRecord(timeStep("B1", 9));  // GOTO to a step that does not exist
     list.appendRecord(timeStep());
     const std::string pad = path("T.PAD");
-    ASSERT_EQ(writeProcedure(pad, list), 0);
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
 
     SyntaxTestDialog dialog(pad, {});
     // Localised, Print waits for a run.
@@ -142,7 +142,7 @@ TEST_F(PrintDialogs, PreCheckRunsOnTheProcedureInMemory) {
     list.appendRecord(timeStep());
     list.appendRecord(timeStep());
     const std::string pad = path("P.PAD");
-    ASSERT_EQ(writeProcedure(pad, list), 0);
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
     list.documentPath = pad;
     list.documentOpen = 1;
     // An unsaved change: the last step now jumps nowhere.
@@ -175,7 +175,7 @@ TEST_F(PrintDialogs, PreCheckRunsOnTheProcedureInMemory) {
     // Nothing was written: no system file, the procedure file unchanged.
     EXPECT_FALSE(QFile::exists(QString::fromStdString(SystemFilePath(pad))));
     RecordFile onDisk;
-    ASSERT_TRUE(readRecordFile(pad, onDisk, false));
+    ASSERT_TRUE(readRecordFile(pad, onDisk).ok());
     EXPECT_FALSE(onDisk.records.back().hasBranch());
     // A second run reuses the window.
     EXPECT_EQ(RunPreCheck(&parent, list, {}), dialog);
@@ -225,7 +225,7 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
     ProcedureList list;
     list.appendRecord(timeStep());
     const std::string pad = path("D.PAD");
-    ASSERT_EQ(writeProcedure(pad, list), 0);
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
     list.documentPath = pad;
     list.documentOpen = 1;
     EXPECT_TRUE(DescriptionAvailable(list));

@@ -4,7 +4,6 @@
 #include "check/syntax_test.h"
 #include "cli.h"
 #include "model/encoding.h"
-#include "model/procedure_file.h"
 #include "texts/errors.h"
 
 namespace quelvari::cli {
@@ -28,9 +27,9 @@ constexpr const char* kCheckUsage =
     "Exit status: 0 no error found (the warnings 8058 and 8090 do not count),\n"
     "1 errors were found. The protocol shows the count as the editor does, 8 bits\n"
     "wide (256 findings read as none and the system file is written), but the\n"
-    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64), cannot be read\n"
-    "(message 93), its system file or OUT cannot be written (message 92),\n"
-    "64 bad arguments.\n";
+    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64),\n"
+    "cannot be read (message 93), its system file or OUT cannot be written\n"
+    "(message 92), 64 bad arguments.\n";
 
 int runCheck(const std::vector<std::string>& input) {
     std::vector<std::string> args = input;
@@ -79,7 +78,7 @@ int runCheck(const std::vector<std::string>& input) {
     // The protocol of a procedure that could be checked is printed even when
     // its system file could not be written.
     if (pdf && !result.lines.empty() && !WriteProtocolPdf(result.lines, *pdf)) {
-        printErrorMessage(kErrFileWrite);
+        printErrorMessage(ErrorCode(92));
         std::cerr << "quelvari-cli: cannot write " << *pdf << "\n";
         return kExitFile;
     }

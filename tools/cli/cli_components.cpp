@@ -326,11 +326,11 @@ class ScriptUi : public EditUi {
 
 // Loads FILE and moves to STEP; 0 or an exit status.
 int openAtStep(const std::string& path, const std::string& stepText, ProcedureList& list,
-               bool allowEmpty) {
+               FileLock& lock, bool allowEmpty) {
     const auto step = parseNumber(stepText);
     if (!step || *step < 1)
         return usageError("STEP must be a step number from 1");
-    if (const int e = load(path, list))
+    if (const int e = load(path, list, lock))
         return e;
     const std::uint32_t last = list.componentCount == 0 && allowEmpty ? 1 : list.componentCount;
     if (static_cast<std::uint32_t>(*step) > last || *step > 10000)
@@ -350,15 +350,19 @@ int runInsert(const std::vector<std::string>& argsIn) {
     if (!type)
         return usageError("unknown component type '" + args[2] + "'");
     const Editor& editor = EditorOf(*type);
-    MapForm form;
-    if (!applyValues(editor, {args.begin() + 3, args.end()}, form))
-        return kExitUsage;
     ComponentRecord editRecord;
     PresetNewRecord(editRecord, *type);
+    MapForm form;
+    form.directory = directoryOf(args[0]);
+    MapForm items;
+    editor.fill(editRecord, items);
+    if (!applyValues(editor, {args.begin() + 3, args.end()}, form, items))
+        return kExitUsage;
     if (const int code = editor.read(form, editRecord))
         return reportFault(code);
     ProcedureList list;
-    if (const int e = openAtStep(args[0], args[1], list, true))
+    FileLock lock;
+    if (const int e = openAtStep(args[0], args[1], list, lock, true))
         return e;
     ScriptUi ui(editRecord);
     EditCommands commands(list, ui);
@@ -374,7 +378,8 @@ int runDelete(const std::vector<std::string>& args) {
     if (args.size() != 2)
         return usageError("delete takes FILE and STEP (see delete --help)");
     ProcedureList list;
-    if (const int e = openAtStep(args[0], args[1], list, false))
+    FileLock lock;
+    if (const int e = openAtStep(args[0], args[1], list, lock, false))
         return e;
     // The editor saves no procedure without steps either.
     if (list.componentCount == 1)

@@ -19,6 +19,7 @@
 #include "model/procedure_file.h"
 #include "model/side_file.h"
 #include "render/print_render.h"
+#include "texts/errors.h"
 #include "texts/texts.h"
 
 namespace quelvari::cli {
@@ -142,8 +143,8 @@ int runDescribe(const std::vector<std::string>& input) {
         return usageError("describe takes one FILE (see describe --help)");
     const std::string& procedure = args[0];
     RecordFile records;
-    if (!readRecordFile(procedure, records, false)) {
-        printErrorMessage(kErrFileOpen);
+    if (!readRecordFile(procedure, records).ok()) {
+        printErrorMessage(ErrorCode(93));
         std::cerr << "quelvari-cli: cannot read " << procedure << "\n";
         return kExitFile;
     }
@@ -191,7 +192,7 @@ int runDescribe(const std::vector<std::string>& input) {
             c.variables.add(NewVariableLine(records.records, name, description));
     }
     if (change) {
-        const int error = load.writable ? SaveSideFile(sidePath, c) : kErrFileWrite;
+        const int error = load.writable ? SaveSideFile(sidePath, c) : kSideFileWriteError;
         if (error != 0) {
             printErrorMessage(error);
             std::cerr << "quelvari-cli: cannot write " << sidePath << "\n";
@@ -230,8 +231,8 @@ int runPrint(const std::vector<std::string>& input) {
     if (args.size() != 1 || (!args[0].empty() && args[0][0] == '-'))
         return usageError("print takes one FILE (see print --help)");
     RecordFile records;
-    if (!readRecordFile(args[0], records, false)) {
-        printErrorMessage(kErrFileOpen);
+    if (!readRecordFile(args[0], records).ok()) {
+        printErrorMessage(ErrorCode(93));
         std::cerr << "quelvari-cli: cannot read " << args[0] << "\n";
         return kExitFile;
     }

@@ -33,8 +33,8 @@ QString pathText(const std::string& path) {
     return QFile::decodeName(QByteArray::fromStdString(path));
 }
 
-void showCatalogueError(QWidget* parent, int code) {
-    const ErrorBox box = ComposeErrorMessage(code);
+void showCatalogueError(QWidget* parent, const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     QMessageBox message(QMessageBox::NoIcon, ToQt(box.caption), ToQt(box.text), QMessageBox::Ok,
                         parent);
     message.exec();
@@ -198,7 +198,7 @@ void SyntaxTestDialog::start() {
     targets_ = ProtocolTargets(result_);
     fillProtocol(list_, result_, targets_);
     QApplication::restoreOverrideCursor();
-    if (result_.fileError != 0)
+    if (!result_.fileError.ok())
         showCatalogueError(this, result_.fileError);
 }
 
@@ -226,7 +226,7 @@ PreCheckDialog::PreCheckDialog(const ProcedureList& list, GoToStep goTo, QWidget
     auto* again = box->addButton(QString::fromUtf8(germanLabel(syntax_ids::kStart)),
                                  QDialogButtonBox::ActionRole);
     texts_.add(syntax_ids::kStart, again);
-    box->button(QDialogButtonBox::Close)->setText(LangQt(2));
+    box->button(QDialogButtonBox::Close)->setText(LangQt(1));
     layout->addWidget(box);
     connect(again, &QPushButton::clicked, this, &PreCheckDialog::run);
     connect(box, &QDialogButtonBox::rejected, this, &QDialog::close);
