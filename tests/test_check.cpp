@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 
 #include "check_builders.h"
+#include "model/procedure.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
@@ -18,23 +23,11 @@ struct Seen {
     bool operator==(const Seen&) const = default;
 };
 
-// The findings of a protocol, recognised by their texts in the current language.
+// The findings of a run, with the step the protocol shows (0 for the arrow).
 std::vector<Seen> findingsOf(const SyntaxTestResult& result) {
-    std::map<std::string, int> byText;
-    for (int id = 8001; id <= 8090; ++id)
-        byText.emplace(LangText(static_cast<std::uint32_t>(id)), id);
     std::vector<Seen> out;
-    for (const std::string& line : result.lines) {
-        if (line.size() < 9)
-            continue;
-        const auto it = byText.find(line.substr(9));
-        if (it == byText.end())
-            continue;
-        if (line.starts_with("     ==> "))
-            out.push_back({it->second, 0});
-        else
-            out.push_back({it->second, std::stoi(line.substr(4, 4))});
-    }
+    for (const SyntaxFinding& f : result.findings)
+        out.push_back({f.textId, f.wholeFile() ? 0 : f.step});
     return out;
 }
 
@@ -63,8 +56,28 @@ ComponentRecord plain() {
     return makeRecord('B');
 }
 
+// A graphic, text print or statistic component naming step `step`.
+ComponentRecord stepReference(char type, int step) {
+    ComponentRecord r = makeRecord(type);
+    if (type == 'G')
+        r.setU16(92, static_cast<std::uint16_t>(step));
+    else if (type == 'P')
+        r.setU16(94, static_cast<std::uint16_t>(step));
+    else
+        r.setI16(154, static_cast<std::int16_t>(step));
+    return r;
+}
+
 Records repeat(const ComponentRecord& r, int n) {
     return Records(static_cast<std::size_t>(n), r);
+}
+Records operator+(Records a, const Records& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+Records operator+(Records a, const ComponentRecord& b) {
+    a.push_back(b);
+    return a;
 }
 
 // One finding: a set-up that gives it (at `step`, 0 for the arrow form) and
@@ -77,6 +90,19 @@ struct Case {
     std::function<void(Scene&)> trigger;
     std::function<void(Scene&)> clean;
 };
+
+// A set-up that writes only the procedure.
+std::function<void(Scene&)> pad(const Records& records) {
+    return [records](Scene& t) { t.procedure(records); };
+}
+
+// A set-up that writes module M and the procedure.
+std::function<void(Scene&)> withM(const Records& module, const Records& records) {
+    return [module, records](Scene& t) {
+        t.module("M", module);
+        t.procedure(records);
+    };
+}
 
 std::vector<Case> cases() {
     using C = Scene;
@@ -114,180 +140,110 @@ std::vector<Case> cases() {
         t.irq(1, ir);
     };
     return {
-        {"goto target", 8019, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({makeRecord('B', "", "B1", 3), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('B', "", "B1", 2), plain()});
-         }},
-        {"last with condition", 8029, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({plain(), withEntry(plain(), "B1")});
-         },
-         [](C& t) {
-             t.procedure({withEntry(plain(), "B1"), plain()});
-         }},
-        {"last is module", 8032, 2, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({plain(), moduleCall("M")});
-         },
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
-        {"options outside PC runtime", 8077, 1, kCheckLumo,
-         [](C& t) {
-             t.procedure({makeRecord('O'), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('B'), makeRecord('S'), plain()});
-         }},
+        {"goto target", 8019, 1, kCheckTarvisel, pad({makeRecord('B', "", "B1", 3), plain()}),
+         pad({makeRecord('B', "", "B1", 2), plain()})},
+        {"last with condition", 8029, 2, kCheckTarvisel, pad({plain(), withEntry(plain(), "B1")}),
+         pad({withEntry(plain(), "B1"), plain()})},
+        {"last is module", 8032, 2, kCheckTarvisel, withM({plain()}, {plain(), moduleCall("M")}),
+         withM({plain()}, {moduleCall("M"), plain()})},
+        {"options outside PC runtime", 8077, 1, kCheckLumo, pad({makeRecord('O'), plain()}),
+         pad({makeRecord('B'), makeRecord('S'), plain()})},
         {"Interbus-S and control", 8038, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('Z'), makeRecord('S'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('Z'), plain()});
-         }},
-        {"Interbus-S not reset", 8037, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('I'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('R'), plain()});
-         }},
+         pad({interbus('Z'), makeRecord('S'), plain()}), pad({interbus('Z'), plain()})},
+        {"Interbus-S not reset", 8037, 2, kCheckTarvisel, pad({interbus('I'), plain()}),
+         pad({interbus('I'), interbus('R'), plain()})},
         {"Interbus-S cycle before initialising", 8035, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('Z'), interbus('I'), interbus('R'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('Z'), interbus('R'), plain()});
-         }},
+         pad({interbus('Z'), interbus('I'), interbus('R'), plain()}),
+         pad({interbus('I'), interbus('Z'), interbus('R'), plain()})},
         {"Interbus-S initialised again without reset", 8036, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('I'), interbus('R'), plain()});
-         },
-         [](C& t) {
-             t.procedure({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'),
-                          plain()});
-         }},
+         pad({interbus('I'), interbus('I'), interbus('R'), plain()}),
+         pad({interbus('I'), interbus('R'), interbus('I'), interbus('Z'), interbus('R'), plain()})},
         {"test selection twice", 8078, 3, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({makeRecord('a'), plain(), makeRecord('a'), plain()});
-         },
-         [](C& t) {
-             t.procedure({makeRecord('a'), plain(), plain()});
-         }},
+         pad({makeRecord('a'), plain(), makeRecord('a'), plain()}),
+         pad({makeRecord('a'), plain(), plain()})},
         {"section name twice", 8083, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()});
-         }},
+         pad({section(0, "Pump"), section(1, "Pump"), section(2, "End"), plain()}),
+         pad({section(0, "Pump"), section(1, "Pumps"), section(2, "End"), plain()})},
         {"routine enabled twice", 8005, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}),
-                          plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
-         }},
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()}),
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()})},
         {"routine disabled while idle", 8006, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{2, 2}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()});
-         }},
+         pad({interrupt({{2, 2}}), plain()}),
+         pad({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()})},
         {"interval above 5000 ms", 8065, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()});
-         },
+         pad({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()}),
          [](C& t) {
              // The limit is one of milliseconds: 60 in seconds is not above it.
              t.procedure({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}),
                           interrupt({{0, 2}, {1, 2}}), plain()});
          }},
         {"external routine on an instrument", 8052, 1, kCheckPv3320,
-         [](C& t) {
-             t.procedure({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()});
-         },
+         pad({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()}),
          [](C& t) {
              t.irq(4, {plain()});
              t.procedure({interrupt({{3, 1, 'B'}}), interrupt({{3, 2}}), plain()});
          }},
-        {"routine left active", 8007, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C'}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()});
-         }},
+        {"routine left active", 8007, 0, kCheckTarvisel, pad({interrupt({{0, 1, 'C'}}), plain()}),
+         pad({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()})},
         {"memory measured twice", 8009, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('S'), measuring('T'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()});
-         }},
-        {"transfer without memory", 8010, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('T'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('S'), measuring('T'), plain()});
-         }},
-        {"memory not transferred", 8011, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({measuring('S'), plain()});
-         },
-         [](C& t) {
-             t.procedure({measuring('M'), plain()});
-         }},
+         pad({measuring('S'), measuring('S'), measuring('T'), plain()}),
+         pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
+        {"transfer without memory", 8010, 1, kCheckTarvisel, pad({measuring('T'), plain()}),
+         pad({measuring('S'), measuring('T'), plain()})},
+        {"memory not transferred", 8011, 0, kCheckTarvisel, pad({measuring('S'), plain()}),
+         pad({measuring('M'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, [=](C& t) { channels(t, 37); },
          [=](C& t) { channels(t, 36); }},
-        {"more than 32 module components", 8027, 33, kCheckTarvisel,
+        {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
          [](C& t) {
-             t.module("M", {plain()});
-             auto r = repeat(moduleCall("M"), 33);
-             r.push_back(plain());
-             t.procedure(r);
+             std::vector<std::pair<char, int>> a, b;
+             for (int i = 1; i <= 37; ++i)
+                 (i <= 19 ? a : b).push_back({'P', i});
+             t.procedure({measuring('S', a), measuring('S', b)});
+         },
+         pad({measuring('S'), measuring('S'), measuring('T'), plain()})},
+        {"37th channel in an interrupt measuring to memory", 8014, 2, kCheckTarvisel,
+         [](C& t) {
+             std::vector<std::pair<char, int>> a, b;
+             for (int i = 1; i <= 37; ++i)
+                 (i <= 19 ? a : b).push_back({'P', i});
+             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+             t.irq(1, {measuring('M', a), measuring('S', b)});
          },
          [](C& t) {
-             t.module("M", {plain()});
-             auto r = repeat(moduleCall("M"), 32);
-             r.push_back(plain());
-             t.procedure(r);
+             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
+             t.irq(1, {measuring('M'), measuring('S')});
          }},
-        {"module missing", 8025, 0, kCheckTarvisel,
+        {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
+         pad({stepReference('G', 3), plain()}), pad({stepReference('G', 2), plain()})},
+        {"text print refers to step 0", 8015, 2, kCheckTarvisel,
+         pad({plain(), stepReference('P', 0), plain()}),
+         pad({plain(), stepReference('P', 1), plain()})},
+        {"statistic refers below step 1", 8015, 1, kCheckTarvisel,
+         pad({stepReference('T', -2), plain()}),
          [](C& t) {
-             t.procedure({moduleCall("GONE"), plain()});
-         },
+             // A reference by variable (byte 152 set) names no step.
+             ComponentRecord r = stepReference('T', -2);
+             r.setU8(152, 1);
+             t.procedure({r, plain()});
+         }},
+        {"module references count the module's own steps", 8015, 1, kCheckTarvisel,
+         withM({stepReference('G', 3), plain()}, {moduleCall("M"), plain(), plain()}),
+         withM({stepReference('G', 2), plain()}, {moduleCall("M"), plain(), plain()})},
+        {"more than 32 module components", 8027, 33, kCheckTarvisel,
+         withM({plain()}, repeat(moduleCall("M"), 33) + plain()),
+         withM({plain()}, repeat(moduleCall("M"), 32) + plain())},
+        {"module missing", 8025, 0, kCheckTarvisel, pad({moduleCall("GONE"), plain()}),
          [](C& t) {
              t.module("HERE", {plain()});
              t.procedure({moduleCall("HERE"), plain()});
          }},
         {"interrupt in module", 8028, 1, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {interrupt({{0, 2}}), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {plain(), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
+         withM({interrupt({{0, 2}}), plain()}, {moduleCall("M"), plain()}),
+         withM({plain(), plain()}, {moduleCall("M"), plain()})},
         {"break in module", 8033, 1, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {breakAt('Z', 1), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {plain()});
-             t.procedure({breakAt('Z', 1), moduleCall("M"), plain()});
-         }},
+         withM({breakAt('Z', 1), plain()}, {moduleCall("M"), plain()}),
+         withM({plain()}, {breakAt('Z', 1), moduleCall("M"), plain()})},
         {"module not registered", 8030, 1, kCheckTarvisel,
          [](C& t) {
              t.module("M", {moduleCall("N"), plain()});
@@ -300,59 +256,23 @@ std::vector<Case> cases() {
              t.procedure({moduleCall("M"), moduleCall("N"), plain()});
          }},
         {"module ends with a condition", 8031, 2, kCheckTarvisel,
-         [](C& t) {
-             t.module("M", {plain(), makeRecord('B', "", "B1", 1)});
-             t.procedure({moduleCall("M"), plain()});
-         },
-         [](C& t) {
-             t.module("M", {makeRecord('B', "", "B1", 1), plain()});
-             t.procedure({moduleCall("M"), plain()});
-         }},
+         withM({plain(), makeRecord('B', "", "B1", 1)}, {moduleCall("M"), plain()}),
+         withM({makeRecord('B', "", "B1", 1), plain()}, {moduleCall("M"), plain()})},
         {"break with another reference", 8034, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), breakAt('S', 1), plain()});
-         },
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), breakAt('Z', 1), plain()});
-         }},
+         pad({breakAt('Z', 1), breakAt('S', 1), plain()}),
+         pad({breakAt('Z', 1), breakAt('Z', 1), plain()})},
         {"first section with another reference", 8034, 2, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()});
-         },
-         [](C& t) {
-             t.procedure({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()});
-         }},
+         pad({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()}),
+         pad({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()})},
         {"FIRST section twice", 8084, 4, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "a"), section(0, "b"), section(2, "c"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "a"), section(1, "b"), section(2, "c"), plain()});
-         }},
+         pad({section(0, "a"), section(0, "b"), section(2, "c"), plain()}),
+         pad({section(0, "a"), section(1, "b"), section(2, "c"), plain()})},
         {"LAST section missing", 8085, 3, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({section(0, "a"), section(1, "b"), plain()});
-         },
-         [](C& t) {
-             t.procedure({section(0, "a"), section(2, "b"), plain()});
-         }},
+         pad({section(0, "a"), section(1, "b"), plain()}),
+         pad({section(0, "a"), section(2, "b"), plain()})},
         {"more than 100 sections", 8086, 101, kCheckTarvisel,
-         [](C& t) {
-             auto r = Records{section(0, "f")};
-             for (int i = 0; i < 99; ++i)
-                 r.push_back(section(1, "m"));
-             r.push_back(section(2, "l"));
-             r.push_back(plain());
-             t.procedure(r);
-         },
-         [](C& t) {
-             auto r = Records{section(0, "f")};
-             for (int i = 0; i < 98; ++i)
-                 r.push_back(section(1, "m"));
-             r.push_back(section(2, "l"));
-             r.push_back(plain());
-             t.procedure(r);
-         }},
+         pad(Records{section(0, "f")} + repeat(section(1, "m"), 99) + section(2, "l") + plain()),
+         pad(Records{section(0, "f")} + repeat(section(1, "m"), 98) + section(2, "l") + plain())},
         {"more than 60 pictures", 8050, 61, kCheckTarvisel, [=](C& t) { picturesIn(t, 61); },
          [=](C& t) { picturesIn(t, 60); }},
         {"picture above 1,000,000 bytes", 8049, 1, kCheckPv6410,
@@ -367,6 +287,15 @@ std::vector<Case> cases() {
         {"JPEG on the PV6410", 8043, 1, kCheckPv6410,
          [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); },
          [=](C& t) { onePicture(t, bitmapBytes(4), "a.bmp"); }},
+        {"JPEG name, not a directory's dot", 8043, 1, kCheckPv6410,
+         [=](C& t) {
+             ::mkdir(t.dir.file("pics.j").c_str(), 0700);
+             onePicture(t, jpegBytes(), "pics.j/a.JPEG");
+         },
+         [=](C& t) {
+             ::mkdir(t.dir.file("pics.j").c_str(), 0700);
+             onePicture(t, bitmapBytes(4), "pics.j/a");
+         }},
         {"picture file missing", 8042, 1, kCheckPv3320,
          [=](C& t) { onePicture(t, {}, "none.bmp"); },
          [=](C& t) { onePicture(t, jpegBytes(), "a.jpg"); }},
@@ -376,12 +305,8 @@ std::vector<Case> cases() {
          },
          [=](C& t) { onePicture(t, bitmapBytes(24), "a.bmp"); }},
         {"transfer command form", 8056, 1, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({command({"DIR", "SAVE -m12"}), plain()});
-         },
-         [](C& t) {
-             t.procedure({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()});
-         }},
+         pad({command({"DIR", "SAVE -m12"}), plain()}),
+         pad({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()})},
         {"more than 96 variables", 8070, 97, kCheckPv6410, [=](C& t) { variables(t, 97); },
          [=](C& t) { variables(t, 96); }},
         {"forbidden type in IR", 8004, 1, kCheckTarvisel,
@@ -412,12 +337,8 @@ std::vector<Case> cases() {
          [=](C& t) { irWith(t, repeat(plain(), 31)); },
          [=](C& t) { irWith(t, repeat(plain(), 30)); }},
         {"IR file missing", 8008, 0, kCheckTarvisel,
-         [](C& t) {
-             t.procedure({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()});
-         }},
+         pad({interrupt({{1, 1}}), interrupt({{1, 2}}), plain()}),
+         pad({interrupt({{1, 1, 'C'}}), interrupt({{1, 2}}), plain()})},
     };
 }
 
@@ -530,16 +451,112 @@ TEST_F(Check, CountWrapsAt256) {
     const auto result = run();
     EXPECT_EQ(findingsOf(result).size(), 256u);
     EXPECT_EQ(result.errorCount, 0);
+    EXPECT_EQ(result.countedFindings, 256u);
     EXPECT_TRUE(result.systemFileWritten);
+    EXPECT_EQ(result.lines.back().find("Pumps"), std::string::npos);
+    // The program shows "OK" and writes the system file, but a script is
+    // told the truth.
+    const auto cli = runCli("check " + pad + " --mode tarvisel");
+    EXPECT_EQ(cli.status, 1);
+    EXPECT_NE(cli.out.find("\n***** "), std::string::npos) << cli.out;
+}
+
+TEST_F(Check, EndOfProcedureFindingsInTheirOrder) {
+    module("M", {plain()});
+    procedure({interbus('I'), interrupt({{0, 1, 'C'}}), measuring('S'), section(0, "A"),
+               section(0, "B"), makeRecord('B', "", "B1", 99), withEntry(moduleCall("M"), "B2")});
+    const auto seen = findingsOf(run());
+    EXPECT_EQ(seen, (std::vector<Seen>{{8019, 6},
+                                       {8029, 7},
+                                       {8032, 7},
+                                       {8037, 7},
+                                       {8007, 0},
+                                       {8011, 0},
+                                       {8084, 7},
+                                       {8085, 7}}));
+}
+
+TEST_F(Check, InstrumentMemorySummary) {
+    setLanguage(kEnglish);
+    const std::string bmp = dir.file("a.bmp");
+    writeBytes(bmp, bitmapBytes(4, 2048));
+    procedure({picture(bmp), measuring('S', {{'P', 1}, {'P', 2}}, 1000), measuring('T'), plain()});
+    const auto lines = run(kCheckPv6410).lines;
+    const auto head = std::find(lines.begin(), lines.end(), LangText(3151));
+    ASSERT_NE(head, lines.end());
+    ASSERT_GE(lines.end() - head, 5);
+    auto memoryLine = [](int label, const char* figure) {
+        std::string l = LangText(static_cast<std::uint32_t>(label));
+        return std::string(30 - l.size(), ' ') + l + ":  " + figure + " kB";
+    };
+    EXPECT_EQ(head[1], memoryLine(3152, "   3.1"));  // 4 records of 800 bytes
+    EXPECT_EQ(head[2], memoryLine(3153, "   2.0"));
+    EXPECT_EQ(head[3], memoryLine(3154, "   7.8"));  // 1000 x 2 channels x 4 bytes
+    EXPECT_EQ(head[4], memoryLine(3155, "   0.0"));
+    const auto pv3320 = run(kCheckPv3320).lines;
+    EXPECT_NE(std::find(pv3320.begin(), pv3320.end(), memoryLine(3152, " 3.125")), pv3320.end());
+    const auto pc = run(kCheckTarvisel).lines;
+    EXPECT_EQ(std::find(pc.begin(), pc.end(), LangText(3151)), pc.end());
+}
+
+TEST_F(Check, RelativePathNamesTheFullDirectory) {
+    procedure({plain(), moduleCall("M"), plain()});
+    module("M", {plain()});
+    const std::string home = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path());
+    const auto r = RunSyntaxTest("T.PAD", kCheckTarvisel);
+    // From elsewhere the module is still found beside the procedure.
+    std::filesystem::current_path("/");
+    const auto fromRoot = RunSyntaxTest(dir.path().substr(1) + "/T.PAD", kCheckTarvisel);
+    std::filesystem::current_path(home);
+    ASSERT_GE(r.lines.size(), 3u);
+    EXPECT_EQ(r.lines[2], LangText(3157) + dir.path());
+    EXPECT_EQ(r.procedureName, "T.PAD");
+    EXPECT_EQ(r.countedFindings, 0u);
+    EXPECT_EQ(fromRoot.countedFindings, 0u) << fromRoot.lines.back();
+    EXPECT_TRUE(std::ifstream(dir.file("T.sys")).good());
+}
+
+TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
+    module("M", {plain()});
+    const Records records = {measuring('T'), moduleCall("M"), moduleCall("Gone"),
+                             makeRecord('B', "", "B1", 9), plain()};
+    procedure(records);
+    const auto onDisk = run(kCheckPv6410);
+    ::unlink(dir.file("T.sys").c_str());
+
+    ProcedureList list;
+    for (const ComponentRecord& r : records)
+        list.appendRecord(r);
+    const auto inMemory = RunSyntaxTestInMemory(list, pad, kCheckPv6410);
+    EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
+    EXPECT_EQ(inMemory.lines, onDisk.lines);
+    EXPECT_FALSE(inMemory.systemFileWritten);
+
+    // A clean procedure: summary, but still no system file.
+    ProcedureList clean;
+    clean.appendRecord(plain());
+    const auto ok = RunSyntaxTestInMemory(clean, dir.file("New.PAD"), kCheckLumo);
+    EXPECT_EQ(ok.countedFindings, 0u);
+    EXPECT_EQ(ok.lines[std::size_t{6}], LangText(3145));
+    EXPECT_FALSE(std::ifstream(dir.file("New.sys")).good());
+
+    // Never saved: no directory, so every module is missing.
+    ProcedureList unsaved;
+    unsaved.appendRecord(moduleCall("M"));
+    unsaved.appendRecord(plain());
+    const auto u = RunSyntaxTestInMemory(unsaved, "", kCheckTarvisel);
+    EXPECT_EQ(findingsOf(u), (std::vector<Seen>{{8025, 0}}));
+    EXPECT_EQ(u.files.size(), 2u);
 }
 
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
-    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError, 64 << 8);
-    EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError, 93 << 8);
+    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError.code(), 64 << 8);
+    EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError.code(), 93 << 8);
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
     const auto r = run();
-    EXPECT_EQ(r.fileError, 92 << 8);
+    EXPECT_EQ(r.fileError.code(), 92 << 8);
     EXPECT_EQ(r.errorCount, 0);
     EXPECT_FALSE(r.systemFileWritten);
 }
@@ -564,23 +581,6 @@ TEST_F(Check, OldFormatIsReportedOnce) {
     old[kOldRecordSize + 77] = 'B';
     writeBytes(pad, old);
     EXPECT_EQ(findingsOf(run()), (std::vector<Seen>{{8059, 1}}));
-}
-
-TEST(CheckCli, ExitCodesAndOutput) {
-    TempDir dir;
-    writeRecords(dir.file("ok.pad"), {makeRecord('B')});
-    const auto ok = runCli("check " + dir.file("ok.pad") + " --mode pv6410 --lang 1");
-    EXPECT_EQ(ok.status, 0) << ok.out;
-    EXPECT_NE(ok.out.find("*** PAD ***\n    ok.pad\n"), std::string::npos);
-    EXPECT_TRUE(std::ifstream(dir.file("ok.sys")).good());
-
-    writeRecords(dir.file("bad.PAD"), {makeRecord('B', "", "B1", 5)});
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode tarvisel").status, 1);
-    EXPECT_FALSE(std::ifstream(dir.file("bad.sys")).good());
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAM") + " --mode tarvisel").status, 2);
-    EXPECT_EQ(runCli("check " + dir.file("none.PAD") + " --mode tarvisel").status, 2);
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD")).status, 64);
-    EXPECT_EQ(runCli("check " + dir.file("bad.PAD") + " --mode pv9").status, 64);
 }
 
 }  // namespace

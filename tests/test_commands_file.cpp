@@ -23,6 +23,7 @@ class ScriptedUi : public FileUi {
     std::vector<std::string> questions;
     std::vector<std::string> initialNames;
     std::vector<int> errors;
+    std::vector<std::string> details;
     std::string title, status;
 
     Answer askYesNoCancel(const std::string& text) override { return next(text); }
@@ -33,7 +34,10 @@ class ScriptedUi : public FileUi {
         initialNames.push_back(initial);
         return nextFile();
     }
-    void showError(int code) override { errors.push_back(code); }
+    void showError(const Status& s) override {
+        errors.push_back(s.code());
+        details.push_back(s.detail());
+    }
     void setWindowTitle(const std::string& t) override { title = t; }
     void setStatusCount(const std::string& s) override { status = s; }
     void repaint() override {}
@@ -151,7 +155,7 @@ TEST(FileCommands, OpenDiscardsTheProcedureBeforeTheDialog) {
     for (int i = 0; i < 3; ++i)
         source.appendRecord(test::makeRecord('Z'));
     const std::string path = dir.file("three.PAD");
-    ASSERT_EQ(writeProcedure(path, source), 0);
+    ASSERT_TRUE(writeProcedure(path, source).ok());
     ui.files.push_back(path);
     cmd.fileOpen();
     EXPECT_EQ(list.componentCount, 3u);
@@ -210,7 +214,7 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     EXPECT_EQ(s.language, 3u);
     EXPECT_EQ(s.printSize, 0u);
 
-    ASSERT_TRUE(WriteConfiguration({3, 1}));
+    ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
     EXPECT_EQ(readBytes(p.file), (std::vector<std::uint8_t>{3, 0, 0, 0, 1, 0, 0, 0}));
 
     // Without the override the root lies in the user's configuration directory.

@@ -114,6 +114,7 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
                         {"branch without target", {"1021=B3", "1022=0"}, ErrorCode(3, f + 1)},
                         {"branch, target unreadable", {"1021=B3", "1022=x"}, ErrorCode(3, f + 1)},
                         {"target without branch", {"1022=7"}, ErrorCode(4, f)},
+                        {"large target without branch", {"1022=70000"}, ErrorCode(4, f)},
                         {"empty branch, target 0", {"1022=0"}, 0},
                         {"branch and target", {"1021=B3", "1022=2"}, 0},
                     });

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "test_util.h"
 
@@ -121,11 +123,11 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
         const std::string path = dir.file("case.PAD");
         writeBytes(path, c.bytes);
         RecordFile file;
-        ASSERT_TRUE(readRecordFile(path, file));
+        ASSERT_TRUE(readRecordFile(path, file).ok());
         EXPECT_EQ(file.oldFormat, c.oldFormat) << c.bytes.size();
         EXPECT_EQ(file.records.size(), c.records) << c.bytes.size();
         ProcedureList list;
-        ASSERT_EQ(loadProcedure(path, list), 0);
+        ASSERT_TRUE(loadProcedure(path, list).ok());
         EXPECT_EQ(list.componentCount, c.records);
         EXPECT_EQ(list.nodeCount(), c.records);
         EXPECT_EQ(list.currentNode, &list.procedureHead);
@@ -134,10 +136,12 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     // The empty file's single record is empty (type 0).
     writeBytes(dir.file("empty.PAD"), {});
     ProcedureList list;
-    ASSERT_EQ(loadProcedure(dir.file("empty.PAD"), list), 0);
+    ASSERT_TRUE(loadProcedure(dir.file("empty.PAD"), list).ok());
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
 
-    EXPECT_EQ(loadProcedure(dir.file("missing.PAD"), list), kErrFileOpen);
+    const Status missing = loadProcedure(dir.file("missing.PAD"), list);
+    EXPECT_EQ(missing.code(), ErrorCode(kErrFileOpen));
+    EXPECT_EQ(missing.sysError, ENOENT);
     EXPECT_EQ(list.componentCount, 0u);
 }
 
@@ -146,7 +150,7 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
     ProcedureList list;
     // A never-filled procedure saves as one all-zero record with the marks set.
     const std::string emptyPath = dir.file("new.PAD");
-    ASSERT_EQ(writeProcedure(emptyPath, list), 0);
+    ASSERT_TRUE(writeProcedure(emptyPath, list).ok());
     auto bytes = readBytes(emptyPath);
     ASSERT_EQ(bytes.size(), 800u);
     std::vector<std::uint8_t> want(800, 0);
@@ -159,10 +163,10 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
         list.appendRecord(test::makeRecord('Z', "step", "B1", 2));
     list.tail()->record.setNumber(99);
     const std::string path = dir.file("five.PAD");
-    ASSERT_EQ(writeProcedure(path, list), 0);
+    ASSERT_TRUE(writeProcedure(path, list).ok());
     EXPECT_EQ(readBytes(path).size(), 5u * 800);
     ProcedureList again;
-    ASSERT_EQ(loadProcedure(path, again), 0);
+    ASSERT_TRUE(loadProcedure(path, again).ok());
     EXPECT_EQ(again.oldFormat, 0u);
     std::uint16_t n = 1;
     ComponentNode* a = &list.procedureHead;
@@ -179,7 +183,7 @@ TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
     ProcedureList original;
     for (int i = 0; i < 200; ++i)
         original.appendRecord(test::makeRecord('Z', "original"));
-    ASSERT_EQ(writeProcedure(path, original), 0);
+    ASSERT_TRUE(writeProcedure(path, original).ok());
     ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
     const auto before = readBytes(path);
 
@@ -187,34 +191,34 @@ TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
     for (int i = 0; i < 300; ++i)
         changed.appendRecord(test::makeRecord('Z', "changed"));
 
-    // The third write fails; then a short write with no error (a full disk).
-    for (int mode = 0; mode < 2; ++mode) {
+    // The third write fails; then a write that takes nothing (a full disk).
+    for (const int injected : {ENOSPC, -1}) {
         int calls = 0;
-        const WriteFn failing = [&](int fd, const void* data, std::size_t size) -> long {
-            if (++calls == 3) {
-                if (mode == 0) {
-                    errno = ENOSPC;
-                    return -1;
-                }
+        SetIoFault([&](IoCall call) {
+            if (call != IoCall::Write || ++calls != 3)
                 return 0;
-            }
-            return ::write(fd, data, size);
-        };
-        EXPECT_EQ(writeProcedure(path, changed, failing), kErrFileWrite);
+            return injected == -1 ? EIO : injected;
+        });
+        const Status s = writeProcedure(path, changed);
+        SetIoFault({});
+        EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
+        EXPECT_EQ(s.sysError, injected == -1 ? EIO : injected);
         EXPECT_EQ(readBytes(path), before);
     }
     // No temporary file is left behind.
     const auto listing = test::runCommand("ls -A '" + dir.path() + "'");
     EXPECT_EQ(listing.out, "keep.PAD\n");
 
-    ASSERT_EQ(writeProcedure(path, changed), 0);
+    ASSERT_TRUE(writeProcedure(path, changed).ok());
     struct stat st {};
     ASSERT_EQ(::stat(path.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 07777, 0640u);
     EXPECT_EQ(readBytes(path).size(), 300u * 800);
 
     // A directory that does not exist cannot be written to.
-    EXPECT_EQ(writeProcedure(dir.file("no/such/dir.PAD"), changed), kErrFileWrite);
+    const Status noDir = writeProcedure(dir.file("no/such/dir.PAD"), changed);
+    EXPECT_EQ(noDir.code(), ErrorCode(kErrFileWrite));
+    EXPECT_EQ(noDir.sysError, ENOENT);
 }
 
 }  // namespace

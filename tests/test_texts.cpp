@@ -253,6 +253,72 @@ TEST(TextGenerator, RefusesBrokenDataFiles) {
     EXPECT_NE(r.out.find("more than 690"), std::string::npos);
 }
 
+// Runs the generator on files named "kind:lang" and returns status and output.
+test::CommandResult generateAll(const std::vector<std::pair<std::string, std::string>>& files) {
+    test::TempDir dir;
+    std::string command = std::string(QUELVARI_TEXTGEN) + " '" + dir.file("out.cpp") + "'";
+    for (const auto& [key, content] : files) {
+        const std::string in =
+            dir.file(key.substr(key.find(':') + 1) + "-" + key.substr(0, key.find(':')) + ".txt");
+        test::writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
+        command += " " + key + "='" + in + "'";
+    }
+    return test::runCommand(command + " 2>&1");
+}
+
+TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
+    const std::string de =
+        "3202 \"Fehlerhaftes Feld: %d\"\n2020 \"X [%]:\"\n"
+        "10 \"%s von %5.1f kB, 100 %% und 5 % mehr\"\n";
+    // Same arguments with other widths, plain percent signs, "%i" for "%d",
+    // and a later entry of an id (never found) that differs.
+    const std::string goodEn =
+        "3202 \"Invalid field: %i\"\n2020 \"X [%]:\"\n"
+        "10 \"%-8s of %.3f kB, 100%% and 5 % more\"\n"
+        "3202 \"unused %s\"\n";
+    EXPECT_EQ(generateAll({{"texts:de", de}, {"texts:en", goodEn}}).status, 0);
+
+    struct Bad {
+        const char* lang;
+        std::string content;
+        const char* where;
+    };
+    const Bad bad[] = {
+        {"en", "3202 \"Invalid field: %s\"\n", "en-texts.txt:1: text 3202"},
+        {"fr", "# c\n\n3202 \"Champ invalide\"\n", "fr-texts.txt:3: text 3202"},
+        {"it", "10 \"%5.1f kB di %s\"\n", "it-texts.txt:1: text 10"},
+        {"en", "2020 \"X [%d]:\"\n", "en-texts.txt:1: text 2020"},
+        {"en", "99 \"only here %ld\"\n", "en-texts.txt:1: text 99"},
+    };
+    for (const Bad& b : bad) {
+        const auto r = generateAll({{"texts:de", de}, {std::string("texts:") + b.lang, b.content}});
+        EXPECT_EQ(r.status, 1) << b.content;
+        EXPECT_NE(r.out.find(b.where), std::string::npos) << r.out;
+    }
+    // The German text is the reference, so the German file itself passes.
+    EXPECT_EQ(generateAll({{"texts:de", "5 \"%s\"\n"}}).status, 0);
+
+    // Catalogue lines are compared line by line (a catalogue needs every title).
+    const std::string errDe = "1.0 \"FEHLER (1)\"\n1.2 \"Wert %d ist zu groß\"\n";
+    std::string titlesDe, titlesEn;
+    for (int n = 2; n <= 114; ++n) {
+        titlesDe += std::to_string(n) + ".0 \"F\"\n";
+        titlesEn += std::to_string(n) + ".0 \"E\"\n";
+    }
+    EXPECT_EQ(
+        generateAll({{"errors:de", errDe + titlesDe},
+                     {"errors:en", "1.0 \"ERROR (1)\"\n1.2 \"Value %d too big\"\n" + titlesEn}})
+            .status,
+        0);
+    const auto r =
+        generateAll({{"errors:de", errDe + titlesDe},
+                     {"errors:en", "1.0 \"ERROR %s\"\n1.2 \"Value too big\"\n" + titlesEn}});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("en-errors.txt:1: line 1.0 has placeholders %s, the German text none"),
+              std::string::npos)
+        << r.out;
+}
+
 TEST(CliTexts, TextErrorAndMissing) {
     EXPECT_EQ(test::runCli("text 173 --lang 1").out, "Syntax check\n");
     EXPECT_EQ(test::runCli("text 3202 --lang 0").out, "Fehlerhaftes Feld: %d\n");

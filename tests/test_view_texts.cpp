@@ -19,7 +19,7 @@ std::vector<ComponentRecord> viewSamples() {
     for (const char* file :
          {"/sample.PAD", "/check-clean/CLEAN.PAD", "/check-findings/FINDINGS.PAD"}) {
         RecordFile f;
-        if (readRecordFile(std::string(QUELVARI_EXAMPLES) + file, f, false))
+        if (readRecordFile(std::string(QUELVARI_EXAMPLES) + file, f).ok())
             records.insert(records.end(), f.records.begin(), f.records.end());
     }
     // Every type with an empty payload and with each mode byte set, so that

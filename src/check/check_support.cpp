@@ -1,5 +1,7 @@
 #include "check/check_support.h"
 
+#include "model/numbers.h"
+
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -68,7 +70,7 @@ bool IsTransferCommand(std::string_view line, bool& wellFormed) {
     if (line.size() - pos < 4)
         return false;
     for (std::size_t i = 0; i < 4; ++i)
-        if (std::toupper(static_cast<unsigned char>(line[pos + i])) != "SAVE"[i])
+        if (AsciiUpper(line[pos + i]) != "SAVE"[i])
             return false;
     pos += 4;
     if (pos < line.size() && line[pos] != ' ')

@@ -1,19 +1,27 @@
 #include "check/syntax_test.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <array>
 #include <bitset>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <unordered_map>
 
 #include "check/check_support.h"
-#include "check/record_reader.h"
 #include "components/condition.h"
 #include "components/layouts.h"
 #include "components/view.h"
+#include "model/file_io.h"
+#include "model/numbers.h"
+#include "model/procedure.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
+#include "model/record_reader.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -37,6 +45,7 @@ constexpr int kTextMemoryPv6410 = 3151;
 constexpr int kTextProcedureSize = 3152;
 constexpr int kTextPictures = 3153;
 constexpr int kTextMeasure = 3154;
+constexpr int kTextDatabase = 3155;
 constexpr int kTextErrors = 3156;
 constexpr int kTextDirectory = 3157;
 constexpr int kTextInputsDigital = 3158;
@@ -59,6 +68,7 @@ enum Finding : int {
     kMemoryNotTransferred = 8011,
     kMeasuringForbiddenInInterrupt = 8013,
     kTooManyChannels = 8014,
+    kReferenceMissing = 8015,
     kGotoMissing = 8019,
     kBargraphInInterrupt = 8021,
     kDbaseFiles = 8022,
@@ -106,11 +116,81 @@ enum Finding : int {
 
 constexpr int kMaxDbaseFiles = 12;
 
-std::string format(const char* fmt, auto... args) {
+__attribute__((format(printf, 1, 2))) std::string format(const char* fmt, ...) {
     char buf[512];
-    std::snprintf(buf, sizeof buf, fmt, args...);
+    va_list args;
+    va_start(args, fmt);
+    std::vsnprintf(buf, sizeof buf, fmt, args);
+    va_end(args);
     return buf;
 }
+
+std::string text(int id) {
+    return GetLangText(static_cast<std::uint32_t>(id));
+}
+
+// The records of one file as the checks walk them: from disk, or from the
+// procedure list in memory.
+class RecordSource {
+  public:
+    virtual ~RecordSource() = default;
+    virtual bool oldFormat() const = 0;
+    // How many records the walk will give (known before the walk, so that a
+    // step reference can be judged at its component).
+    virtual std::size_t count() const = 0;
+    // The next record, or null at the end; valid until the next call.
+    virtual const ComponentRecord* next() = 0;
+    // After next() gave null: the last record (every file has one).
+    virtual const ComponentRecord& last() const = 0;
+    // Not ok when the records could not be read to the end.
+    virtual Status status() const = 0;
+};
+
+class FileSource : public RecordSource {
+  public:
+    Status open(const std::string& path) {
+        if (Status s = reader_.open(path); !s.ok())
+            return s;
+        struct stat st {};
+        const std::size_t size = ::stat(path.c_str(), &st) == 0 && st.st_size > 0
+                                     ? static_cast<std::size_t>(st.st_size)
+                                     : 0;
+        const std::size_t step = reader_.oldFormat() ? kOldRecordSize : rec::kRecordSize;
+        count_ = std::clamp<std::size_t>(size / step, 1, kMaxProcedureSteps);
+        return {};
+    }
+    bool oldFormat() const override { return reader_.oldFormat(); }
+    std::size_t count() const override { return count_; }
+    const ComponentRecord* next() override { return reader_.next(); }
+    const ComponentRecord& last() const override { return reader_.last(); }
+    Status status() const override { return reader_.status(); }
+
+  private:
+    RecordReader reader_;
+    std::size_t count_ = 1;
+};
+
+class ListSource : public RecordSource {
+  public:
+    explicit ListSource(const ProcedureList& list) : list_(list) {}
+    bool oldFormat() const override { return list_.oldFormat != 0; }
+    std::size_t count() const override { return list_.nodeCount(); }
+    const ComponentRecord* next() override {
+        node_ = started_ ? (node_ ? node_->next : nullptr) : &list_.procedureHead;
+        started_ = true;
+        if (node_)
+            last_ = node_;
+        return node_ ? &node_->record : nullptr;
+    }
+    const ComponentRecord& last() const override { return last_->record; }
+    Status status() const override { return {}; }
+
+  private:
+    const ProcedureList& list_;
+    const ComponentNode* node_ = nullptr;
+    const ComponentNode* last_ = &list_.procedureHead;
+    bool started_ = false;
+};
 
 struct Module {
     std::string name;
@@ -139,55 +219,93 @@ class SyntaxTest {
         block_.fill(0);
         putU32(sysblk::kVersion, kSystemBlockVersion);
         putU16(sysblk::kMode, mode);
-        const std::size_t cut = path.find_last_of("/\\");
+        result_.checkMode = mode;
+        if (path.empty())
+            return;  // a procedure never saved: no name, no directory
+        // The protocol names the directory the procedure lives in, also when
+        // it was given relative to the current one, and modules are looked
+        // up there.
+        std::error_code ec;
+        std::string full = std::filesystem::absolute(path, ec).lexically_normal().string();
+        if (ec || full.empty())
+            full = path;
+        const std::size_t cut = full.find_last_of('/');
         if (cut == std::string::npos) {
-            name_ = path;
+            name_ = full;
         } else {
-            directory_ = path.substr(0, cut);
-            separator_ = path[cut];
-            name_ = path.substr(cut + 1);
+            directory_ = cut == 0 ? "/" : full.substr(0, cut);
+            name_ = full.substr(cut + 1);
         }
+        stem_ = full.size() >= 4 ? full.substr(0, full.size() - 4) : full;
     }
 
-    SyntaxTestResult run() {
+    SyntaxTestResult runOnFile() {
         head();
-        RecordReader pad;
-        if (!pad.open(path_)) {
-            result_.fileError = ErrorCode(93);
-            return std::move(result_);
+        FileSource pad;
+        if (Status s = pad.open(path_); !s.ok()) {
+            result_.fileError = s;
+            return done();
         }
-        checkProcedure(pad);
-        checkModules();
-        checkInterruptProcedures();
-        finish();
-        return std::move(result_);
+        runStages(pad);
+        // A file that could not be read to its end was not checked: no
+        // verdict and no system file.
+        if (!readError_.ok()) {
+            result_.fileError = readError_;
+            return done();
+        }
+        if (result_.errorCount == 0)
+            writeSystemFile();
+        return done();
+    }
+
+    SyntaxTestResult runInMemory(const ProcedureList& list) {
+        head();
+        ListSource pad(list);
+        runStages(pad);
+        if (!readError_.ok())
+            result_.fileError = readError_;
+        return done();
     }
 
   private:
-    // ---- Protocol --------------------------------------------------------
+    void runStages(RecordSource& pad) {
+        checkProcedure(pad);
+        checkModules();
+        checkInterruptProcedures();
+        if (result_.errorCount == 0)
+            fillSummary();
+    }
 
-    void addLine(std::string line) { result_.lines.push_back(std::move(line)); }
+    SyntaxTestResult done() {
+        result_.lines = RenderProtocol(result_);
+        return std::move(result_);
+    }
 
-    // One finding: the line with the step number (or the arrow for the four
-    // findings about the procedure as a whole), the count, the detail line.
+    // ---- Findings ----------------------------------------------------------
+
+    void beginListing(CheckedFileKind kind, int interrupt, std::string name, std::string path) {
+        result_.files.push_back({kind, interrupt, std::move(name), std::move(path)});
+    }
+
+    // One finding, labelled with the current file and step and carrying the
+    // detail text a check left.
     void addFinding(int textId) {
-        std::string line;
-        if (textId == kRoutineLeftActive || textId == kInterruptFileMissing ||
-            textId == kMemoryNotTransferred || textId == kModuleMissing)
-            line = "     ==> ";
-        else
-            line = format("    %4d:", step_);
-        line += GetLangText(static_cast<std::uint32_t>(textId));
+        SyntaxFinding f;
+        f.textId = textId;
+        f.file = result_.files.empty() ? 0 : result_.files.size() - 1;
+        f.step = step_;
+        f.detail = std::move(detail_);
+        detail_.clear();
+        f.counted = textId != kPictureMissingWarning && textId != kRatedValueWarning;
         if (textId == kDbaseFiles)
-            line += format("  (=%d. / max %d)", dbaseFiles_, kMaxDbaseFiles);
-        addLine(std::move(line));
-        // Deliberately 8 bits wide: the count wraps after 255.
-        if (textId != kPictureMissingWarning && textId != kRatedValueWarning)
+            f.figure = dbaseFiles_;
+        if (f.counted) {
+            // Deliberately 8 bits wide: the count the program acts on wraps
+            // after 255. The true count is kept beside it.
             ++result_.errorCount;
-        if (!detail_.empty()) {
-            addLine("           ==> " + detail_);
-            detail_.clear();
+            ++result_.countedFindings;
         }
+        result_.findings.push_back(std::move(f));
     }
 
     void give(int textId) {
@@ -198,24 +316,14 @@ class SyntaxTest {
     }
 
     void head() {
-        addLine(format("%s  %s", GetLangText(kTextProtocol), name_.c_str()));
-        addLine(" ");
-        addLine(format("%s%s", GetLangText(kTextDirectory), directory_.c_str()));
-        int modeText = kTextModeTarvisel;
-        if (mode_ == kCheckLumo)
-            modeText = kTextModeLumo;
-        else if (mode_ == kCheckPv6410)
-            modeText = kTextModePv6410;
-        else if (mode_ == kCheckPv3320)
-            modeText = kTextModePv3320;
-        addLine(GetLangText(static_cast<std::uint32_t>(modeText)));
+        result_.procedureName = name_;
+        result_.directory = directory_;
     }
 
     // ---- Stages ------------------------------------------------------------
 
-    void checkProcedure(RecordReader& pad) {
-        addLine("*** PAD ***");
-        addLine("    " + name_);
+    void checkProcedure(RecordSource& pad) {
+        beginListing(CheckedFileKind::Procedure, 0, name_, path_);
         beginFile(pad);
         FileWalk walk;
         while (const ComponentRecord* record = pad.next()) {
@@ -224,6 +332,7 @@ class SyntaxTest {
             give(checkVariables(r));
             give(checkInterrupt(r));
             give(checkMeasuring(r));
+            give(checkReference(r));
             give(checkOnlineGraphic(r));
             give(checkModuleCount(r, true));
             give(checkBreak(r));
@@ -235,9 +344,8 @@ class SyntaxTest {
             give(checkSections(r));
             give(procedureRules(r));
         }
+        noteReadError(pad);
         fileRules(walk, pad.last(), false);
-        if (interbusOpen_)
-            addFinding(kInterbusNotReset);
         if (firstSections_ + middleSections_ + lastSections_ > 0) {
             if (firstSections_ != 1)
                 addFinding(kFirstSectionCount);
@@ -256,10 +364,9 @@ class SyntaxTest {
 
     void checkModules() {
         for (Module& m : modules_) {
-            addLine("*** PAM ***");
-            addLine("    " + m.name + ".PAM");
-            RecordReader reader;
-            if (!m.readable || !reader.open(m.path))
+            beginListing(CheckedFileKind::Module, 0, m.name + ".PAM", m.path);
+            FileSource reader;
+            if (!m.readable || !reader.open(m.path).ok())
                 continue;  // listed as missing under the procedure
             beginFile(reader);
             FileWalk walk;
@@ -269,10 +376,12 @@ class SyntaxTest {
                 noteRecord(r, walk);
                 give(moduleTypeRule(r, missingCalls));
                 give(checkMeasuring(r));
+                give(checkReference(r));
                 give(checkModuleCount(r, false));
                 give(checkInterbus(r, false));
                 give(checkPicture(r));
             }
+            noteReadError(reader);
             fileRules(walk, reader.last(), true);
             for (std::size_t index : missingCalls) {
                 detail_ = modules_[index].path;
@@ -283,16 +392,13 @@ class SyntaxTest {
 
     void checkInterruptProcedures() {
         const std::uint16_t word = getU16(sysblk::kInterrupts);
-        const std::string stem = path_.substr(0, path_.size() - 4);
         for (int n = 1; n <= 4; ++n) {
             if (((word >> (2 * (n - 1))) & 3) != 3)
                 continue;
-            const std::string irPath = stem + ".IR" + std::to_string(n);
-            addLine(" ");
-            addLine(format("*** IR%d ***", n));
-            addLine("    " + baseName(irPath));
-            RecordReader reader;
-            if (!reader.open(irPath)) {
+            const std::string irPath = stem_ + ".IR" + std::to_string(n);
+            beginListing(CheckedFileKind::Interrupt, n, baseName(irPath), irPath);
+            FileSource reader;
+            if (stem_.empty() || !reader.open(irPath).ok()) {
                 detail_ = irPath;
                 addFinding(kInterruptFileMissing);
                 continue;
@@ -308,6 +414,7 @@ class SyntaxTest {
                 give(checkInterbus(r, false));
                 give(checkOldFormat());
             }
+            noteReadError(reader);
             if (walk.count > static_cast<std::size_t>(kMaxInterruptComponents)) {
                 step_ = static_cast<int>(walk.count);
                 addFinding(kInterruptTooLong);
@@ -315,69 +422,31 @@ class SyntaxTest {
         }
     }
 
-    void finish() {
-        if (result_.errorCount != 0) {
-            addLine(" ");
-            addLine(format("*** %d %s ***", result_.errorCount, GetLangText(kTextErrors)));
-            return;
-        }
-        fillSystemBlock();
+    void writeSystemFile() {
         result_.systemFilePath = SystemFilePath(path_);
-        std::FILE* f = std::fopen(result_.systemFilePath.c_str(), "wb");
-        bool written = false;
-        if (f) {
-            written = std::fwrite(block_.data(), 1, block_.size(), f) == block_.size();
-            written = std::fclose(f) == 0 && written;
-        }
-        result_.systemFileWritten = written;
-        if (!written)
-            result_.fileError = ErrorCode(92);
-        addLine(GetLangText(kTextOk));
-        summary();
+        const Status written =
+            WriteFileAtomically(result_.systemFilePath, block_.data(), block_.size());
+        result_.systemFileWritten = written.ok();
+        if (!written.ok())
+            result_.fileError = written;
     }
 
-    void summary() {
-        addLine(GetLangText(kTextPictureFiles));
-        for (const std::string& p : pictureOrder_)
-            addLine("    " + p);
-
-        // Interbus-S channels are not known from the records yet: the lines
-        // carry their labels only.
-        addLine(GetLangText(kTextInterbusConfig));
-        addLine(GetLangText(kTextOutputsAnalog));
-        addLine(GetLangText(kTextOutputsDigital));
-        addLine(GetLangText(kTextInputsAnalog));
-
-        if (isInstrumentMode(mode_)) {
-            const bool big = mode_ == kCheckPv6410;
-            addLine(GetLangText(big ? kTextMemoryPv6410 : kTextMemoryPv3320));
-            const char* fmt = big ? "%30s:  %6.1f kB" : "%30s:  %6.3f kB";
-            auto kb = [](double bytes) { return bytes / 1024.0; };
-            addLine(format(fmt, GetLangText(kTextProcedureSize),
-                           kb(static_cast<double>(recordsRead_ * rec::kRecordSize))));
-            addLine(
-                format(fmt, GetLangText(kTextPictures), kb(static_cast<double>(pictureBytes_))));
-            addLine(format(fmt, GetLangText(kTextMeasure), kb(static_cast<double>(measureBytes_))));
-        }
-
-        addLine(GetLangText(kTextInstrumentConfig));
-        addLine(GetLangText(kTextInputsAnalog));
+    void fillSummary() {
+        fillSystemBlock();
+        SyntaxSummary& s = result_.summary;
+        s.pictures = pictureOrder_;
+        s.procedureBytes = recordsRead_ * rec::kRecordSize;
+        s.pictureBytes = pictureBytes_;
+        s.measureBytes = measureBytes_;
+        s.databaseBytes = databaseBytes_;
         for (const Channel& c : channels_) {
-            if (c.second == 0)
-                addLine(format("                    %c%d", c.first, c.number));
-            else
-                addLine(format("                    %c%c%d", c.first, c.second, c.number));
+            std::string name(1, static_cast<char>(c.first));
+            if (c.second != 0)
+                name += static_cast<char>(c.second);
+            s.channels.push_back(name + std::to_string(c.number));
         }
-        addLine(GetLangText(kTextOutputsAnalog));
-        addLine(GetLangText(kTextInputsDigital));
-        addLine(GetLangText(kTextOutputsDigital));
-
-        if (!sections_.empty()) {
-            addLine(GetLangText(kTextSections));
-            int n = 0;
-            for (const Section& s : sections_)
-                addLine(format("%3d    %s  (B%d)", ++n, s.name.c_str(), s.step));
-        }
+        for (const Section& sec : sections_)
+            s.sections.push_back({sec.step, sec.name});
     }
 
     // ---- Component checks (each returns 0 or a finding) ------------------
@@ -464,21 +533,27 @@ class SyntaxTest {
             return 0;
         const int entries = noteChannels(r);
         const std::uint8_t mode = r.u8(layout::measuring::kMode);
+        // The component that brings the 37th channel is told so first; the
+        // memory state below still follows it.
         int finding = 0;
+        if (channelsOver_ && !channelsReported_) {
+            channelsReported_ = true;
+            finding = kTooManyChannels;
+        }
+        auto note = [&](int id) {
+            if (finding == 0)
+                finding = id;
+        };
         if (mode == 'S') {
             if (memoryPending_)
-                finding = kMemoryNotTransferredYet;
+                note(kMemoryNotTransferredYet);
             memoryPending_ = true;
             measureBytes_ +=
                 static_cast<std::uint64_t>(r.u32(layout::measuring::kCount)) * entries * 4;
         } else if (mode == 'T') {
             if (!memoryPending_)
-                finding = kTransferWithoutMemory;
+                note(kTransferWithoutMemory);
             memoryPending_ = false;
-        }
-        if (finding == 0 && channelsOver_ && !channelsReported_) {
-            channelsReported_ = true;
-            finding = kTooManyChannels;
         }
         return finding;
     }
@@ -503,6 +578,16 @@ class SyntaxTest {
             return 0;
         return compareReference(r.u8(layout::brk::kReferenceLetter),
                                 r.u8(layout::brk::kReferenceNumber));
+    }
+
+    // 6: a component that names another step by number (graphic, text
+    // print, statistic; the references renumbering keeps current) needs
+    // that step to exist in its file.
+    int checkReference(const ComponentRecord& r) const {
+        int step = 0;
+        if (!StepReference(r, step))
+            return 0;
+        return step < 1 || static_cast<std::size_t>(step) > stepsInFile_ ? kReferenceMissing : 0;
     }
 
     // 7: online graphic component, which the instruments cannot show. Its
@@ -562,9 +647,12 @@ class SyntaxTest {
         }
         if (!info.found)
             return isInstrumentMode(mode_) ? kPictureMissing : kPictureMissingWarning;
-        const std::size_t dot = file.find_last_of('.');
-        const bool jpegName = dot != std::string::npos && dot + 1 < file.size() &&
-                              (file[dot + 1] == 'J' || file[dot + 1] == 'j');
+        // The extension of the file name itself: a dot in a directory name
+        // does not make one.
+        const std::string leaf = baseName(file);
+        const std::size_t dot = leaf.find_last_of('.');
+        const bool jpegName = dot != std::string::npos && dot + 1 < leaf.size() &&
+                              (leaf[dot + 1] == 'J' || leaf[dot + 1] == 'j');
         if (mode_ == kCheckPv6410 && jpegName)
             return kJpegOnPv6410;
         if (mode_ == kCheckPv6410 && info.size > kMaxPictureBytesPv6410)
@@ -719,13 +807,13 @@ class SyntaxTest {
         if (r.typeCode() != 'M')
             return 0;
         noteChannels(r);
-        const std::uint8_t mode = r.u8(layout::measuring::kMode);
-        if (mode == 'S' || mode == 'T')
-            return kMeasuringForbiddenInInterrupt;
         if (channelsOver_ && !channelsReported_) {
             channelsReported_ = true;
             return kTooManyChannels;
         }
+        const std::uint8_t mode = r.u8(layout::measuring::kMode);
+        if (mode == 'S' || mode == 'T')
+            return kMeasuringForbiddenInInterrupt;
         return 0;
     }
 
@@ -742,6 +830,8 @@ class SyntaxTest {
             addFinding(module ? kModuleLastWithCondition : kLastWithCondition);
         if (last.typeCode() == 'U')
             addFinding(kLastIsModule);
+        if (!module && interbusOpen_)
+            addFinding(kInterbusNotReset);
         if (routineActive_.any())
             addFinding(kRoutineLeftActive);
         if (memoryPending_)
@@ -750,8 +840,14 @@ class SyntaxTest {
 
     // ---- State helpers ----------------------------------------------------
 
-    void beginFile(const RecordReader& reader) {
-        fileOld_ = reader.oldFormat();
+    void noteReadError(const RecordSource& source) {
+        if (readError_.ok())
+            readError_ = source.status();
+    }
+
+    void beginFile(const RecordSource& source) {
+        fileOld_ = source.oldFormat();
+        stepsInFile_ = source.count();
         routineActive_.reset();
         memoryPending_ = false;
     }
@@ -863,11 +959,10 @@ class SyntaxTest {
             return kNoModule;
         Module m;
         m.name = name;
-        m.path = directory_.empty() ? name + ".PAM" : directory_ + separator_ + name + ".PAM";
-        if (std::FILE* f = std::fopen(m.path.c_str(), "rb")) {
-            m.readable = true;
-            std::fclose(f);
-        }
+        // Modules live beside the procedure; a procedure never saved has no
+        // place, so none of its modules can be found.
+        m.path = directory_.empty() ? name + ".PAM" : directory_ + "/" + name + ".PAM";
+        m.readable = !directory_.empty() && IsReadableRegularFile(m.path);
         modules_.push_back(std::move(m));
         moduleByName_.emplace(name, modules_.size() - 1);
         return modules_.size() - 1;
@@ -895,26 +990,19 @@ class SyntaxTest {
         }
     }
 
-    void putU16(std::size_t at, std::uint16_t v) {
-        block_[at] = static_cast<std::uint8_t>(v);
-        block_[at + 1] = static_cast<std::uint8_t>(v >> 8);
-    }
-    void putU32(std::size_t at, std::uint32_t v) {
-        for (int i = 0; i < 4; ++i)
-            block_[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
-    }
-    std::uint16_t getU16(std::size_t at) const {
-        return static_cast<std::uint16_t>(block_[at] | (block_[at + 1] << 8));
-    }
+    void putU16(std::size_t at, std::uint16_t v) { PutLe16(&block_[at], v); }
+    void putU32(std::size_t at, std::uint32_t v) { PutLe32(&block_[at], v); }
+    std::uint16_t getU16(std::size_t at) const { return GetLe16(&block_[at]); }
 
     // ---- State -------------------------------------------------------------
 
     std::string path_;
     std::uint16_t mode_;
     std::string directory_;
-    char separator_ = '/';
     std::string name_;
+    std::string stem_;  // full path without its four-character extension
     SyntaxTestResult result_;
+    Status readError_;  // the first file that could not be read to its end
     std::array<std::uint8_t, kSystemBlockSize> block_{};
 
     int step_ = 0;
@@ -958,10 +1046,122 @@ class SyntaxTest {
     bool sectionsReported_ = false;
     int testSelections_ = 0;
 
+    std::uint64_t databaseBytes_ = 0;  // database components (layout pending)
+    std::size_t stepsInFile_ = 0;      // records of the file being walked
     int dbaseFiles_ = 0;  // dBASE files with more than 16 fields (database layout pending)
 };
 
 }  // namespace
+
+bool SyntaxFinding::wholeFile() const {
+    return textId == kRoutineLeftActive || textId == kInterruptFileMissing ||
+           textId == kMemoryNotTransferred || textId == kModuleMissing;
+}
+
+std::vector<std::string> RenderFinding(const SyntaxFinding& finding) {
+    std::vector<std::string> out;
+    std::string line =
+        finding.wholeFile() ? std::string("     ==> ") : format("    %4d:", finding.step);
+    line += text(finding.textId);
+    if (finding.textId == kDbaseFiles)
+        line += format("  (=%d. / max %d)", finding.figure, kMaxDbaseFiles);
+    out.push_back(std::move(line));
+    if (!finding.detail.empty())
+        out.push_back("           ==> " + finding.detail);
+    return out;
+}
+
+std::vector<std::string> RenderProtocol(const SyntaxTestResult& result) {
+    std::vector<std::string> out;
+    if (result.fileError.message == kErrNotProcedureFile)
+        return out;
+    out.push_back(text(kTextProtocol) + "  " + result.procedureName);
+    out.push_back(" ");
+    out.push_back(text(kTextDirectory) + result.directory);
+    int modeText = kTextModeTarvisel;
+    if (result.checkMode == kCheckLumo)
+        modeText = kTextModeLumo;
+    else if (result.checkMode == kCheckPv6410)
+        modeText = kTextModePv6410;
+    else if (result.checkMode == kCheckPv3320)
+        modeText = kTextModePv3320;
+    out.push_back(text(modeText));
+
+    std::size_t next = 0;
+    for (std::size_t i = 0; i < result.files.size(); ++i) {
+        const CheckedFile& f = result.files[i];
+        switch (f.kind) {
+            case CheckedFileKind::Procedure:
+                out.push_back("*** PAD ***");
+                break;
+            case CheckedFileKind::Module:
+                out.push_back("*** PAM ***");
+                break;
+            case CheckedFileKind::Interrupt:
+                out.push_back(" ");
+                out.push_back(format("*** IR%d ***", f.interrupt));
+                break;
+        }
+        out.push_back("    " + f.name);
+        for (; next < result.findings.size() && result.findings[next].file == i; ++next)
+            for (std::string& line : RenderFinding(result.findings[next]))
+                out.push_back(std::move(line));
+    }
+
+    // A file that could not be read (to its end) leaves no verdict.
+    if (result.fileError.message == kErrFileOpen)
+        return out;
+    if (result.errorCount != 0) {
+        out.push_back(" ");
+        out.push_back(format("*** %d %s ***", result.errorCount, text(kTextErrors).c_str()));
+        return out;
+    }
+
+    const SyntaxSummary& s = result.summary;
+    out.push_back(text(kTextOk));
+    out.push_back(text(kTextPictureFiles));
+    for (const std::string& p : s.pictures)
+        out.push_back("    " + p);
+
+    // Interbus-S channels are not known from the records yet: the lines
+    // carry their labels only.
+    out.push_back(text(kTextInterbusConfig));
+    out.push_back(text(kTextOutputsAnalog));
+    out.push_back(text(kTextOutputsDigital));
+    out.push_back(text(kTextInputsAnalog));
+
+    if (isInstrumentMode(result.checkMode)) {
+        const bool big = result.checkMode == kCheckPv6410;
+        out.push_back(text(big ? kTextMemoryPv6410 : kTextMemoryPv3320));
+        // "%30s:  %6.1f kB" (PV6410) or "%30s:  %6.3f kB" (PV3320), the
+        // number written without the locale.
+        const int decimals = big ? 1 : 3;
+        auto memoryLine = [&](int label, std::uint64_t bytes) {
+            return format("%30s:  ", text(label).c_str()) +
+                   FixedText(static_cast<double>(bytes) / 1024.0, 6, decimals) + " kB";
+        };
+        out.push_back(memoryLine(kTextProcedureSize, s.procedureBytes));
+        out.push_back(memoryLine(kTextPictures, s.pictureBytes));
+        out.push_back(memoryLine(kTextMeasure, s.measureBytes));
+        out.push_back(memoryLine(kTextDatabase, s.databaseBytes));
+    }
+
+    out.push_back(text(kTextInstrumentConfig));
+    out.push_back(text(kTextInputsAnalog));
+    for (const std::string& c : s.channels)
+        out.push_back("                    " + c);
+    out.push_back(text(kTextOutputsAnalog));
+    out.push_back(text(kTextInputsDigital));
+    out.push_back(text(kTextOutputsDigital));
+
+    if (!s.sections.empty()) {
+        out.push_back(text(kTextSections));
+        int n = 0;
+        for (const SyntaxSummary::Section& sec : s.sections)
+            out.push_back(format("%3d    %s  (B%d)", ++n, sec.name.c_str(), sec.step));
+    }
+    return out;
+}
 
 bool IsPadFileName(std::string_view path) {
     if (path.size() < 4)
@@ -980,10 +1180,15 @@ std::string SystemFilePath(const std::string& padPath) {
 SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMode) {
     if (!IsPadFileName(padPath)) {
         SyntaxTestResult r;
-        r.fileError = ErrorCode(64);
+        r.fileError = Status::fromCode(ErrorCode(kErrNotProcedureFile));
         return r;
     }
-    return SyntaxTest(padPath, checkMode).run();
+    return SyntaxTest(padPath, checkMode).runOnFile();
+}
+
+SyntaxTestResult RunSyntaxTestInMemory(const ProcedureList& list, const std::string& padPath,
+                                       std::uint16_t checkMode) {
+    return SyntaxTest(padPath, checkMode).runInMemory(list);
 }
 
 }  // namespace quelvari

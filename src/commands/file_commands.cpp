@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "model/file_io.h"
 #include "texts/texts.h"
 
 namespace quelvari {
@@ -114,8 +115,8 @@ void FileCommands::fileOpen() {
     }
     if (::access(path->c_str(), F_OK) == 0)
         list_.lastPath = *path;
-    if (const int err = loadProcedure(*path, list_); err != 0) {
-        ui_.showError(err);
+    if (const Status status = loadProcedure(*path, list_); !status.ok()) {
+        ui_.showError(status);
         ui_.repaint();
         return;
     }
@@ -135,8 +136,12 @@ std::optional<std::string> FileCommands::askSavePath(const std::string& initialN
 }
 
 bool FileCommands::writeTo(const std::string& path) {
-    if (const int err = writeProcedure(path, list_); err != 0) {
-        ui_.showError(err);
+    FileLock lock;
+    Status status = lock.acquire(path, kErrFileWrite, kSaveLockWait);
+    if (status.ok())
+        status = writeProcedure(path, list_);
+    if (!status.ok()) {
+        ui_.showError(status);
         return false;
     }
     setTitle(path);

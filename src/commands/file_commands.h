@@ -3,12 +3,14 @@
 // implements that interface and tests drive the commands with a script.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "model/procedure.h"
 #include "model/procedure_file.h"
+#include "model/status.h"
 
 namespace quelvari {
 
@@ -26,13 +28,17 @@ class FileUi {
     virtual std::optional<std::string> chooseOpenFile(const std::string& filter) = 0;
     virtual std::optional<std::string> chooseSaveFile(const std::string& initialName,
                                                       const std::string& filter) = 0;
-    // A message of the error catalogue.
-    virtual void showError(int code) = 0;
+    // A message of the error catalogue; ComposeErrorMessage(status) gives the
+    // box text with the detail line (the file and the system's reason).
+    virtual void showError(const Status& status) = 0;
     virtual void setWindowTitle(const std::string& title) = 0;
     // Status bar pane 2.
     virtual void setStatusCount(const std::string& text) = 0;
     virtual void repaint() = 0;
 };
+
+// How long Save waits for another program that is changing the same file.
+inline constexpr std::chrono::milliseconds kSaveLockWait{5000};
 
 // The product name shown in the window title.
 inline constexpr const char* kProductName = "Quelvari";
@@ -66,7 +72,9 @@ class FileCommands {
     void setTitle(const std::string& path);
 
   private:
-    // Writes the procedure to `path`; reports message 92 on failure.
+    // Writes the procedure to `path` under the file's lock (a command-line
+    // edit of the same file is waited for, at most kSaveLockWait); reports
+    // message 92 with the reason on failure.
     bool writeTo(const std::string& path);
     // The Save dialog, the overwrite question; nothing when cancelled.
     std::optional<std::string> askSavePath(const std::string& initialName);

@@ -72,18 +72,24 @@ class Parser {
                 return fail(e);
             return finish();
         }
+        // An operator needs an operand: "A1<" is as incomplete as "A1".
+        if (atEnd())
+            return fail(kErrOperator);
         // A number: digits with an optional fraction after '.' or ','.
         if (first == 'B' || first == 'S')
             return fail(kErrOperandType);
-        while (isDigit(peek()))
+        std::size_t digits = 0;
+        for (; isDigit(peek()); ++digits)
             ++pos_;
         if (peek() == '.' || peek() == ',') {
             if (first == 'Z')
                 return fail(kErrOperandType);
             ++pos_;
-            while (isDigit(peek()))
+            for (; isDigit(peek()); ++digits)
                 ++pos_;
         }
+        if (digits == 0)
+            return fail(atEnd() ? kErrOperator : kErrConditionTooLong);
         return finish();
     }
 
@@ -159,7 +165,7 @@ int VariableLimit(char letter) {
 
 ConditionResult ParseCondition(std::string_view text) {
     if (text.size() > kConditionMaxChars)
-        return {kErrTextTooLong, {}};
+        return {kErrTooLong, {}};
     for (std::string_view word : kAcceptedWords)
         if (text == word)
             return {};

@@ -7,16 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "model/status.h"
+
 namespace quelvari {
 
-// Catalogue numbers the check returns (no field number; readers add theirs).
-inline constexpr int kErrVariableNumber = 11;    // number 0 or above the limit
-inline constexpr int kErrMissingQuote = 22;      // text operand without closing mark
-inline constexpr int kErrTextOperator = 23;      // text compared with < or >
-inline constexpr int kErrOperandType = 24;       // operand kind does not suit the variable
-inline constexpr int kErrConditionTooLong = 25;  // characters left after the condition
-inline constexpr int kErrOperator = 26;          // ==, or a second <, > or ! after the operator
-inline constexpr int kErrTextTooLong = 54;       // more than 20 characters
 inline constexpr std::size_t kConditionMaxChars = 20;
 
 // One variable named by a condition: its letter (the first as typed, the

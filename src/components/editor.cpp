@@ -31,11 +31,25 @@ std::optional<std::uint32_t> ReadUnsignedNumber(const std::string& text) {
     return v;
 }
 
+bool IsLargeNumber(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string::npos)
+        return false;
+    const std::size_t end = text.find_last_not_of(' ') + 1;
+    bool nonZero = false;
+    for (std::size_t i = first; i < end; ++i) {
+        if (!std::isdigit(static_cast<unsigned char>(text[i])))
+            return false;
+        nonZero = nonZero || text[i] != '0';
+    }
+    return nonZero && !ReadUnsignedNumber(text);
+}
+
 int ReadHead(Form& form, ComponentRecord& r) {
     r.clear();
     const std::string entry = ReadText(form, ctl::kEntryCondition, kConditionReadChars);
     if (const int e = CheckCondition(entry))
-        return e * 256 + 1;
+        return ErrorCode(e, 1);
     storeInputCondition(r, entry);
     storeComment(r, ReadText(form, ctl::kDescription, kDescriptionReadChars));
     return 0;
@@ -45,17 +59,18 @@ int ReadBranch(Form& form, ComponentRecord& r, int conditionField) {
     const std::string branch = ReadText(form, ctl::kBranchCondition, kConditionReadChars);
     if (branch.empty()) {
         storeBranchCondition(r, "");
-        const auto target = ReadUnsignedNumber(ReadText(form, ctl::kTarget, 10));
-        if (target && *target != 0)
-            return kErrGotoWithoutBranch * 256 + conditionField;
+        // Any number but 0 is refused here, also one too large to be a step.
+        const std::string target = ReadText(form, ctl::kTarget, 10);
+        if (ReadUnsignedNumber(target).value_or(0) != 0 || IsLargeNumber(target))
+            return ErrorCode(kErrGotoWithoutBranch, conditionField);
         return 0;
     }
     if (const int e = CheckCondition(branch))
-        return e * 256 + conditionField;
+        return ErrorCode(e, conditionField);
     storeBranchCondition(r, branch);
     const auto target = ReadUnsignedNumber(ReadText(form, ctl::kTarget, 10));
     if (!target || *target == 0)
-        return kErrGotoMissing * 256 + conditionField + 1;
+        return ErrorCode(kErrGotoMissing, conditionField + 1);
     r.setGotoTarget(static_cast<std::uint16_t>(*target));
     return 0;
 }

@@ -18,13 +18,9 @@
 #include "components/form.h"
 #include "components/view.h"
 #include "model/record.h"
+#include "model/status.h"
 
 namespace quelvari {
-
-// Catalogue numbers of the common fields.
-inline constexpr int kErrGotoMissing = 3;        // branch condition without target
-inline constexpr int kErrGotoWithoutBranch = 4;  // target without branch condition
-inline constexpr int kErrEmptyField = 14;        // a required field is empty
 
 inline constexpr std::size_t kConditionReadChars = 21;
 inline constexpr std::size_t kDescriptionReadChars = 50;
@@ -46,6 +42,10 @@ int FinishRead(Form& form, ComponentRecord& r, char typeCode);
 // The target as the dialog reads a number: digits only, blanks around them
 // allowed; nothing for empty or unreadable text or a value above 65535.
 std::optional<std::uint32_t> ReadUnsignedNumber(const std::string& text);
+
+// True for digits (blanks around them allowed) that make a number above
+// 65535: no step, but still a number the user typed.
+bool IsLargeNumber(const std::string& text);
 
 // Sets the common controls from `r`: entry condition, description, branch
 // condition, and the target only when it is not 0.

@@ -5,21 +5,12 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
 namespace quelvari {
 namespace {
-
-// Catalogue numbers of these editors.
-constexpr int kErrInvalidCharacter = 1;
-constexpr int kErrDelayTime = 2;
-constexpr int kErrNumberRange = 5;
-constexpr int kErrInterruptTime = 28;
-constexpr int kErrIdentLetter = 32;
-constexpr int kErrReference = 49;
-constexpr int kErrRegistration = 50;
-constexpr int kErrSectionName = 114;
 
 // Time component controls.
 constexpr std::uint32_t kTimeWait = 1160;
@@ -41,7 +32,7 @@ constexpr std::size_t kVariableReadChars = 4;
 
 // Leading decimal digits of `text`, as a C conversion reads them (no check).
 long leadingNumber(const std::string& text) {
-    return std::strtol(text.c_str(), nullptr, 10);
+    return ParseLeadingInteger(text);
 }
 
 struct Variable {

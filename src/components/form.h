@@ -36,6 +36,11 @@ class Form {
     // The control an OK reader is about to read; 0 after a successful read.
     // On a fault the dialog focuses it and selects its text.
     std::uint32_t errorFieldControl = 0;
+
+    // The directory of the procedure being edited: files a reader proves
+    // (the module name's test file) are made there. "." for a procedure
+    // never saved.
+    std::string directory = ".";
 };
 
 // A form held in maps. A control never set reads as empty text, unchecked and

@@ -5,6 +5,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -27,14 +28,6 @@ constexpr std::uint32_t kTrigger2Edit = 1023;  // operator 1024, value 1025
 constexpr std::uint32_t kLinkCombo = 2177;
 constexpr std::uint32_t kPretriggerCombo = 2179;
 
-constexpr int kErrVariable = 11;
-constexpr int kErrScanRate = 15;
-constexpr int kErrCount = 16;
-constexpr int kErrTriggerValue = 18;
-constexpr int kErrTriggerOperator = 19;
-constexpr int kErrTooLong = 54;
-constexpr int kErrIndirectList = 113;
-
 constexpr std::uint16_t kModeText = 3005;  // + mode index
 constexpr std::uint16_t kLinkText = 3160;  // + link
 
@@ -50,9 +43,7 @@ int modeIndexOf(std::uint8_t mode) {
 }
 
 std::string fixed3(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%1.3f", v);
-    return buf;
+    return FixedText(v, 3);
 }
 
 struct TriggerAt {
@@ -79,13 +70,13 @@ int readTrigger(Form& form, ComponentRecord& r, const TriggerAt& at, int t, bool
     int number = 0;
     for (; i < var.size() && isDigit(var[i]); ++i) {
         if (i >= 3)
-            return ErrorCode(kErrVariable, t);  // three digits
+            return ErrorCode(kErrVariableNumber, t);  // three digits
         number = number * 10 + (var[i] - '0');
     }
     if (i < var.size() && isLetter(var[i]))
-        return ErrorCode(kErrVariable, t);
+        return ErrorCode(kErrVariableNumber, t);
     if (number > 16)
-        return ErrorCode(kErrVariable, t);
+        return ErrorCode(kErrVariableNumber, t);
     r.setU8(at.number, static_cast<std::uint8_t>(number));
     const std::string op = ReadText(form, at.edit + 1, 1);
     const auto c = static_cast<std::uint8_t>(op.empty() ? 0 : op[0]);
@@ -96,7 +87,7 @@ int readTrigger(Form& form, ComponentRecord& r, const TriggerAt& at, int t, bool
     const std::string value = ReadText(form, at.edit + 2, 5);
     if (value.empty())
         return ErrorCode(kErrTriggerValue, t + 2);
-    r.setF32(at.value, static_cast<float>(std::atof(value.c_str())));
+    r.setF32(at.value, static_cast<float>(ParseDecimal(value)));
     return 0;
 }
 
@@ -150,9 +141,10 @@ int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes)
             second = static_cast<std::uint8_t>(text[pos++]);
         int digits = 0, number = 0;
         for (; pos < text.size() && isDigit(text[pos]); ++pos, ++digits)
-            number = number * 10 + (text[pos] - '0');
+            if (digits < 3)  // more digits are refused below; stop before overflowing
+                number = number * 10 + (text[pos] - '0');
         if (digits >= 3 || number > 31)
-            return kErrVariable;
+            return kErrVariableNumber;
         // Any character after the digits begins the next entry.
         if (second)
             out.insert(out.end(), {first, second, static_cast<std::uint8_t>(number)});
@@ -246,7 +238,7 @@ int ReadMeasuring(Form& form, ComponentRecord& r) {
         if (mode == kModeSave) {
             // Scan rate in seconds (field 4), truncated to whole milliseconds.
             const std::string scan = ReadText(form, kScanEdit, 6);
-            const auto ms = static_cast<long long>(std::atof(scan.c_str()) * 1000.0);
+            const auto ms = static_cast<long long>(ParseDecimal(scan) * 1000.0);
             if (ms <= 0 || ms > 60000)
                 return ErrorCode(kErrScanRate, 4);
             r.setU32(kScanPeriod, static_cast<std::uint32_t>(ms * 1000));
@@ -254,7 +246,7 @@ int ReadMeasuring(Form& form, ComponentRecord& r) {
             const std::string count = ReadText(form, kCountEdit, 11);
             if (count.size() > 9)
                 return ErrorCode(kErrCount, 5);
-            const long n = std::atol(count.c_str());
+            const long n = ParseLeadingInteger(count);
             if (static_cast<unsigned long>(n) <= 1)
                 return ErrorCode(kErrCount, 5);
             r.setU32(kCount, static_cast<std::uint32_t>(n));

@@ -10,6 +10,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -17,14 +18,7 @@ namespace quelvari {
 namespace {
 
 constexpr std::uint32_t kModuleName = 1206;
-constexpr int kErrModuleName = 45;
 constexpr std::size_t kNameReadChars = 34;
-
-std::string upper(std::string s) {
-    for (char& c : s)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-}
 
 }  // namespace
 
@@ -56,7 +50,7 @@ bool IsPortableFileName(const std::string& name) {
     std::string stem = name.substr(0, name.find('.'));
     while (!stem.empty() && stem.back() == ' ')
         stem.pop_back();
-    stem = upper(stem);
+    stem = AsciiUpper(stem);
     static const std::array<const char*, 4> devices = {"CON", "PRN", "AUX", "NUL"};
     for (const char* d : devices)
         if (stem == d)
@@ -99,7 +93,7 @@ int ReadModule(Form& form, ComponentRecord& r) {
     const std::string name = ReadText(form, kModuleName, kNameReadChars);
     if (name.empty())
         return ErrorCode(kErrEmptyField, 3);
-    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name))
+    if (name.size() > kNameSize - 1 || !ModuleNameUsable(name, form.directory))
         return ErrorCode(kErrModuleName, 3);
     r.setText(kName, name);
     if (const int e = ReadBranch(form, r, 4))

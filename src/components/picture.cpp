@@ -5,6 +5,7 @@
 
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -23,19 +24,9 @@ constexpr std::uint32_t kClearGroup = 2006;
 constexpr std::uint32_t kTransparent = 2163;
 constexpr std::uint32_t kLinePosition = 2180;
 
-constexpr int kErrPictureFile = 60;
-constexpr int kErrPictureSize = 61;
-
 std::int32_t leadingInt(const std::string& text) {
-    const long v = std::strtol(text.c_str(), nullptr, 10);
+    const long v = ParseLeadingInteger(text);
     return static_cast<std::int32_t>(v);
-}
-
-std::string upper(std::string s) {
-    for (char& c : s)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    return s;
 }
 
 }  // namespace
@@ -55,7 +46,7 @@ std::vector<ControlSpec> PictureControls() {
 }
 
 int ChoosePictureFile(Form& form, const std::string& path) {
-    const std::string ext = path.size() >= 4 ? upper(path.substr(path.size() - 4)) : "";
+    const std::string ext = path.size() >= 4 ? AsciiUpper(path.substr(path.size() - 4)) : "";
     if (ext == ".BMP" || ext == ".JPG") {
         form.setText(kFileShown, path);
         return 0;

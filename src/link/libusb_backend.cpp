@@ -75,8 +75,12 @@ class LibusbBackend : public UsbBackend {
             reason = StatusFromLibusb(r, where).reason;
             return r;
         }
-        libusb_set_auto_detach_kernel_driver(h, 1);
         r = libusb_claim_interface(h, 0);
+        // A kernel driver that holds the interface is detached, then the
+        // claim is tried once more.
+        if (r == LIBUSB_ERROR_BUSY && libusb_kernel_driver_active(h, 0) == 1 &&
+            libusb_detach_kernel_driver(h, 0) == 0)
+            r = libusb_claim_interface(h, 0);
         if (r < 0) {
             reason = StatusFromLibusb(r, where).reason;
             libusb_close(h);

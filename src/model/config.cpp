@@ -1,9 +1,10 @@
 #include "model/config.h"
 
-#include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+
+#include "model/file_io.h"
 
 namespace quelvari {
 
@@ -32,29 +33,34 @@ ConfigPaths GetConfigPaths() {
     return p;
 }
 
-void EnsureConfigDirectories() {
-    const ConfigPaths p = GetConfigPaths();
-    for (const std::string& dir : {p.root, p.programDir}) {
-        struct stat st {};
-        if (::stat(dir.c_str(), &st) != 0)
-            ::mkdir(dir.c_str(), 0777);
+bool EnsureConfigDirectories() {
+    return CreateDirectories(GetConfigPaths().programDir);
+}
+
+namespace {
+
+void pack(const Configuration& config, std::uint8_t* b) {
+    for (int i = 0; i < 4; ++i) {
+        b[i] = static_cast<std::uint8_t>(config.language >> (8 * i));
+        b[4 + i] = static_cast<std::uint8_t>(config.printSize >> (8 * i));
     }
 }
 
+}  // namespace
+
 void ReadConfiguration(Configuration& config) {
-    std::FILE* f = std::fopen(GetConfigPaths().file.c_str(), "rb");
-    if (!f)
+    Status ignored;
+    const int fd = OpenRegularFile(GetConfigPaths().file, Access::ReadOnly, kErrFileOpen, ignored);
+    if (fd < 0)
         return;
     // The bytes the file has replace the matching bytes of the two values, so
     // a short file changes only what it holds.
-    unsigned char b[8];
-    for (int i = 0; i < 4; ++i) {
-        b[i] = static_cast<unsigned char>(config.language >> (8 * i));
-        b[4 + i] = static_cast<unsigned char>(config.printSize >> (8 * i));
-    }
-    const std::size_t got = std::fread(b, 1, 8, f);
-    static_cast<void>(got);
-    std::fclose(f);
+    std::uint8_t b[8];
+    pack(config, b);
+    const long got = ReadFully(fd, b, sizeof b);
+    ::close(fd);
+    if (got < 0)
+        return;
     config.language = config.printSize = 0;
     for (int i = 0; i < 4; ++i) {
         config.language |= static_cast<std::uint32_t>(b[i]) << (8 * i);
@@ -62,17 +68,10 @@ void ReadConfiguration(Configuration& config) {
     }
 }
 
-bool WriteConfiguration(const Configuration& config) {
-    std::FILE* f = std::fopen(GetConfigPaths().file.c_str(), "wb");
-    if (!f)
-        return false;
-    unsigned char b[8];
-    for (int i = 0; i < 4; ++i) {
-        b[i] = static_cast<unsigned char>(config.language >> (8 * i));
-        b[4 + i] = static_cast<unsigned char>(config.printSize >> (8 * i));
-    }
-    const bool ok = std::fwrite(b, 1, 8, f) == 8;
-    return (std::fclose(f) == 0) && ok;
+Status WriteConfiguration(const Configuration& config) {
+    std::uint8_t b[8];
+    pack(config, b);
+    return WriteFileAtomically(GetConfigPaths().file, b, sizeof b);
 }
 
 }  // namespace quelvari

@@ -7,12 +7,15 @@
 // Where the file lives: on Windows c:\ZR_ConfigDir\Quelvari\Quelvari_config.sys;
 // elsewhere the root directory ZR_ConfigDir sits in the user's configuration
 // directory ($XDG_CONFIG_HOME, else ~/.config). QUELVARI_CONFIG_ROOT, when
-// set, names the root directory itself. No failure here is ever reported: a
-// missing file gives the defaults and a failed write is ignored.
+// set, names the root directory itself. The program reports no failure here:
+// a missing or unreadable file (or anything but a regular file at that path)
+// gives the defaults, and a failed write leaves the old file intact.
 #pragma once
 
 #include <cstdint>
 #include <string>
+
+#include "model/status.h"
 
 namespace quelvari {
 
@@ -28,12 +31,13 @@ struct ConfigPaths {
 };
 ConfigPaths GetConfigPaths();
 
-// Creates the root and the program directory where they are missing.
-void EnsureConfigDirectories();
+// Creates the program directory and every missing directory above it.
+bool EnsureConfigDirectories();
 // Fills `config` from the file as far as the file reaches; leaves the rest.
 void ReadConfiguration(Configuration& config);
-// Writes the 8 bytes. Returns false when the file could not be written (the
-// program does not report it; the command-line tool does).
-bool WriteConfiguration(const Configuration& config);
+// Replaces the file with the 8 bytes, atomically. A failure carries message 92
+// and the system's reason (the program does not report it; the command-line
+// tool does).
+Status WriteConfiguration(const Configuration& config);
 
 }  // namespace quelvari

@@ -3,38 +3,61 @@
 #include <new>
 #include <type_traits>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define QUELVARI_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QUELVARI_ASAN 1
+#endif
+#endif
+#ifdef QUELVARI_ASAN
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
+
 namespace quelvari {
 
 ProcedureList::~ProcedureList() {
     freeProcedure();
 }
 
+// Under AddressSanitizer, slab memory that holds no live node (released
+// nodes, the unused rest of a slab) is poisoned, so that a use after a delete
+// is reported even though the slab itself is still allocated.
 ComponentNode* ProcedureList::allocateNode() {
-    if (ComponentNode* node = freeNodes_) {
-        freeNodes_ = node->next;
-        return node;
-    }
     static_assert(std::is_trivially_destructible_v<ComponentNode>);
-    if (slabUsed_ == kSlabNodes) {
-        // Slab storage is left uninitialised: every caller sets the record.
-        slabs_.push_back(
-            std::make_unique_for_overwrite<std::byte[]>(kSlabNodes * sizeof(ComponentNode)));
-        slabUsed_ = 0;
+    void* place;
+    if (!freeNodes_.empty()) {
+        place = freeNodes_.back();
+        freeNodes_.pop_back();
+    } else {
+        if (slabUsed_ == kSlabNodes) {
+            // Slab storage is left uninitialised: every caller sets the record.
+            slabs_.push_back(
+                std::make_unique_for_overwrite<std::byte[]>(kSlabNodes * sizeof(ComponentNode)));
+            slabUsed_ = 0;
+            ASAN_POISON_MEMORY_REGION(slabs_.back().get(), kSlabNodes * sizeof(ComponentNode));
+        }
+        place = slabs_.back().get() + sizeof(ComponentNode) * slabUsed_++;
     }
-    void* place = slabs_.back().get() + sizeof(ComponentNode) * slabUsed_++;
+    ASAN_UNPOISON_MEMORY_REGION(place, sizeof(ComponentNode));
     return new (place) ComponentNode(Uninitialised{});
 }
 
 void ProcedureList::releaseNode(ComponentNode* node) {
-    node->next = freeNodes_;
-    freeNodes_ = node;
+    freeNodes_.push_back(node);
+    ASAN_POISON_MEMORY_REGION(node, sizeof(ComponentNode));
 }
 
 int ProcedureList::freeProcedure() {
     // Every node behind procedureHead lives in the slabs.
+    for (auto& slab : slabs_)
+        ASAN_UNPOISON_MEMORY_REGION(slab.get(), kSlabNodes * sizeof(ComponentNode));
     slabs_.clear();
     slabUsed_ = kSlabNodes;
-    freeNodes_ = nullptr;
+    freeNodes_.clear();
     procedureHead = ComponentNode{};
     tail_ = &procedureHead;
     currentNode = &procedureHead;

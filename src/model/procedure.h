@@ -92,7 +92,8 @@ class ProcedureList {
     // Nodes behind procedureHead come from slabs owned by the list: a file of
     // ten thousand steps costs a few dozen allocations instead of ten
     // thousand, and freeing the procedure releases the slabs whole. Deleted
-    // nodes go to a free list that later insertions reuse.
+    // nodes go to a free list that later insertions reuse (poisoned for
+    // AddressSanitizer meanwhile).
     static constexpr std::size_t kSlabNodes = 256;
     ComponentNode* allocateNode();
     void releaseNode(ComponentNode* node);
@@ -100,7 +101,7 @@ class ProcedureList {
     ComponentNode* tail_ = &procedureHead;
     std::vector<std::unique_ptr<std::byte[]>> slabs_;
     std::size_t slabUsed_ = kSlabNodes;
-    ComponentNode* freeNodes_ = nullptr;
+    std::vector<ComponentNode*> freeNodes_;
 };
 
 }  // namespace quelvari

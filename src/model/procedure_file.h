@@ -11,16 +11,14 @@
 #include <vector>
 
 #include "model/procedure.h"
+#include "model/record_reader.h"
+#include "model/status.h"
 
 namespace quelvari {
 
 inline constexpr std::size_t kOldRecordSize = 768;
 inline constexpr std::size_t kOldPayloadOffset = 78;
 inline constexpr std::size_t kOldPayloadSize = 690;
-
-// Catalogue messages of the file commands, as error codes (number << 8).
-inline constexpr int kErrFileWrite = 92 << 8;
-inline constexpr int kErrFileOpen = 93 << 8;
 
 // Converts one old 768-byte record into a new record (which starts all zero,
 // with format mark 0xFFFF and record mark 35).
@@ -45,30 +43,17 @@ void setPayloadConverter(std::uint8_t typeCode, PayloadConverter converter);
 // one-byte file counts as old format.
 bool IsOldFormat(const std::uint8_t* head, std::size_t got);
 
-// Reads the records of a procedure file as Open does: the first word decides
-// the format, the first record is taken whatever its length, the following
-// records only while a whole one is left (a partial last record is dropped),
-// and an empty file still gives one record. Returns false when the file cannot
-// be opened for reading and writing.
-struct RecordFile {
-    std::vector<ComponentRecord> records;
-    bool oldFormat = false;
-};
-bool readRecordFile(const std::string& path, RecordFile& out, bool needWriteAccess = true);
-
-// Fills `list` from `path` (steps 3 to 8 of Open, without dialogs). Returns 0
-// or kErrFileOpen; the list is freed either way.
-int loadProcedure(const std::string& path, ProcedureList& list);
-
-// A seam for the writes of a save, so that tests can make the Nth write fail
-// or come back short. The default writes to the descriptor with ::write.
-using WriteFn = std::function<long(int fd, const void* data, std::size_t size)>;
+// Fills `list` from `path` (steps 3 to 8 of Open, without dialogs) through
+// the RecordReader. The file must be readable and writable (a write-protected
+// file cannot be opened in the editor). Failures carry message 93 and the
+// system's reason; the list is freed either way, and nodes are made only for
+// records that were read.
+Status loadProcedure(const std::string& path, ProcedureList& list);
 
 // Writes every record of `list` (format mark 0xFFFF, record mark 1, number =
-// position, set in the list as well) to `path`. The data goes to a temporary
-// file beside the target, which is flushed to disk and renamed over the target
-// only when everything was written; the target's permission bits are kept. On
-// any failure the old file is untouched and kErrFileWrite is returned.
-int writeProcedure(const std::string& path, ProcedureList& list, const WriteFn& write = {});
+// position, set in the list as well) to `path` through an AtomicFile: on any
+// failure the old file is untouched and the status carries message 92 and the
+// system's reason. The target's permission bits are kept.
+Status writeProcedure(const std::string& path, ProcedureList& list);
 
 }  // namespace quelvari

@@ -101,4 +101,26 @@ std::string stripFileName(std::string& path) {
     return name;
 }
 
+bool StepReference(const ComponentRecord& r, int& step) {
+    switch (r.typeCode()) {
+        case 'G':
+            if (r.u8(89) != 0)
+                return false;
+            step = r.u16(92);
+            return true;
+        case 'P':
+            if (r.u8(90) != 0)
+                return false;
+            step = r.u16(94);
+            return true;
+        case 'T':
+            if (r.u8(152) != 0)
+                return false;
+            step = r.i16(154);
+            return true;
+        default:
+            return false;
+    }
+}
+
 }  // namespace quelvari

@@ -119,6 +119,12 @@ void storeBranchCondition(ComponentRecord& r, std::string_view text);
 // The comment is bounded by its own field (at most 50 characters).
 void storeComment(ComponentRecord& r, std::string_view text);
 
+// The step that a component names by number: a graphic 'G' (u16 at 92 while
+// byte 89 is 0), a text or graphic print 'P' (u16 at 94 while byte 90 is 0) or
+// a statistic 'T' (i16 at 154 while byte 152 is 0). These are the references
+// that renumbering shifts. False when the record names no step.
+bool StepReference(const ComponentRecord& r, int& step);
+
 // Removes trailing blanks in place.
 void trimRight(std::string& text);
 // Cuts `path` at its last backslash: the path keeps the part in front of it

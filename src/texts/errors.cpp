@@ -43,8 +43,24 @@ ErrorBox ComposeErrorMessage(std::int32_t code) {
     return ComposeErrorMessage(code, language());
 }
 
+ErrorBox ComposeErrorMessage(const Status& status, std::uint32_t lang) {
+    ErrorBox box = ComposeErrorMessage(status.code(), lang);
+    if (const std::string detail = status.detail(); !detail.empty())
+        box.text += "\n" + detail;
+    return box;
+}
+
+ErrorBox ComposeErrorMessage(const Status& status) {
+    return ComposeErrorMessage(status, language());
+}
+
 void ShowErrorMessage(MessageSink& sink, std::int32_t code) {
     const ErrorBox box = ComposeErrorMessage(code);
+    sink.showMessage(box.caption, box.text);
+}
+
+void ShowErrorMessage(MessageSink& sink, const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     sink.showMessage(box.caption, box.text);
 }
 

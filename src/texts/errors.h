@@ -1,28 +1,17 @@
 // The numbered error-message catalogue: 114 messages of six lines in each
 // language, shown in a message box with an OK button.
 //
-// An error code is the message number times 256 plus a field number (0 = no
-// field). Component readers return such codes; the file commands and the link
-// name their message numbers directly.
+// The numbers, the code convention and the status type are in model/status.h.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "model/status.h"
+
 namespace quelvari {
 
-inline constexpr int kErrorMessageCount = 114;
 inline constexpr int kErrorLinesPerMessage = 6;
-
-constexpr int ErrorCode(int number, int field = 0) {
-    return number * 256 + field;
-}
-constexpr int ErrorNumber(std::int32_t code) {
-    return code >> 8;
-}
-constexpr int ErrorField(std::int32_t code) {
-    return code & 255;
-}
 
 // Line `line` (0..5) of message `number` (1..114) in `lang` (any value other
 // than 1, 2, 3 gives German). Out-of-range numbers give an empty line.
@@ -39,6 +28,10 @@ struct ErrorBox {
 };
 ErrorBox ComposeErrorMessage(std::int32_t code, std::uint32_t lang);
 ErrorBox ComposeErrorMessage(std::int32_t code);
+// The same for a status, followed by its detail line (the description and the
+// system's reason, Status::detail) when it has one.
+ErrorBox ComposeErrorMessage(const Status& status, std::uint32_t lang);
+ErrorBox ComposeErrorMessage(const Status& status);
 
 // The user-interface side: shows the box (OK button, no icon).
 class MessageSink {
@@ -47,5 +40,6 @@ class MessageSink {
     virtual void showMessage(const std::string& caption, const std::string& text) = 0;
 };
 void ShowErrorMessage(MessageSink& sink, std::int32_t code);
+void ShowErrorMessage(MessageSink& sink, const Status& status);
 
 }  // namespace quelvari

@@ -62,7 +62,9 @@ ComponentRecord sampleRecord(std::uint16_t step) {
 
 namespace {
 
-void fileFigures(const std::string& dir) {
+// The file figures; `suffix` tells the runs before and after the allocator
+// tuning in main apart.
+void fileFigures(const std::string& dir, const std::string& suffix) {
     constexpr int kSteps = 10000;
     const std::string path = dir + "/bench.PAD";
     ProcedureList list;
@@ -70,7 +72,7 @@ void fileFigures(const std::string& dir) {
     list.componentCount = 1;
     for (int i = 2; i <= kSteps; ++i)
         list.appendNode(sampleRecord(static_cast<std::uint16_t>(i)));
-    if (writeProcedure(path, list) != 0) {
+    if (!writeProcedure(path, list).ok()) {
         std::fprintf(stderr, "cannot write %s\n", path.c_str());
         std::exit(1);
     }
@@ -93,7 +95,7 @@ void fileFigures(const std::string& dir) {
     for (int i = 0; i < 15; ++i) {
         loaded.freeProcedure();
         openTimes.push_back(medianMs(1, [&] {
-            if (loadProcedure(path, loaded) != 0 || loaded.componentCount != kSteps)
+            if (!loadProcedure(path, loaded).ok() || loaded.componentCount != kSteps)
                 std::exit(1);
         }));
     }
@@ -109,16 +111,20 @@ void fileFigures(const std::string& dir) {
         ::close(fd);
     });
     const double save = medianMs(9, [&] {
-        if (writeProcedure(path, list) != 0)
+        if (!writeProcedure(path, list).ok())
             std::exit(1);
     });
-    print("records", kSteps);
-    print("open_ms", open);
-    print("plain_read_ms", plainRead);
-    print("open_ratio", open / plainRead);
-    print("save_ms", save);
-    print("plain_write_flush_ms", plainWrite);
-    print("save_ratio", save / plainWrite);
+    auto figure = [&](const char* name, double value) { print((name + suffix).c_str(), value); };
+    if (suffix.empty())
+        print("records", kSteps);
+    figure("open_ms", open);
+    figure("plain_read_ms", plainRead);
+    figure("open_ratio", open / plainRead);
+    figure("save_ms", save);
+    figure("plain_write_flush_ms", plainWrite);
+    figure("save_ratio", save / plainWrite);
+    if (!suffix.empty())
+        return;
 
     const double renumber = medianMs(15, [&] { list.renumber(5000, true); });
     print("renumber_ns_per_node", renumber * 1e6 / kSteps);
@@ -150,13 +156,15 @@ void memoryFigures() {
 
 int main() {
     using namespace quelvari::bench;
+    const std::string dir = scratchDir();
+    // The file figures as the program sees them, with the allocator's defaults.
+    fileFigures(dir, "_untuned");
     // Keep freed memory in the process: otherwise whether a run finds warm or
     // fresh pages depends on the allocator's trim heuristics (an 8 MB buffer
     // stays, 8 MB of nodes are trimmed), and the ratios would measure that.
     ::mallopt(M_TRIM_THRESHOLD, 1 << 30);
     ::mallopt(M_MMAP_THRESHOLD, 1 << 30);
-    const std::string dir = scratchDir();
-    fileFigures(dir);
+    fileFigures(dir, "");
     memoryFigures();
     for (const BenchGroup& group : extraGroups())
         group(dir);

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "model/status.h"
+
 namespace quelvari::cli {
 
 // Exit statuses.
@@ -32,8 +34,10 @@ std::vector<Verb> linkVerbs();
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
 int usageError(const std::string& message);
-// Prints a catalogue message (caption and text, in UTF-8) to stderr.
+// Prints a catalogue message (caption and text, in UTF-8) to stderr; a status
+// adds its detail line (the file and the system's reason).
 void printErrorMessage(int code);
+void printErrorMessage(const Status& status);
 // Takes "--lang N" out of `args`; without it the configured language is used.
 // Returns false (after printing why) when N is not a number.
 bool takeLanguageOption(std::vector<std::string>& args, std::uint32_t& lang);

@@ -21,11 +21,12 @@ constexpr const char* kCheckUsage =
     "three characters replaced by \"sys\") is written.\n"
     "--lang N chooses the language of the protocol (0 German, 1 English,\n"
     "2 French, 3 Italian); without it the configured language is used.\n\n"
-    "Exit status: 0 no error counted (the warnings 8058 and 8090 do not count;\n"
-    "the count is 8 bits wide and wraps after 255, as in the editor), 1 errors\n"
-    "were counted, 2 FILE is not a .PAD name (message 64), cannot be read\n"
-    "(message 93) or its system file cannot be written (message 92),\n"
-    "64 bad arguments.\n";
+    "Exit status: 0 no error found (the warnings 8058 and 8090 do not count),\n"
+    "1 errors were found. The protocol shows the count as the editor does, 8 bits\n"
+    "wide (256 findings read as none and the system file is written), but the\n"
+    "exit status goes by the true count. 2 FILE is not a .PAD name (message 64),\n"
+    "cannot be read (message 93) or its system file cannot be written (message\n"
+    "92), 64 bad arguments.\n";
 
 int runCheck(const std::vector<std::string>& input) {
     std::vector<std::string> args = input;
@@ -61,15 +62,17 @@ int runCheck(const std::vector<std::string>& input) {
     for (const std::string& line : result.lines)
         std::cout << cp1252ToUtf8(line) << "\n";
     std::cout.flush();
-    if (result.fileError != 0) {
+    if (!result.fileError.ok()) {
         printErrorMessage(result.fileError);
-        if (ErrorNumber(result.fileError) == 92)
+        if (result.fileError.message == kErrFileWrite)
             std::cerr << "quelvari-cli: cannot write " << result.systemFilePath << "\n";
         else
             std::cerr << "quelvari-cli: cannot check " << args[0] << "\n";
         return kExitFile;
     }
-    return result.errorCount == 0 ? kExitOk : kExitFindings;
+    // The protocol shows the 8-bit count (256 findings read as none); the
+    // exit status goes by the true count.
+    return result.countedFindings == 0 ? kExitOk : kExitFindings;
 }
 
 }  // namespace

@@ -9,7 +9,9 @@
 #include "components/catalogue.h"
 #include "components/editor.h"
 #include "components/form.h"
+#include "components/layouts.h"
 #include "model/encoding.h"
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "texts/errors.h"
 
@@ -27,8 +29,10 @@ constexpr const char* kAddUsage =
     "target and the type's own names, listed by \"add FILE TYPE --controls\").\n"
     "A text control takes UTF-8 text that Windows-1252 can hold; a radio button\n"
     "or check box 1 or 0 (checking a radio button clears its group); a combo\n"
-    "box the index of its entry. Controls not named are empty, unchecked or\n"
-    "without selection.\n\n"
+    "box the index of one of its entries (or -1 for none). Controls not named\n"
+    "are empty, unchecked or without selection.\n"
+    "An Interbus-S component (i) takes --function cycle|initialise|reset, the\n"
+    "choice of its function selection dialog.\n\n"
     "When a field is refused, the field-error code is printed as 0xHHHH, then\n"
     "the message the dialog would show; FILE is left untouched and the exit\n"
     "status is 3.\n";
@@ -39,7 +43,9 @@ constexpr const char* kEditUsage =
     "dialog is filled from the record, the given values replace those controls,\n"
     "and the reader runs. On success the record keeps its step number and FILE\n"
     "is saved; a refused field is reported as for add (exit status 3).\n"
-    "Controls are named as for add.\n";
+    "Controls are named as for add. A step whose component opens no dialog (an\n"
+    "unknown type, an Interbus-S component without a known function) is\n"
+    "refused.\n";
 
 const char* kindName(ControlKind k) {
     switch (k) {
@@ -62,7 +68,9 @@ void listControls(const Editor& editor) {
 
 // Sets the controls named in `assignments` on `form`. Returns false after
 // printing why when one cannot be set.
-bool applyValues(const Editor& editor, const std::vector<std::string>& assignments, MapForm& form) {
+// `items` holds the entries each combo box of the dialog offers.
+bool applyValues(const Editor& editor, const std::vector<std::string>& assignments, MapForm& form,
+                 const MapForm& items) {
     for (const std::string& a : assignments) {
         const auto eq = a.find('=');
         if (eq == std::string::npos || eq == 0) {
@@ -106,15 +114,47 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
                 break;
             }
             case ControlKind::Combo: {
+                // Only what the dialog could select: an entry of the box, or
+                // -1 for none.
                 const auto index = parseNumber(value);
-                if (!index || *index < -1 || *index > 1000) {
-                    usageError("control '" + name + "' takes an entry index");
+                const auto entries = static_cast<long>(items.items(entry->id).size());
+                if (!index || *index < -1 || *index >= entries) {
+                    usageError("control '" + name + "' takes an entry index from 0 to " +
+                               std::to_string(entries - 1) + " (or -1 for none)");
                     return false;
                 }
                 form.setCurrentIndex(entry->id, static_cast<int>(*index));
                 break;
             }
         }
+    }
+    return true;
+}
+
+std::string directoryOf(const std::string& path) {
+    const std::size_t cut = path.find_last_of('/');
+    return cut == std::string::npos ? "." : cut == 0 ? "/" : path.substr(0, cut);
+}
+
+// Takes "--function cycle|initialise|reset" (or Z, I, R), the choice of the
+// Interbus-S function selection dialog, out of `args`. False after printing
+// why when its value is unknown; `function` stays 0 without the option.
+bool takeInterbusFunction(std::vector<std::string>& args, std::uint8_t& function) {
+    function = 0;
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it != "--function")
+            continue;
+        const std::string value = it + 1 != args.end() ? *(it + 1) : "";
+        if (value == "cycle" || value == "Z")
+            function = layout::interbus::kCycle;
+        else if (value == "initialise" || value == "I")
+            function = layout::interbus::kInitialise;
+        else if (value == "reset" || value == "R")
+            function = layout::interbus::kReset;
+        else
+            return usageError("--function takes cycle, initialise or reset") == 0;
+        args.erase(it, it + std::min<std::ptrdiff_t>(2, args.end() - it));
+        return true;
     }
     return true;
 }
@@ -127,23 +167,24 @@ int reportFault(int code) {
     return kExitField;
 }
 
-bool exists(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0;
-}
-
 int save(const std::string& path, ProcedureList& list) {
-    if (writeProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileWrite);
+    if (const Status status = writeProcedure(path, list); !status.ok()) {
+        printErrorMessage(status);
         std::cerr << "quelvari-cli: cannot write " << path << "\n";
         return kExitFile;
     }
     return kExitOk;
 }
 
-int load(const std::string& path, ProcedureList& list) {
-    if (loadProcedure(path, list) != 0) {
-        printErrorMessage(kErrFileOpen);
+// Locks PATH for the whole read-modify-write (another writer of the same file
+// is waited for) and reads it. With `createMissing`, a missing file is created
+// empty under the lock and the list stays empty.
+int load(const std::string& path, ProcedureList& list, FileLock& lock, bool createMissing = false) {
+    Status status = lock.acquire(path, kErrFileOpen, kLockWait, createMissing);
+    if (status.ok() && !lock.created())
+        status = loadProcedure(path, list);
+    if (!status.ok()) {
+        printErrorMessage(status);
         std::cerr << "quelvari-cli: cannot open " << path << " for reading and writing\n";
         return kExitFile;
     }
@@ -156,6 +197,9 @@ int runAdd(const std::vector<std::string>& argsIn) {
     std::uint32_t lang;
     if (!takeLanguageOption(args, lang))
         return kExitUsage;
+    std::uint8_t function = 0;
+    if (!takeInterbusFunction(args, function))
+        return kExitUsage;
     if (args.size() < 2)
         return usageError("add takes FILE and TYPE (see add --help)");
     const ComponentType* type = FindTypeByName(args[1]);
@@ -166,19 +210,32 @@ int runAdd(const std::vector<std::string>& argsIn) {
         listControls(editor);
         return kExitOk;
     }
-    MapForm form;
-    if (!applyValues(editor, {args.begin() + 2, args.end()}, form))
-        return kExitUsage;
-    // The reader fills editRecord; the file is touched only once it passed.
     ComponentRecord editRecord;
     PresetNewRecord(editRecord, *type);
+    if (type->kind == ComponentKind::Interbus) {
+        // The function selection decides which dialog goes on: a record
+        // without a known function could never be edited again.
+        if (function == 0)
+            return usageError(
+                "an Interbus-S component needs --function cycle, initialise or reset");
+        editRecord.setU8(layout::interbus::kFunction, function);
+    } else if (function != 0) {
+        return usageError("--function is for Interbus-S components only");
+    }
+    MapForm form;
+    form.directory = directoryOf(args[0]);
+    MapForm items;
+    editor.fill(editRecord, items);
+    if (!applyValues(editor, {args.begin() + 2, args.end()}, form, items))
+        return kExitUsage;
+    // The reader fills editRecord; the file is touched only once it passed.
     if (const int code = editor.read(form, editRecord))
         return reportFault(code);
     ProcedureList list;
     const std::string& path = args[0];
-    if (exists(path))
-        if (const int e = load(path, list))
-            return e;
+    FileLock lock;
+    if (const int e = load(path, list, lock, true))
+        return e;
     list.documentOpen = 1;
     list.appendRecord(editRecord);
     if (const int e = save(path, list))
@@ -198,19 +255,25 @@ int runEdit(const std::vector<std::string>& argsIn) {
     if (!step || *step < 1)
         return usageError("STEP must be a step number from 1");
     ProcedureList list;
-    if (const int e = load(args[0], list))
+    FileLock lock;
+    if (const int e = load(args[0], list, lock))
         return e;
-    if (list.componentCount == 0 || static_cast<std::uint32_t>(*step) > list.componentCount)
+    if (list.componentCount == 0 || *step > static_cast<long>(list.componentCount))
         return usageError("the procedure has no step " + args[1]);
     list.goToStep(static_cast<std::uint32_t>(*step));
     const ComponentRecord viewRecord = list.currentNode->record;
     const ComponentType* type = FindType(viewRecord);
     if (!type)
         return usageError("step " + args[1] + " has an unknown type and cannot be edited");
+    if (EditorDialogId(viewRecord) == 0)
+        return usageError("step " + args[1] +
+                          " is an Interbus-S component without a known function and opens no "
+                          "dialog");
     const Editor& editor = EditorOf(*type);
     MapForm form;
+    form.directory = directoryOf(args[0]);
     editor.fill(viewRecord, form);
-    if (!applyValues(editor, {args.begin() + 2, args.end()}, form))
+    if (!applyValues(editor, {args.begin() + 2, args.end()}, form, form))
         return kExitUsage;
     list.editRecord = viewRecord;
     const int code = editor.read(form, list.editRecord);

@@ -34,12 +34,14 @@ constexpr const char* kConvertUsage =
     "renumbered. An existing OUT is replaced (the editor's overwrite question\n"
     "is answered Yes); the old OUT stays intact if the save fails.\n";
 
-// Reads FILE with the editor's reader; prints message 93 when it cannot.
+// Reads FILE (read-only: info and dump change nothing); prints message 93
+// with the reason when it cannot.
 bool readOrReport(const std::string& path, RecordFile& file) {
-    if (readRecordFile(path, file))
+    const Status status = readRecordFile(path, file, Access::ReadOnly);
+    if (status.ok())
         return true;
-    printErrorMessage(kErrFileOpen);
-    std::cerr << "quelvari-cli: cannot open " << path << " for reading and writing\n";
+    printErrorMessage(status);
+    std::cerr << "quelvari-cli: cannot read " << path << "\n";
     return false;
 }
 
@@ -77,8 +79,9 @@ int runDump(const std::vector<std::string>& argsIn) {
     if (!readOrReport(args[0], file))
         return kExitFile;
     for (const ComponentRecord& r : file.records) {
+        // A type byte is a Windows-1252 character like any text of the record.
         const std::string type =
-            r.typeCode() ? std::string(1, static_cast<char>(r.typeCode())) : "";
+            r.typeCode() ? cp1252ToUtf8(std::string(1, static_cast<char>(r.typeCode()))) : "";
         ComponentView view;
         if (r.typeCode())
             view = DescribeComponent(r);
@@ -127,9 +130,9 @@ class ConvertUi : public FileUi {
     std::optional<std::string> chooseSaveFile(const std::string&, const std::string&) override {
         return out_;
     }
-    void showError(int code) override {
-        error = code;
-        printErrorMessage(code);
+    void showError(const Status& status) override {
+        error = status.code();
+        printErrorMessage(status);
     }
     void setWindowTitle(const std::string&) override {}
     void setStatusCount(const std::string&) override {}

@@ -1,5 +1,6 @@
 // quelvari-cli: the command-line face of Quelvari, for scripts, build
 // pipelines and version control.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -7,6 +8,7 @@
 #include "cli.h"
 #include "model/config.h"
 #include "model/encoding.h"
+#include "model/numbers.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -18,20 +20,19 @@ int usageError(const std::string& message) {
 }
 
 void printErrorMessage(int code) {
-    const ErrorBox box = ComposeErrorMessage(code);
+    printErrorMessage(Status::fromCode(code));
+}
+
+void printErrorMessage(const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     std::cerr << cp1252ToUtf8(box.caption) << "\n" << cp1252ToUtf8(box.text) << "\n";
 }
 
 std::optional<long> parseNumber(const std::string& text) {
-    if (text.empty())
+    long long v = 0;
+    if (!ParseWholeInteger(text, v) || v < LONG_MIN || v > LONG_MAX)
         return std::nullopt;
-    char* end = nullptr;
-    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-    errno = 0;
-    const long v = std::strtol(text.c_str() + (hex ? 2 : 0), &end, hex ? 16 : 10);
-    if (errno != 0 || *end != '\0' || end == text.c_str() + (hex ? 2 : 0))
-        return std::nullopt;
-    return v;
+    return static_cast<long>(v);
 }
 
 bool takeFlag(std::vector<std::string>& args, const std::string& flag) {

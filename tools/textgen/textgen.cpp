@@ -5,6 +5,13 @@
 //
 // A missing data file gives an empty table. Any rule broken in a file stops
 // the build with "file:line: reason".
+//
+// Texts are handed to printf-style formatting ("Invalid field: %d"), so a
+// translation must carry the same placeholders, in the same order and of the
+// same argument types, as the German text of its id or catalogue line. A
+// placeholder is '%' with optional flags "-+#0", width, precision and length
+// and a conversion letter; "%%", a '%' before a blank ("5 % der") or before
+// any other character ("[%]") is a plain percent sign.
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -13,6 +20,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "model/encoding.h"
@@ -139,7 +147,64 @@ LinesRead forEachEntry(const std::string& file, Entry entry) {
     return read;
 }
 
-using TextTable = std::vector<std::pair<unsigned, std::string>>;
+// The argument types a printf format would take from `text`, in order, one
+// word per argument ("d", "ld", "s", "*" for a star width or precision).
+std::vector<std::string> placeholders(const std::string& text) {
+    std::vector<std::string> args;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%')
+            continue;
+        std::size_t j = i + 1;
+        if (j < text.size() && text[j] == '%') {
+            i = j;
+            continue;
+        }
+        std::vector<std::string> stars;
+        while (j < text.size() && std::string_view("-+#0").find(text[j]) != std::string::npos)
+            ++j;
+        auto number = [&] {
+            if (j < text.size() && text[j] == '*') {
+                stars.push_back("*");
+                ++j;
+                return;
+            }
+            while (j < text.size() && std::isdigit(static_cast<unsigned char>(text[j])))
+                ++j;
+        };
+        number();
+        if (j < text.size() && text[j] == '.') {
+            ++j;
+            number();
+        }
+        std::string length;
+        while (j < text.size() && std::string_view("hlLqjzt").find(text[j]) != std::string::npos)
+            length += text[j++];
+        if (j >= text.size() ||
+            std::string_view("diouxXeEfFgGaAcspn").find(text[j]) == std::string_view::npos)
+            continue;  // a plain percent sign
+        const char conversion = text[j] == 'i' ? 'd' : text[j];
+        args.insert(args.end(), stars.begin(), stars.end());
+        args.push_back(length + conversion);
+        i = j;
+    }
+    return args;
+}
+
+std::string describe(const std::vector<std::string>& args) {
+    if (args.empty())
+        return "none";
+    std::string out;
+    for (const auto& a : args)
+        out += (out.empty() ? "%" : " %") + a;
+    return out;
+}
+
+struct Entry {
+    unsigned id;
+    std::string text;
+    int line;  // in its data file
+};
+using TextTable = std::vector<Entry>;
 
 TextTable parseTexts(const std::string& file) {
     TextTable table;
@@ -155,17 +220,20 @@ TextTable parseTexts(const std::string& file) {
             fail(file, lineNo,
                  "text of " + std::to_string(text.size()) + " bytes, at most " +
                      std::to_string(kMaxTextBytes) + " fit an entry");
-        table.emplace_back(id, std::move(text));
+        table.push_back({id, std::move(text), lineNo});
         if (table.size() > kCapacity)
             fail(file, lineNo, "more than " + std::to_string(kCapacity) + " entries");
     });
     return table;
 }
 
-using Catalogue = std::vector<std::string>;  // 684 lines
+struct Catalogue {
+    std::vector<std::string> lines = std::vector<std::string>(684);
+    std::vector<int> fileLines = std::vector<int>(684, 0);  // 0 when not given
+};
 
 Catalogue parseErrors(const std::string& file) {
-    Catalogue cat(684);
+    Catalogue cat;
     std::set<std::pair<unsigned, unsigned>> seen;
     std::set<unsigned> withTitle;
     const LinesRead read =
@@ -183,7 +251,8 @@ Catalogue parseErrors(const std::string& file) {
             if (k == 0)
                 withTitle.insert(n);
             skipBlanks(line, pos);
-            cat[(n - 1) * 6 + k] = parseQuoted(file, lineNo, line, pos);
+            cat.lines[(n - 1) * 6 + k] = parseQuoted(file, lineNo, line, pos);
+            cat.fileLines[(n - 1) * 6 + k] = lineNo;
         });
     // A catalogue that has entries must give every message its title line.
     if (read.entries > 0) {
@@ -239,8 +308,50 @@ std::vector<UsedLine> parseUsed(const std::string& file) {
     return used;
 }
 
+// Refuses a translation whose placeholders differ from the German text's.
+// Only the first entry of an id counts: it is the one the program finds.
+void comparePlaceholders(const std::map<int, TextTable>& texts,
+                         const std::map<int, Catalogue>& errors,
+                         const std::map<std::string, std::string>& files) {
+    auto check = [](const std::string& file, int line, const std::string& what,
+                    const std::string& german, const std::string& translated) {
+        const auto want = placeholders(german), got = placeholders(translated);
+        if (want != got)
+            fail(file, line,
+                 what + " has placeholders " + describe(got) + ", the German text " +
+                     describe(want));
+    };
+    std::map<unsigned, std::string> german;
+    if (const auto de = texts.find(0); de != texts.end())
+        for (const Entry& e : de->second)
+            german.try_emplace(e.id, e.text);
+    for (const auto& [lang, table] : texts) {
+        std::set<unsigned> seen;
+        for (const Entry& e : table) {
+            if (!seen.insert(e.id).second)
+                continue;
+            const auto g = german.find(e.id);
+            check(files.at(std::string("texts:") + kLangs[lang]), e.line,
+                  "text " + std::to_string(e.id), g == german.end() ? "" : g->second, e.text);
+        }
+    }
+    const auto de = errors.find(0);
+    for (const auto& [lang, cat] : errors) {
+        for (std::size_t i = 0; i < cat.lines.size(); ++i) {
+            if (cat.fileLines[i] == 0)
+                continue;
+            check(files.at(std::string("errors:") + kLangs[lang]), cat.fileLines[i],
+                  "line " + std::to_string(i / 6 + 1) + "." + std::to_string(i % 6),
+                  de == errors.end() ? "" : de->second.lines[i], cat.lines[i]);
+        }
+    }
+}
+
 }  // namespace
 
+// The fuzz target of the data files includes this file for its parsers and
+// brings its own main.
+#ifndef QUELVARI_TEXTGEN_NO_MAIN
 int main(int argc, char** argv) {
     if (argc < 2) {
         std::cerr << "usage: quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... "
@@ -251,12 +362,14 @@ int main(int argc, char** argv) {
         std::map<int, TextTable> texts;
         std::map<int, Catalogue> errors;
         std::vector<UsedLine> used;
+        std::map<std::string, std::string> files;
         for (int i = 2; i < argc; ++i) {
             const std::string arg = argv[i];
             const auto eq = arg.find('=');
             if (eq == std::string::npos)
                 throw Failure{"bad argument " + arg};
             const std::string key = arg.substr(0, eq), file = arg.substr(eq + 1);
+            files[key] = file;
             if (key == "used") {
                 used = parseUsed(file);
             } else if (key.rfind("texts:", 0) == 0 && langIndex(key.substr(6)) >= 0) {
@@ -267,6 +380,7 @@ int main(int argc, char** argv) {
                 throw Failure{"bad argument " + arg};
             }
         }
+        comparePlaceholders(texts, errors, files);
         std::ostringstream out;
         out << "// Generated by quelvari-textgen from resources/. Do not edit.\n"
                "#include \"texts/generated_tables.h\"\n\nnamespace quelvari::generated {\n\n";
@@ -274,15 +388,14 @@ int main(int argc, char** argv) {
         const char* const errorNames[] = {"kErrorsDe", "kErrorsEn", "kErrorsFr", "kErrorsIt"};
         for (int l = 0; l < 4; ++l) {
             out << "const TextEntry " << textNames[l] << "[kTextTableCapacity + 1] = {\n";
-            for (const auto& [id, text] : texts[l])
-                out << "    {" << id << ", " << cEscape(text) << "},\n";
+            for (const Entry& e : texts[l])
+                out << "    {" << e.id << ", " << cEscape(e.text) << "},\n";
             out << "    {0, \"\"},\n};\n\n";
         }
         for (int l = 0; l < 4; ++l) {
-            auto& cat = errors[l];
-            cat.resize(684);
+            const auto& cat = errors[l];
             out << "const char* const " << errorNames[l] << "[684] = {\n";
-            for (const auto& line : cat)
+            for (const auto& line : cat.lines)
                 out << "    " << cEscape(line) << ",\n";
             out << "};\n\n";
         }
@@ -309,3 +422,4 @@ int main(int argc, char** argv) {
     }
     return 0;
 }
+#endif

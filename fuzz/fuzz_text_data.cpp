@@ -1,0 +1,114 @@
+// The data files the text generator reads: a text table, an error catalogue
+// or the list of used ids (byte 0 picks which), any content. A refusal names
+// the file and line; an accepted file, written out again in the data format,
+// reads back as the same table; every text comes out of the generator as a
+// C++ literal of printable ASCII.
+#define QUELVARI_TEXTGEN_NO_MAIN
+#include "../tools/textgen/textgen.cpp"  // the generator's parsers
+#undef QUELVARI_TEXTGEN_NO_MAIN
+
+#include "fuzz_support.h"
+
+using quelvari::fuzz::ScratchDir;
+
+namespace {
+
+// A text as the data files write it: UTF-8 in quotes, with escapes.
+std::string quoted(const std::string& cp1252) {
+    std::string out = "\"";
+    for (char c : quelvari::cp1252ToUtf8(cp1252)) {
+        switch (c) {
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out + "\"";
+}
+
+void checkLiteral(const std::string& cp1252) {
+    for (char c : cEscape(cp1252))
+        FUZZ_CHECK(c >= 0x20 && c < 0x7F && c != '?');
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const ScratchDir& dir = ScratchDir::get();
+    dir.clear();
+    quelvari::fuzz::Reader in(data, size);
+    const int kind = in.byte() % 3;
+    const std::string path = dir.write("data.txt", in.rest());
+    const std::string again = dir.file("again.txt");
+    std::string written;
+    try {
+        if (kind == 0) {
+            const TextTable table = parseTexts(path);
+            FUZZ_CHECK(table.size() <= kCapacity);
+            for (const auto& [id, text] : table) {
+                FUZZ_CHECK(id >= 1 && id <= 65535);
+                FUZZ_CHECK(text.size() <= kMaxTextBytes && text.find('\0') == std::string::npos);
+                checkLiteral(text);
+                written += std::to_string(id) + " " + quoted(text) + "\n";
+            }
+            dir.write("again.txt", written);
+            FUZZ_CHECK(parseTexts(again) == table);
+        } else if (kind == 1) {
+            const Catalogue cat = parseErrors(path);
+            FUZZ_CHECK(cat.size() == 684);
+            bool any = false;
+            for (const std::string& line : cat) {
+                checkLiteral(line);
+                any = any || !line.empty();
+            }
+            // Line 0 of every message (a catalogue with entries has them all),
+            // and every line that holds text.
+            for (unsigned n = 1; n <= 114 && any; ++n)
+                for (unsigned k = 0; k < 6; ++k)
+                    if (k == 0 || !cat[(n - 1) * 6 + k].empty())
+                        written += std::to_string(n) + "." + std::to_string(k) + " " +
+                                   quoted(cat[(n - 1) * 6 + k]) + "\n";
+            dir.write("again.txt", written);
+            FUZZ_CHECK(parseErrors(again) == cat);
+        } else {
+            const std::vector<UsedLine> used = parseUsed(path);
+            for (const UsedLine& u : used) {
+                FUZZ_CHECK(u.id <= 65535 && u.mask != 0 && u.mask < 16);
+                written += std::to_string(u.id);
+                const char* sep = " ";
+                for (int l = 0; l < 4; ++l)
+                    if (u.mask & (1u << l)) {
+                        written += sep + std::string(kLangs[l]);
+                        sep = ",";
+                    }
+                written += "\n";
+            }
+            dir.write("again.txt", written);
+            const std::vector<UsedLine> reread = parseUsed(again);
+            FUZZ_CHECK(reread.size() == used.size());
+            for (std::size_t i = 0; i < used.size(); ++i)
+                FUZZ_CHECK(reread[i].id == used[i].id && reread[i].mask == used[i].mask);
+        }
+    } catch (const Failure& f) {
+        // "FILE:LINE: reason", and never about the file written back.
+        FUZZ_CHECK(f.message.rfind(path + ":", 0) == 0);
+        const std::size_t digits = f.message.find_first_not_of("0123456789", path.size() + 1);
+        FUZZ_CHECK(digits > path.size() + 1 && digits != std::string::npos);
+        FUZZ_CHECK(f.message.compare(digits, 2, ": ") == 0);
+    }
+    return 0;
+}

@@ -1,0 +1,363 @@
+// The instrument session and the memory display against the simulated
+// instrument: in-process over USB and the serial framing on a virtual clock,
+// and end to end through quelvari-instrument on a pseudo-terminal.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "link/instrument.h"
+#include "link/link_settings.h"
+#include "link/memory.h"
+#include "link/simulator.h"
+#include "link_test_util.h"
+#include "test_util.h"
+
+namespace quelvari::link {
+namespace {
+
+using test::Bytes;
+
+TEST(LinkIdentification, FieldsComeFromTheirBytes) {
+    std::vector<std::uint8_t> d;
+    for (int i = 0; i < 27; ++i)
+        d.push_back(static_cast<std::uint8_t>(0x20 + i));
+    for (char c : std::string("Bench A"))
+        d.push_back(static_cast<std::uint8_t>(c));
+    d.insert(d.end(), {0, 0xB1, 0xB2});
+    InstrumentEntry e;
+    ASSERT_EQ(ParseIdentification(d.data(), d.size(), e), 0);
+    EXPECT_EQ(e.model, 0x2120);
+    EXPECT_EQ(e.word2, 0x2322);
+    EXPECT_EQ(e.word3, 0x2425);  // big-endian
+    EXPECT_EQ(e.word6, 0x2726);
+    EXPECT_EQ(e.word5, 0x2928);
+    EXPECT_EQ(e.word4, 0x2B2A);
+    EXPECT_EQ(e.long1, 0x2F2E2D2Cu);
+    EXPECT_EQ(e.byte1to8,
+              (std::array<std::uint8_t, 8>{0x31, 0x30, 0x32, 0x33, 0x34, 0x35, 0x38, 0x37}));
+    EXPECT_EQ(e.byte10to12, (std::array<std::uint8_t, 3>{0x36, 0x39, 0x3A}));
+    EXPECT_STREQ(e.name, "Bench A");
+    EXPECT_EQ(e.byte13, 0xB1);
+    EXPECT_EQ(e.byte9, 0xB2);
+    // The builder of the simulated instrument is the exact inverse.
+    EXPECT_EQ(BuildIdentification(e), d);
+
+    // The answer must reach the second byte behind the name.
+    d.pop_back();
+    EXPECT_EQ(ParseIdentification(d.data(), d.size(), e), 80);
+    // A long name is cut to 31 characters; the bytes behind it still count.
+    std::vector<std::uint8_t> longName(d.begin(), d.begin() + 27);
+    longName.insert(longName.end(), 40, 'N');
+    longName.insert(longName.end(), {0, 5, 6});
+    ASSERT_EQ(ParseIdentification(longName.data(), longName.size(), e), 0);
+    EXPECT_EQ(std::strlen(e.name), 31u);
+    EXPECT_EQ(e.byte13, 5);
+    EXPECT_EQ(e.byte9, 6);
+}
+
+class MemoryFields : public MemoryDisplay {
+  public:
+    void setField(std::uint32_t id, const std::string& text) override { fields[id] = text; }
+    void disableStart() override { ++disabled; }
+    void hideProgress() override { ++hidden; }
+    std::map<std::uint32_t, std::string> fields;
+    int disabled = 0, hidden = 0;
+};
+
+TEST(LinkMemory, FiguresFormatsAndKeptValues) {
+    VirtualClock clock;
+    Link link(clock);
+    SimSettings s = DefaultSimSettings();
+    s.memory = {7, 1024, 256, 128, 5, 2048};
+    auto sims = AttachSimulatedUsb(link, s);
+    ASSERT_EQ(InstrumentConnect(link), 0);
+
+    // Not connected: "???" first, but the answer still replaces them.
+    MemoryFields shown;
+    InstrumentMemory memory;
+    EXPECT_TRUE(ShowInstrumentMemory(link, memory, shown));
+    EXPECT_EQ(shown.fields[kFieldFree], "    1024 kB");
+    EXPECT_EQ(memory.freeBytes(), 1048576u);
+    EXPECT_EQ(shown.fields[kFieldTotal], "    1024 MB");
+    EXPECT_EQ(shown.fields[kFieldSeries], "     256 MB");
+    EXPECT_EQ(shown.fields[kFieldDatabase], "     128 MB");
+    EXPECT_EQ(shown.fields[kFieldNumber], "   5");
+    EXPECT_EQ(memory.word0, 7u);
+    EXPECT_EQ(shown.disabled, 0);
+    EXPECT_EQ(shown.hidden, 1);
+
+    // Procedure number 0: " voll", and the start stays disabled.
+    sims[0]->settings().memory.procedureNumber = 0;
+    EXPECT_TRUE(ShowInstrumentMemory(link, memory, shown));
+    EXPECT_EQ(shown.fields[kFieldNumber], " voll");
+    EXPECT_EQ(shown.disabled, 1);
+
+    // No answer: the figures stand; while not connected "???" shows.
+    sims[0]->settings().faults.dropFraction = 1;
+    sims[0]->settings().memory.freeBlocks = 10;
+    link.instrumentConnected = true;
+    const std::uint64_t t0 = clock.nowMs();
+    EXPECT_FALSE(ShowInstrumentMemory(link, memory, shown));
+    EXPECT_GE(clock.nowMs() - t0, 1500u);
+    EXPECT_EQ(shown.fields[kFieldFree], "    1024 kB");
+    EXPECT_EQ(memory.freeBlocks, 2048u);
+    EXPECT_EQ(shown.hidden, 3);
+    link.instrumentConnected = false;
+    EXPECT_FALSE(ShowInstrumentMemory(link, memory, shown));
+    EXPECT_EQ(shown.fields[kFieldFree], "???");
+    EXPECT_EQ(shown.fields[kFieldNumber], "???");
+
+    // A short answer is no answer.
+    const auto full = BuildMemoryAnswer(memory);
+    EXPECT_FALSE(ParseMemoryAnswer(full.data(), 20, memory));
+    EXPECT_EQ(FormatMemory({0, 0, 0, 0, 1, 3}).free, "       1 kB");
+}
+
+TEST(LinkSession, UsbConnectSelectsEveryInstrumentAndChecksModels) {
+    VirtualClock clock;
+    {
+        Link link(clock);
+        auto sims = AttachSimulatedUsb(link, DefaultSimSettings(kModel3320), 2);
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        EXPECT_TRUE(link.table[0].present && link.table[1].present);
+        EXPECT_EQ(link.table[1].model, kModel3320);
+        EXPECT_TRUE(sims[0]->selected() && sims[1]->selected());
+        EXPECT_EQ(sims[0]->counts().at("Z"), 1);  // answered 0, 0: no second select
+        EXPECT_EQ(link.usb.deviceCount(), 2);
+        ReleaseAllAndDisconnect(link);
+        EXPECT_FALSE(sims[0]->selected() || sims[1]->selected());
+    }
+    {
+        // Different models: both released, link closed, table cleared.
+        Link link(clock);
+        auto sims = AttachSimulatedUsb(link, DefaultSimSettings(kModel6410), 2, kModel3320);
+        EXPECT_EQ(InstrumentConnect(link), 77);
+        EXPECT_FALSE(sims[0]->selected() || sims[1]->selected());
+        EXPECT_EQ(link.usb.deviceCount(), 0);
+        EXPECT_FALSE(link.table[1].present);
+        EXPECT_EQ(link.table[1].model, 0);
+    }
+    {
+        // The model compared for the count is that of the entry behind the last
+        // present one: three 6410s pass while it is empty...
+        Link link(clock);
+        AttachSimulatedUsb(link, DefaultSimSettings(kModel6410), 3);
+        EXPECT_EQ(InstrumentConnect(link), 0);
+        // ...and are refused when that entry holds a 6410 from before.
+        link.table[3].model = kModel6410;
+        EXPECT_EQ(InstrumentConnect(link), 78);
+        EXPECT_EQ(link.usb.deviceCount(), 0);
+    }
+    {
+        Link link(clock);
+        SimSettings s = DefaultSimSettings();
+        s.faults.refuseSelection = true;
+        auto sims = AttachSimulatedUsb(link, s);
+        EXPECT_EQ(InstrumentConnect(link), 81);
+        sims[0]->settings().faults.refuseSelection = false;
+        sims[0]->settings().faults.answerQuestion = true;  // "?" is no answer
+        EXPECT_EQ(InstrumentConnect(link), 79);
+    }
+}
+
+TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
+    VirtualClock clock;
+    Link link(clock);
+    SimSettings s = DefaultSimSettings(kModel6410);  // 0x10 in the model
+    s.identity.word2 = 0x1010;
+    // Make the block check of the answer come out as 0x10.
+    const auto plain = BuildIdentification(s.identity);
+    s.identity.byte13 ^= static_cast<std::uint8_t>(BlockCheck(plain.data(), plain.size()) ^ 0x10);
+    const auto answer = BuildIdentification(s.identity);
+    ASSERT_EQ(BlockCheck(answer.data(), answer.size()), 0x10);
+    ASSERT_NE(s.identity.byte13, 0x10);
+
+    SimulatedInstrument instrument(s);
+    link.linkKind = kLinkSerial;
+    link.makeSerialPort = [&] { return std::make_unique<SimSerialTransport>(instrument); };
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    EXPECT_EQ(link.table[0].model, kModel6410);
+    EXPECT_EQ(link.table[0].word2, 0x1010);
+    EXPECT_EQ(link.table[0].byte13, s.identity.byte13);
+    EXPECT_STREQ(link.table[0].name, s.identity.name);
+    EXPECT_TRUE(link.selected[0]);
+    EXPECT_TRUE(instrument.selected());
+
+    // Requests after the greeting each wait for the 100 ms spacing.
+    const std::uint64_t before = clock.nowMs();
+    InstrumentRelease(link, 0);
+    EXPECT_FALSE(instrument.selected());
+    // The previous frame went out 10 ms before (its answer's check delay): the
+    // release waits 90 ms more, and its own answer is checked 10 ms later.
+    EXPECT_EQ(clock.nowMs() - before, 100u);
+
+    // Faults: NAK storm (two refused sends: 76), "?" answers (79).
+    instrument.settings().faults.nakStorm = 2;
+    EXPECT_EQ(InstrumentIdentify(link, 0), 76);
+    instrument.settings().faults.answerQuestion = true;
+    EXPECT_EQ(InstrumentIdentify(link, 0), 79);
+    LinkDisconnect(link);
+}
+
+// quelvari-instrument on a pseudo-terminal, reached through the real serial
+// port backend.
+class PtyInstrument {
+  public:
+    explicit PtyInstrument(const std::string& card) {
+        int out[2];
+        if (::pipe(out) != 0)
+            return;
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out[1], 1);
+            ::close(out[0]);
+            ::execl(QUELVARI_INSTRUMENT, "quelvari-instrument", "--card", card.c_str(),
+                    static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        ::close(out[1]);
+        char c = 0;
+        while (::read(out[0], &c, 1) == 1 && c != '\n')
+            path_ += c;
+        ::close(out[0]);
+    }
+    ~PtyInstrument() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+        }
+    }
+    const std::string& path() const { return path_; }
+
+  private:
+    pid_t pid_ = -1;
+    std::string path_;
+};
+
+TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
+    test::TempDir card;
+    PtyInstrument instrument(card.path());
+    ASSERT_FALSE(instrument.path().empty());
+
+    Link link;
+    link.linkKind = kLinkSerial;
+    link.serialDevice = instrument.path();
+    link.baudIndex = 3;
+    ASSERT_EQ(InstrumentConnect(link), 0) << link.lastReason;
+    EXPECT_EQ(link.table[0].model, kModel6410);
+    EXPECT_STREQ(link.table[0].name, "PV-SIM 6410");
+    EXPECT_TRUE(link.selected[0]);
+    link.instrumentConnected = true;
+
+    MemoryFields shown;
+    InstrumentMemory memory;
+    ASSERT_TRUE(ShowInstrumentMemory(link, memory, shown));
+    EXPECT_EQ(shown.fields[kFieldNumber], "   1");
+
+    // A header, one record as an acknowledged frame, and the closing request.
+    auto& tx = link.buf.tx;
+    std::memcpy(tx.data(), "pPH", 3);
+    tx[3] = 1;
+    std::fill(tx.begin() + 4, tx.begin() + 1828, 0x10);
+    EXPECT_EQ(LinkBlockRequest(link, 1828, 1500, 1), 4);
+    EXPECT_EQ(AnswerByte(link, 0), 1);
+    std::memcpy(tx.data(), "pPD", 3);
+    tx[3] = 1, tx[4] = 0, tx[5] = 1, tx[6] = 1;
+    for (int i = 0; i < 800; ++i)
+        tx[7 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i);
+    EXPECT_NE(LinkBlockWrite(link, 807), 0);
+    std::memcpy(tx.data(), "pPW", 3);
+    tx[3] = 1;
+    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 0), 4);
+    EXPECT_EQ(AnswerByte(link, 0), 0);
+    EXPECT_EQ(AnswerByte(link, 1), 0);
+
+    ReleaseAllAndDisconnect(link);
+    EXPECT_FALSE(link.instrumentConnected);  // closing the port clears it
+    const std::string pad = card.file("P001.PAD");
+    ASSERT_TRUE(std::filesystem::exists(pad));
+    EXPECT_EQ(std::filesystem::file_size(pad), 800u);
+    EXPECT_EQ(std::filesystem::file_size(card.file("P001.HDR")), 1824u);
+}
+
+std::string RunCommand(const std::string& command, int& status) {
+    std::string out;
+    FILE* p = ::popen((command + " 2>&1").c_str(), "r");
+    char buf[512];
+    while (p && std::fgets(buf, sizeof buf, p))
+        out += buf;
+    status = p ? ::pclose(p) : -1;
+    return out;
+}
+
+TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
+    test::TempDir card;
+    PtyInstrument instrument(card.path());
+    int status = 0;
+    std::string out = RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --link serial:" +
+                                     instrument.path() + " --trace " + card.file("trace.txt"),
+                                 status);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << out;
+    EXPECT_NE(out.find("Instrument 0: PV-SIM 6410"), std::string::npos) << out;
+    EXPECT_NE(out.find("Free memory:"), std::string::npos) << out;
+    // The last bytes the host sent: the release frame "W", 0 and the ACK of
+    // its answer.
+    std::ifstream trace(card.file("trace.txt"));
+    std::string line, sent;
+    while (std::getline(trace, line)) {
+        const auto at = line.find(" > ");
+        if (at != std::string::npos)
+            sent += line.substr(at + 2);
+    }
+    EXPECT_EQ(sent.substr(sent.size() - 21), " 10 57 00 57 10 03 06") << sent;
+
+    out = RunCommand(
+        std::string(QUELVARI_CLI) + " instrument --lang 1 --link serial:/nonexistent/tty", status);
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+    EXPECT_NE(out.find("(76)"), std::string::npos) << out;
+    EXPECT_NE(out.find("/nonexistent/tty"), std::string::npos) << out;
+
+    out = RunCommand(std::string(QUELVARI_CLI) + " instrument --link bogus", status);
+    EXPECT_EQ(WEXITSTATUS(status), 64);
+}
+
+TEST(LinkSettings, FileRoundTripAndApply) {
+    test::TempDir dir;
+    LinkConfig c;
+    c.kind = LinkConfig::Kind::kSerial;
+    c.device = "/dev/ttyUSB1";
+    c.comPortIndex = 3;
+    c.baudIndex = 2;
+    c.slow = true;
+    c.usbIds = {{0x1234, 0xabcd}};
+    c.cardDir = dir.path();
+    ASSERT_TRUE(WriteLinkConfig(c, dir.file("link.conf")));
+    const LinkConfig back = ReadLinkConfig(dir.file("link.conf"));
+    EXPECT_EQ(FormatLinkConfig(back), FormatLinkConfig(c));
+
+    Link link;
+    ApplyLinkConfig(link, back);
+    EXPECT_EQ(link.linkKind, kLinkSerial);
+    EXPECT_EQ(link.serialDevice, "/dev/ttyUSB1");
+    EXPECT_EQ(link.baudIndex, 2);
+    EXPECT_EQ(link.slowLink, 1);
+
+    // Damaged lines are skipped; a missing file gives USB.
+    const LinkConfig odd = ParseLinkConfig("kind=modem\nbaud=x\nport=999\nslow=1\nnoise\n");
+    EXPECT_EQ(odd.kind, LinkConfig::Kind::kUsb);
+    EXPECT_EQ(odd.baudIndex, 0);
+    EXPECT_EQ(odd.comPortIndex, 0);
+    EXPECT_TRUE(odd.slow);
+    EXPECT_EQ(ReadLinkConfig(dir.file("missing.conf")).kind, LinkConfig::Kind::kUsb);
+    EXPECT_FALSE(WriteLinkConfig(c, "/nonexistent/dir/link.conf"));
+}
+
+}  // namespace
+}  // namespace quelvari::link
