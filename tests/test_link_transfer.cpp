@@ -10,7 +10,7 @@
 #include "link/simulator.h"
 #include "link/transfer.h"
 #include "link/transfer_job.h"
-#include "model/procedure_file.h"
+#include "model/record_reader.h"
 #include "test_util.h"
 
 namespace quelvari::link {
@@ -49,8 +49,7 @@ class RecordingBackend : public UsbBackend {
         }
         return inner_->bulk(h, ep, data, length, transferred, t);
     }
-    int stringDescriptor(int h, std::uint8_t i, std::uint16_t l, std::uint8_t* d,
-                         int c) override {
+    int stringDescriptor(int h, std::uint8_t i, std::uint16_t l, std::uint8_t* d, int c) override {
         return inner_->stringDescriptor(h, i, l, d, c);
     }
     std::vector<Sent> sent;
@@ -420,7 +419,7 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
     ASSERT_EQ(sys.size(), kSystemBlockSize);
     EXPECT_TRUE(std::equal(job.header.begin(), job.header.end(), sys.begin()));
     RecordFile file;
-    ASSERT_TRUE(readRecordFile(pad, file, false));
+    ASSERT_TRUE(readRecordFile(pad, file).ok());
     EXPECT_EQ(job.records.size(), file.records.size());
     EXPECT_FALSE(job.interrupts[0].empty());  // CLEAN uses its routine 1
     EXPECT_TRUE(job.interrupts[1].empty());

@@ -122,6 +122,13 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
     }
     if (key == "pI")
         return BuildMemoryAnswer(settings_.memory);
+    // The closing polls are the three letters alone.
+    if (key == "pP?")
+        return poll(pendingP_);
+    if (key == "pQ?")
+        return poll(pendingQ_);
+    if (key == "pB?")
+        return poll(pendingB_);
     if (key.size() < 3 || n < 4)
         return unknown;
     const unsigned number = d[3];

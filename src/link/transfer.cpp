@@ -72,8 +72,8 @@ class Ticker {
 
 }  // namespace
 
-MemoryNeed ComputeMemoryNeed(
-    const TransferJob& job, const std::function<std::uint64_t(const TransferPicture&)>& size) {
+MemoryNeed ComputeMemoryNeed(const TransferJob& job,
+                             const std::function<std::uint64_t(const TransferPicture&)>& size) {
     MemoryNeed need;
     need.procedureBytes = WholeBlocks(kHeaderBlockSize) +
                           WholeBlocks(job.records.size() * std::uint64_t{rec::kRecordSize});
@@ -302,8 +302,8 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
                 break;
             const std::uint8_t units = PictureUnits(n);
             observer.progress(counter);
-            std::vector<std::uint8_t> block{'p', 'B', 'D', number, pic, Hi(counter), Lo(counter),
-                                            units};
+            std::vector<std::uint8_t> block{'p', 'B',         'D',         number,
+                                            pic, Hi(counter), Lo(counter), units};
             block.insert(block.end(), data.begin() + static_cast<std::ptrdiff_t>(offset),
                          data.begin() + static_cast<std::ptrdiff_t>(offset + n));
             if (!SendBlock(link, block))

@@ -113,8 +113,9 @@ struct MemoryNeed {
     std::uint64_t total() const { return procedureBytes + pictureBytes; }
 };
 // `pictureSize` gives the bytes a picture will take (0 when it cannot be read).
-MemoryNeed ComputeMemoryNeed(const TransferJob& job,
-                             const std::function<std::uint64_t(const TransferPicture&)>& pictureSize);
+MemoryNeed ComputeMemoryNeed(
+    const TransferJob& job,
+    const std::function<std::uint64_t(const TransferPicture&)>& pictureSize);
 
 // The screen-format picture size, and the size a picture is sent with.
 inline constexpr std::size_t kScreenBufferSize = 240000;

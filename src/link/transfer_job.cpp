@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "link/instrument.h"
-#include "model/procedure_file.h"
+#include "model/record_reader.h"
 
 namespace quelvari::link {
 
@@ -25,7 +25,8 @@ std::uint16_t Le16(const std::vector<std::uint8_t>& b, std::size_t at) {
 }
 std::uint32_t Le32(const std::vector<std::uint8_t>& b, std::size_t at) {
     return static_cast<std::uint32_t>(b[at]) | static_cast<std::uint32_t>(b[at + 1]) << 8 |
-           static_cast<std::uint32_t>(b[at + 2]) << 16 | static_cast<std::uint32_t>(b[at + 3]) << 24;
+           static_cast<std::uint32_t>(b[at + 2]) << 16 |
+           static_cast<std::uint32_t>(b[at + 3]) << 24;
 }
 
 // Modification time in nanoseconds, or -1 when the file is missing.
@@ -59,7 +60,7 @@ int PrepareTransferJob(const std::string& padPath, int modelArgument, TransferJo
     const int missing = modelArgument == 1 ? 90 : 75;
 
     RecordFile pad;
-    if (!readRecordFile(padPath, pad, false))
+    if (!readRecordFile(padPath, pad).ok())
         return 72;
     if (pad.oldFormat)
         return 85;
@@ -94,7 +95,7 @@ int PrepareTransferJob(const std::string& padPath, int modelArgument, TransferJo
             continue;
         const std::string path = stem + ".IR" + std::to_string(n);
         RecordFile ir;
-        if (!readRecordFile(path, ir, false))
+        if (!readRecordFile(path, ir).ok())
             continue;  // a missing routine was a finding of the check
         if (ir.oldFormat)
             return 86;
@@ -146,8 +147,8 @@ std::vector<std::uint8_t> PackScreen(std::uint16_t model, int width, int height,
             const std::uint8_t* px = row + 3 * static_cast<std::size_t>(x);
             const auto v =
                 static_cast<std::uint16_t>((px[0] >> 3) << 11 | (px[1] >> 2) << 5 | px[2] >> 3);
-            const std::size_t at = 2 * (static_cast<std::size_t>(y) * kScreenWidth +
-                                        static_cast<std::size_t>(x));
+            const std::size_t at =
+                2 * (static_cast<std::size_t>(y) * kScreenWidth + static_cast<std::size_t>(x));
             screen[at] = static_cast<std::uint8_t>(v);
             screen[at + 1] = static_cast<std::uint8_t>(v >> 8);
         }
