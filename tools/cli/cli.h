@@ -31,6 +31,7 @@ std::vector<Verb> textVerbs();
 std::vector<Verb> componentVerbs();
 std::vector<Verb> checkVerbs();
 std::vector<Verb> linkVerbs();
+std::vector<Verb> transferVerbs();
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
 int usageError(const std::string& message);
