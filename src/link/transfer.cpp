@@ -95,6 +95,11 @@ std::uint64_t SentPictureSize(const TransferPicture& picture, const TransferSett
     return end < 0 ? 0 : static_cast<std::uint64_t>(end);
 }
 
+bool RefreshMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& display) {
+    return ShowInstrumentMemory(link, memory, display) ||
+           ShowInstrumentMemory(link, memory, display);
+}
+
 int StartChecks(const Link& link, const InstrumentMemory& memory, const MemoryNeed& need) {
     if (link.table[1].present)
         return 78;
@@ -202,6 +207,12 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
     const std::vector<std::uint8_t> header = HeaderRequest(number, job);
     std::copy(header.begin(), header.end(), link.buf.tx.begin());
     int r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
+    // A damaged answer on the serial link: the header is asked for once more
+    // (the instrument takes a repeated header as the same one).
+    if (link.linkKind == kLinkSerial && r == -1) {
+        std::copy(header.begin(), header.end(), link.buf.tx.begin());
+        r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
+    }
     if (link.linkKind == kLinkSerial && r == 76)
         r = -1;
     if (r < 0)

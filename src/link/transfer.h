@@ -121,6 +121,11 @@ MemoryNeed ComputeMemoryNeed(
 inline constexpr std::size_t kScreenBufferSize = 240000;
 std::uint64_t SentPictureSize(const TransferPicture& picture, const TransferSettings& settings);
 
+// The memory display before a start and after a transfer: "pI", asked once
+// more when no answer came. False when neither was answered; the start then
+// stops with 79, as the free memory is not known.
+bool RefreshMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& display);
+
 // Steps 3 and 4 of the start: 78 when a second instrument is in the table, 82
 // when the need exceeds the free memory, 83 when the measuring series do not
 // fit the series memory. 0 otherwise.

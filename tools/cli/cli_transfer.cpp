@@ -238,7 +238,10 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
 
     InstrumentMemory memory;
     NoDisplay display;
-    ShowInstrumentMemory(link, memory, display);
+    if (!RefreshMemory(link, memory, display)) {
+        Fail(link, 79);
+        return kExitLink;
+    }
     const MemoryNeed need = ComputeMemoryNeed(
         job, [&](const TransferPicture& p) { return SentPictureSize(p, settings); });
     if (const int r = StartChecks(link, memory, need); r != 0) {
@@ -265,7 +268,7 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
         "pictures, %d blocks\n",
         cp1252ToUtf8(pad).c_str(), *number, job.records.size(), interrupts, result.picturesSent,
         result.blocks);
-    if (ShowInstrumentMemory(link, memory, display))
+    if (RefreshMemory(link, memory, display))
         std::printf("Free memory: %lu kB\n", static_cast<unsigned long>(memory.freeBlocks / 2));
     return kExitOk;
 }
