@@ -14,10 +14,16 @@
 
 #include <filesystem>
 
+#include <QImage>
+
+#include <fstream>
+
 #include "app/transfer/transfer_dialog.h"
 #include "check/syntax_test.h"
 #include "link/instrument.h"
 #include "link/simulator.h"
+#include "link/transfer_job.h"
+#include "render/picture_decoder.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -146,3 +152,44 @@ TEST_F(TransferDialogTest, FullInstrumentKeepsStartDisabled) {
 
 }  // namespace
 }  // namespace quelvari::app
+
+namespace quelvari::render {
+namespace {
+
+TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::temp_directory_path() / ("quelvari-pic-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    QImage wide(800, 200, QImage::Format_RGB32);
+    wide.fill(QColor(0, 0, 255));
+    ASSERT_TRUE(wide.save(QString::fromStdString((dir / "wide.bmp").string()), "BMP"));
+    QImage small(10, 20, QImage::Format_RGB32);
+    small.fill(QColor(0, 255, 0));
+    ASSERT_TRUE(small.save(QString::fromStdString((dir / "small.jpg").string()), "JPG"));
+    { std::ofstream((dir / "broken.bmp").string()) << "BM not a picture"; }
+
+    DecodedPicture p;
+    ASSERT_TRUE(DecodePicture((dir / "wide.bmp").string(), 400, 300, p));
+    EXPECT_EQ(p.width, 400);  // proportions kept: 800 x 200 becomes 400 x 100
+    EXPECT_EQ(p.height, 100);
+    ASSERT_EQ(p.rgb.size(), 3u * 400 * 100);
+    EXPECT_EQ(p.rgb[2], 255);
+    const auto screen = link::PackScreen(link::kModel6410, p.width, p.height, p.rgb.data(),
+                                         3 * static_cast<std::size_t>(p.width));
+    ASSERT_EQ(screen.size(), link::kScreenBufferSize);
+    EXPECT_EQ(screen[0], 0x1F);  // blue in 5-6-5
+    EXPECT_EQ(screen[1], 0x00);
+    EXPECT_EQ(screen[2 * 400 * 100], 0xFF);  // below the picture: the preset
+
+    ASSERT_TRUE(DecodePicture((dir / "small.jpg").string(), 400, 300, p));
+    EXPECT_EQ(p.width, 10);  // small pictures stay as they are
+    EXPECT_EQ(p.height, 20);
+    EXPECT_GT(p.rgb[1], 200);
+
+    EXPECT_FALSE(DecodePicture((dir / "broken.bmp").string(), 400, 300, p));
+    EXPECT_FALSE(DecodePicture((dir / "missing.bmp").string(), 400, 300, p));
+    fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace quelvari::render
