@@ -18,8 +18,10 @@
 // into a fresh form and read again as the Change command does, is accepted
 // again with the same bytes, except where the record cannot show back what
 // was typed (conditions that ran on, the measuring dialog's cases below). The
-// view draws any record without fault.
+// view draws any record without fault, and a reader that proves a file name
+// by creating the file leaves nothing behind.
 #include <cstring>
+#include <filesystem>
 #include <map>
 
 #include "components/catalogue.h"
@@ -201,7 +203,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         cached = comboCache.emplace(&editor, comboEntries(type, editor)).first;
     const std::map<std::uint32_t, int>& combos = cached->second;
 
+    // Readers that prove a name by creating a file do it in the scratch
+    // directory, never where the fuzzer runs.
+    const std::string& directory = fuzz::ScratchDir::get().path();
     MapForm form;
+    form.directory = directory;
     ComponentRecord editRecord;
     if (path & kChange) {
         ComponentRecord viewRecord = fuzz::RecordFrom(in.take(rec::kRecordSize));
@@ -224,6 +230,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     applySettings(in, editor, combos, form);
 
     const int code = editor.read(form, editRecord);
+    // The module name test removes the file it made.
+    FUZZ_CHECK(std::filesystem::is_empty(directory));
     if (fuzz::Tracing()) {
         std::fprintf(stderr, "type %s, %s: code 0x%04X\n", type.key,
                      (path & kChange) ? "change" : "add", static_cast<unsigned>(code));
@@ -252,6 +260,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (type.kind == ComponentKind::Picture && hiddenLinePosition(editRecord))
         expected.setU8(layout::picture::kUseLinePosition, 0);
     MapForm again;
+    again.directory = directory;
     editor.fill(editRecord, again);
     ComponentRecord reread = editRecord;
     const int code2 = editor.read(again, reread);

@@ -1,8 +1,8 @@
 // The data files the text generator reads: a text table, an error catalogue
 // or the list of used ids (byte 0 picks which), any content. A refusal names
 // the file and line; an accepted file, written out again in the data format,
-// reads back as the same table; every text comes out of the generator as a
-// C++ literal of printable ASCII.
+// reads back as the same table with the same printf placeholders; every text
+// comes out of the generator as a C++ literal of printable ASCII.
 #define QUELVARI_TEXTGEN_NO_MAIN
 #include "../tools/textgen/textgen.cpp"  // the generator's parsers
 #undef QUELVARI_TEXTGEN_NO_MAIN
@@ -40,6 +40,15 @@ std::string quoted(const std::string& cp1252) {
     return out + "\"";
 }
 
+bool sameTexts(const TextTable& a, const TextTable& b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (a[i].id != b[i].id || a[i].text != b[i].text)
+            return false;
+    return true;
+}
+
 void checkLiteral(const std::string& cp1252) {
     for (char c : cEscape(cp1252))
         FUZZ_CHECK(c >= 0x20 && c < 0x7F && c != '?');
@@ -59,19 +68,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (kind == 0) {
             const TextTable table = parseTexts(path);
             FUZZ_CHECK(table.size() <= kCapacity);
-            for (const auto& [id, text] : table) {
-                FUZZ_CHECK(id >= 1 && id <= 65535);
-                FUZZ_CHECK(text.size() <= kMaxTextBytes && text.find('\0') == std::string::npos);
-                checkLiteral(text);
-                written += std::to_string(id) + " " + quoted(text) + "\n";
+            for (const Entry& e : table) {
+                FUZZ_CHECK(e.id >= 1 && e.id <= 65535);
+                FUZZ_CHECK(e.text.size() <= kMaxTextBytes &&
+                           e.text.find('\0') == std::string::npos);
+                checkLiteral(e.text);
+                written += std::to_string(e.id) + " " + quoted(e.text) + "\n";
             }
             dir.write("again.txt", written);
-            FUZZ_CHECK(parseTexts(again) == table);
+            const TextTable reread = parseTexts(again);
+            FUZZ_CHECK(sameTexts(reread, table));
+            // Written back as a translation, it carries the same placeholders.
+            comparePlaceholders({{0, table}, {1, reread}}, {},
+                                {{"texts:de", path}, {"texts:en", again}});
         } else if (kind == 1) {
             const Catalogue cat = parseErrors(path);
-            FUZZ_CHECK(cat.size() == 684);
+            FUZZ_CHECK(cat.lines.size() == 684);
             bool any = false;
-            for (const std::string& line : cat) {
+            for (const std::string& line : cat.lines) {
                 checkLiteral(line);
                 any = any || !line.empty();
             }
@@ -79,11 +93,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             // and every line that holds text.
             for (unsigned n = 1; n <= 114 && any; ++n)
                 for (unsigned k = 0; k < 6; ++k)
-                    if (k == 0 || !cat[(n - 1) * 6 + k].empty())
+                    if (k == 0 || !cat.lines[(n - 1) * 6 + k].empty())
                         written += std::to_string(n) + "." + std::to_string(k) + " " +
-                                   quoted(cat[(n - 1) * 6 + k]) + "\n";
+                                   quoted(cat.lines[(n - 1) * 6 + k]) + "\n";
             dir.write("again.txt", written);
-            FUZZ_CHECK(parseErrors(again) == cat);
+            const Catalogue reread = parseErrors(again);
+            FUZZ_CHECK(reread.lines == cat.lines);
+            comparePlaceholders({}, {{0, cat}, {1, reread}},
+                                {{"errors:de", path}, {"errors:en", again}});
         } else {
             const std::vector<UsedLine> used = parseUsed(path);
             for (const UsedLine& u : used) {

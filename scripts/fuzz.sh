@@ -12,8 +12,8 @@
 # input in build/fuzz/findings/TARGET/ and makes the script fail; add such an
 # input to fuzz/corpus/TARGET/ once it is fixed (docs/fuzzing.md).
 #
-# Scratch files go to $TMPDIR, /dev/shm when it is unset (saves fsync there
-# cost nothing). Prints one line per target: executions, corpus size, result.
+# Scratch files go to a directory of the run under $TMPDIR, /dev/shm when it is
+# unset (saves fsync there cost nothing). Prints one line per target: executions, corpus size, result.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 target=${1:-all}
@@ -45,9 +45,14 @@ else
     targets=("$target")
 fi
 
-if [ -z "${TMPDIR:-}" ] && [ -d /dev/shm ] && [ -w /dev/shm ]; then
-    export TMPDIR=/dev/shm
+# A scratch directory of this run, so that what a crashed target leaves goes too.
+base=${TMPDIR:-}
+if [ -z "$base" ] && [ -d /dev/shm ] && [ -w /dev/shm ]; then
+    base=/dev/shm
 fi
+TMPDIR=$(mktemp -d "${base:-/tmp}/quelvari-fuzz-run-XXXXXX") || exit 1
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 
 # run_one TARGET: fuzzes one target; its summary line goes to build/fuzz/TARGET.result.
 run_one() {

@@ -216,14 +216,14 @@ std::vector<Case> cases() {
          }},
         {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
          pad({stepReference('G', 3), plain()}), pad({stepReference('G', 2), plain()})},
-        {"text print refers to step 0", 8015, 2, kCheckTarvisel,
-         pad({plain(), stepReference('P', 0), plain()}),
-         pad({plain(), stepReference('P', 1), plain()})},
-        {"statistic refers below step 1", 8015, 1, kCheckTarvisel,
-         pad({stepReference('T', -2), plain()}),
+        {"text print refers past the end", 8015, 2, kCheckTarvisel,
+         pad({plain(), stepReference('P', 4), plain()}),
+         pad({plain(), stepReference('P', 0), plain()})},  // 0: none chosen yet
+        {"statistic refers past the end", 8015, 1, kCheckTarvisel,
+         pad({stepReference('T', 300), plain()}),
          [](C& t) {
              // A reference by variable (byte 152 set) names no step.
-             ComponentRecord r = stepReference('T', -2);
+             ComponentRecord r = stepReference('T', 300);
              r.setU8(152, 1);
              t.procedure({r, plain()});
          }},

@@ -205,6 +205,39 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
     LinkDisconnect(link);
 }
 
+TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
+    VirtualClock clock;
+    Link link(clock);
+    SimSettings s = DefaultSimSettings();
+    s.faults.corruptFraction = 0.3;
+    s.faults.dropFraction = 0.2;
+    s.faults.seed = 7;
+    SimulatedInstrument instrument(s);
+    link.linkKind = kLinkSerial;
+    link.makeSerialPort = [&] { return std::make_unique<SimSerialTransport>(instrument); };
+    ASSERT_EQ(LinkConnect(link), 0);
+    std::map<int, int> seen;
+    for (int i = 0; i < 200; ++i) {
+        link.buf.tx[0] = 'p';
+        link.buf.tx[1] = 'I';
+        const std::uint64_t t0 = clock.nowMs();
+        const int r = LinkBlockRequest(link, 2, 1500, 0);
+        ++seen[r];
+        // Resend, spacing and time-out bound every request.
+        EXPECT_LE(clock.nowMs() - t0, 100u + 20u + 550u + 100u + 20u + 1500u + 10u);
+        if (r == 23) {
+            EXPECT_EQ(AnswerByte(link, 16), 1);
+        }
+    }
+    // Good answers, corrupt ones (NAKed, -1), lost ones (0) and sends that
+    // were not acknowledged twice (76); nothing else.
+    for (const auto& [result, count] : seen)
+        EXPECT_TRUE(result == 23 || result == -1 || result == 0 || result == 76) << result;
+    EXPECT_GT(seen[23], 50);
+    EXPECT_GT(seen[-1], 10);
+    EXPECT_GT(seen[76], 0);
+}
+
 // quelvari-instrument on a pseudo-terminal, reached through the real serial
 // port backend.
 class PtyInstrument {
@@ -323,6 +356,12 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     EXPECT_EQ(WEXITSTATUS(status), 4);
     EXPECT_NE(out.find("(76)"), std::string::npos) << out;
     EXPECT_NE(out.find("/nonexistent/tty"), std::string::npos) << out;
+
+    // The built-in simulated instrument needs no hardware.
+    out = RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --link sim:" + card.path(),
+                     status);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << out;
+    EXPECT_NE(out.find("Next test procedure No.:"), std::string::npos) << out;
 
     out = RunCommand(std::string(QUELVARI_CLI) + " instrument --link bogus", status);
     EXPECT_EQ(WEXITSTATUS(status), 64);

@@ -1,10 +1,13 @@
 #include "check/check_support.h"
 
-#include "model/numbers.h"
+#include <unistd.h>
 
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+
+#include "model/file_io.h"
+#include "model/numbers.h"
 
 namespace quelvari {
 
@@ -28,15 +31,19 @@ int readNumber(std::string_view s, std::size_t& pos) {
 
 PictureInfo ProbePicture(const std::string& path) {
     PictureInfo info;
-    std::FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f)
+    // Only a regular file is a picture: a FIFO or a device named in a record
+    // must not stop the test.
+    Status status;
+    std::uint64_t size = 0;
+    const int fd = OpenRegularFile(path, Access::ReadOnly, kErrPictureAccess, status, &size);
+    if (fd < 0)
         return info;
     info.found = true;
     unsigned char head[30] = {};
-    const std::size_t got = std::fread(head, 1, sizeof head, f);
-    if (std::fseek(f, 0, SEEK_END) == 0)
-        info.size = std::ftell(f);
-    std::fclose(f);
+    const long read = ReadFully(fd, head, sizeof head);
+    ::close(fd);
+    const std::size_t got = read < 0 ? 0 : static_cast<std::size_t>(read);
+    info.size = static_cast<long>(size);
     if (got >= 2 && head[0] == 'B' && head[1] == 'M') {
         info.bitmap = true;
         // The info header follows the 14-byte file header; its size tells the

@@ -587,7 +587,9 @@ class SyntaxTest {
         int step = 0;
         if (!StepReference(r, step))
             return 0;
-        return step < 1 || static_cast<std::size_t>(step) > stepsInFile_ ? kReferenceMissing : 0;
+        // 0 (and a negative statistic reference) names no step: a new
+        // component starts so and must not be a finding the user cannot mend.
+        return step > 0 && static_cast<std::size_t>(step) > stepsInFile_ ? kReferenceMissing : 0;
     }
 
     // 7: online graphic component, which the instruments cannot show. Its

@@ -1,5 +1,7 @@
 #include "link/instrument.h"
 
+#include "model/status.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -48,7 +50,7 @@ int ParseIdentification(const std::uint8_t* d, std::size_t n, InstrumentEntry& e
         ++end;
     // The terminator and the two bytes behind it must be in the answer.
     if (end + 2 >= n)
-        return 80;
+        return kErrInstrumentUnsupported;
     std::memcpy(e.name, d + kNameOffset, std::min(end - kNameOffset, kNameKept));
     e.byte13 = d[end + 1];
     e.byte9 = d[end + 2];
@@ -80,7 +82,7 @@ std::vector<std::uint8_t> BuildIdentification(const InstrumentEntry& e) {
 
 int InstrumentIdentify(Link& link, int slot) {
     if (slot < 0 || slot >= kInstrumentEntries)
-        return 79;
+        return kErrTransfer;
     InstrumentEntry& entry = link.table[static_cast<std::size_t>(slot)];
     link.buf.tx[0] = 'V';
     entry = InstrumentEntry{};
@@ -88,14 +90,14 @@ int InstrumentIdentify(Link& link, int slot) {
     if (r == -99)
         return -99;
     // On the serial link 76 is a request that was not delivered, not an answer.
-    if (link.linkKind == kLinkSerial && r == 76)
-        return 76;
+    if (link.linkKind == kLinkSerial && r == kErrNoUsbInstrument)
+        return kErrNoUsbInstrument;
     if (r < 1)
-        return 79;
+        return kErrTransfer;
     if (r < 11)
-        return 80;
+        return kErrInstrumentUnsupported;
     if (ParseIdentification(link.buf.rx.data() + 1, static_cast<std::size_t>(r - 2), entry) != 0)
-        return 80;
+        return kErrInstrumentUnsupported;
     entry.present = 1;
     return 0;
 }
@@ -105,17 +107,17 @@ int InstrumentSelect(Link& link, int n) {
     link.selected[slot] = false;
     link.buf.tx[0] = 'Z';
     int r = LinkRequest(link, 1, SessionTiming::kAttention);
-    if (link.linkKind == kLinkSerial && r == 76)
-        return 76;
+    if (link.linkKind == kLinkSerial && r == kErrNoUsbInstrument)
+        return kErrNoUsbInstrument;
     if (r < 1)
-        return 80;
+        return kErrInstrumentUnsupported;
     if (AnswerByte(link, 0) != 1 || AnswerByte(link, 1) == 1)
-        return 81;
+        return kErrNotBasicState;
     link.buf.tx[0] = 'W';
     link.buf.tx[1] = 1;
     link.buf.tx[2] = static_cast<std::uint8_t>(n);
     r = LinkRequest(link, 3, SessionTiming::kSelect);
-    link.selected[slot] = r > 0 && !(link.linkKind == kLinkSerial && r == 76) &&
+    link.selected[slot] = r > 0 && !(link.linkKind == kLinkSerial && r == kErrNoUsbInstrument) &&
                           AnswerByte(link, 0) == 0 && AnswerByte(link, 1) == 0;
     return 0;
 }
@@ -162,7 +164,7 @@ int InstrumentConnect(Link& link) {
         return 0;
 
     if (!link.table[0].present)
-        return 76;
+        return kErrNoUsbInstrument;
     int slot = 0;
     for (; slot < kInstrumentEntries && link.table[static_cast<std::size_t>(slot)].present;
          ++slot) {
@@ -182,7 +184,7 @@ int InstrumentConnect(Link& link) {
     // All attached instruments must be of one model.
     for (const InstrumentEntry& e : link.table)
         if (e.present && e.model != link.table[0].model)
-            return Refuse(link, 77);
+            return Refuse(link, kErrDifferentInstruments);
 
     // How many instruments a model allows. The model compared is that of the
     // entry behind the last present one, not entry 0's; this is kept.
@@ -190,7 +192,7 @@ int InstrumentConnect(Link& link) {
     const std::uint16_t model =
         slot < kInstrumentEntries ? link.table[static_cast<std::size_t>(slot)].model : 0;
     if ((model == kModel3310 && open > 4) || (model == kModel6410 && open > 2))
-        return Refuse(link, 78);
+        return Refuse(link, kErrTooManyInstruments);
     return 0;
 }
 

@@ -1,5 +1,7 @@
 #include "link/link.h"
 
+#include "model/status.h"
+
 #include "link/posix_serial.h"
 
 namespace quelvari::link {
@@ -37,6 +39,11 @@ void Link::setTrace(Trace* trace) {
         serial.port()->setTrace(trace, &clock);
 }
 
+Link& ProgramLink() {
+    static Link link(SystemClock());
+    return link;
+}
+
 int LinkConnect(Link& link) {
     if (link.busyCursor)
         link.busyCursor(true);
@@ -47,13 +54,13 @@ int LinkConnect(Link& link) {
         LinkResult why;
         if (!link.serial.open(&why)) {
             link.lastReason = why.reason;
-            result = 76;
+            result = kErrNoUsbInstrument;
         }
     } else if (link.linkKind == kLinkUsb) {
         UsbFound found;
         if (link.usb.enumerate(found) != 0) {
             link.lastReason = link.usb.reason;
-            result = 79;
+            result = kErrTransfer;
         } else {
             for (int i = 0; i < kUsbSlots; ++i)
                 if (found.present[static_cast<std::size_t>(i)])

@@ -88,6 +88,10 @@ class Link {
     std::function<std::unique_ptr<Transport>()> makeSerialPort;
 };
 
+// The program's one link, on the wall clock. The editor applies the link
+// settings to it when its main window is created; until then it is USB.
+Link& ProgramLink();
+
 int LinkConnect(Link& link);
 void LinkDisconnect(Link& link);
 int LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs);

@@ -1,5 +1,7 @@
 #include "link/memory.h"
 
+#include "model/status.h"
+
 #include <cstdio>
 
 namespace quelvari::link {
@@ -64,7 +66,7 @@ bool ShowInstrumentMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& d
     const int r = LinkBlockRequest(link, 2, 1500, 0);
     bool answered = false;
     InstrumentMemory fresh;
-    if (r > 0 && !(link.linkKind == kLinkSerial && r == 76) &&
+    if (r > 0 && !(link.linkKind == kLinkSerial && r == kErrNoUsbInstrument) &&
         ParseMemoryAnswer(link.buf.rx.data() + 1, static_cast<std::size_t>(r - 2), fresh)) {
         memory = fresh;
         const MemoryTexts t = FormatMemory(memory);

@@ -1,5 +1,7 @@
 #include "link/serial_link.h"
 
+#include "model/status.h"
+
 #include <algorithm>
 
 #include "link/frame.h"
@@ -193,7 +195,7 @@ int SerialLink::request(std::size_t length, std::uint32_t timeoutMs) {
     if (!sendFrame(length)) {
         clock_.sleepMs(SerialTiming::kResendDelay);
         if (!sendFrame(length))
-            return 76;
+            return kErrNoUsbInstrument;
     }
     const std::uint64_t timeout = slowLink ? 2ull * timeoutMs : timeoutMs;
     const std::uint64_t sent = clock_.nowMs();

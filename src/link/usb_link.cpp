@@ -1,5 +1,7 @@
 #include "link/usb_link.h"
 
+#include "model/status.h"
+
 #include <libusb.h>
 
 #include <algorithm>
@@ -106,13 +108,13 @@ int UsbLink::enumerate(UsbFound& found) {
     found = {};
     if (!backend) {
         reason = "no USB support";
-        return 74;
+        return kErrUsbAccess;
     }
     std::vector<int> devices;
     const int listed = backend->findDevices(ids, devices);
     if (listed < 0) {
         reason = StatusFromLibusb(listed, "USB").reason;
-        return 74;
+        return kErrUsbAccess;
     }
     if (devices.size() > 127)
         devices.resize(127);
@@ -126,7 +128,7 @@ int UsbLink::enumerate(UsbFound& found) {
         const int h = backend->open(device, why);
         if (h < 0) {
             reason = why.empty() ? StatusFromLibusb(h, "USB device").reason : why;
-            return 74;
+            return kErrUsbAccess;
         }
         handles_[currentDevice] = h;
         // The product string (descriptor 2) names the instrument. It always goes

@@ -108,7 +108,7 @@ long ReadFully(int fd, void* data, std::size_t size) {
     auto* at = static_cast<std::uint8_t*>(data);
     std::size_t got = 0;
     while (got < size) {
-        const ssize_t n = ::read(fd, at + got, size - got);
+        const ssize_t n = guarded(IoCall::Read, [&] { return ::read(fd, at + got, size - got); });
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)

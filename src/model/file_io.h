@@ -53,16 +53,18 @@ bool IsReadableRegularFile(const std::string& path);
 // or -1 with errno set on an I/O error.
 long ReadFully(int fd, void* data, std::size_t size);
 
-// ---- Writing --------------------------------------------------------------
+// ---- Faults ---------------------------------------------------------------
 
-// The steps of a save that can fail, for the fault seam below.
-enum class IoCall { Write, Fsync, Rename, Close };
+// The system calls that can fail, for the fault seam below.
+enum class IoCall { Write, Fsync, Rename, Close, Read };
 
 // Test seam: when set, it is asked before every write, fsync, rename and
-// close of a save; a non-zero answer makes that call fail with the answer as
-// errno. An empty function removes the seam.
+// close of a save and every read of ReadFully; a non-zero answer makes that
+// call fail with the answer as errno. An empty function removes the seam.
 using IoFault = std::function<int(IoCall call)>;
 void SetIoFault(IoFault fault);
+
+// ---- Writing --------------------------------------------------------------
 
 // The prefix of the temporary files of a save.
 inline constexpr std::string_view kTempPrefix = ".quelvari-save-";

@@ -1,0 +1,661 @@
+// Files that never hang, never get lost and always say why: the one reader,
+// the atomic writer under injected faults, kills and size limits, the locks
+// of read-modify-write, and the error model's detail line.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <grp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "check/check_support.h"
+#include "check/syntax_test.h"
+#include "commands/file_commands.h"
+#include "model/config.h"
+#include "model/file_io.h"
+#include "model/procedure_file.h"
+#include "model/record_reader.h"
+#include "test_util.h"
+#include "texts/errors.h"
+#include "texts/texts.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TEST_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TEST_ASAN 1
+#endif
+#endif
+#ifdef TEST_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
+
+namespace quelvari {
+namespace {
+
+using test::readBytes;
+using test::TempDir;
+using test::writeBytes;
+
+// A procedure of `steps` records whose comments carry `tag`.
+void fill(ProcedureList& list, int steps, const std::string& tag) {
+    list.freeProcedure();
+    list.componentCount = 0;
+    for (int i = 0; i < steps; ++i)
+        list.appendRecord(test::makeRecord('B', tag + std::to_string(i)));
+}
+
+std::vector<std::string> listing(const std::string& dir) {
+    std::vector<std::string> names;
+    std::istringstream in(test::runCommand("ls -A '" + dir + "'").out);
+    for (std::string name; std::getline(in, name);)
+        names.push_back(name);
+    return names;
+}
+
+bool hasTemporary(const std::string& dir) {
+    for (const std::string& name : listing(dir))
+        if (name.rfind(std::string(kTempPrefix), 0) == 0)
+            return true;
+    return false;
+}
+
+// Runs `body` in a child process as user and group 65534 (nobody). Returns
+// the child's verdict; false when it could not drop its privileges.
+bool asNobody(const std::function<bool()>& body) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const bool dropped = ::setgroups(0, nullptr) == 0 && ::setgid(65534) == 0 &&
+                             ::setuid(65534) == 0 && ::geteuid() == 65534;
+        ::_exit(dropped ? (body() ? 0 : 1) : 2);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// A scratch directory in memory where there is one: the kill and fault
+// tests save hundreds of times, and fsync on a disk shared by parallel builds
+// can take tens of milliseconds. Renames are atomic there just the same.
+class ScratchDir {
+  public:
+    ScratchDir() {
+        std::string tmpl = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm/quelvari-test-XXXXXX"
+                                                           : "/tmp/quelvari-test-XXXXXX";
+        if (!::mkdtemp(tmpl.data()))
+            throw std::runtime_error("mkdtemp failed");
+        path_ = tmpl;
+    }
+    ~ScratchDir() { test::runCommand("rm -rf '" + path_ + "'"); }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+    const std::string& path() const { return path_; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+  private:
+    std::string path_;
+};
+
+// The bytes of a file, read in one go (the kill test compares megabytes
+// hundreds of times).
+std::vector<std::uint8_t> fastRead(const std::string& path) {
+    std::vector<std::uint8_t> bytes;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat st {};
+    if (fd < 0 || ::fstat(fd, &st) != 0)
+        return bytes;
+    bytes.resize(static_cast<std::size_t>(st.st_size));
+    bytes.resize(static_cast<std::size_t>(std::max(0L, ReadFully(fd, bytes.data(), bytes.size()))));
+    ::close(fd);
+    return bytes;
+}
+
+// Makes a file look as if it was written `age` ago.
+void backdate(const std::string& path, std::chrono::seconds age) {
+    const timespec then{::time(nullptr) - static_cast<time_t>(age.count()), 0};
+    const timespec times[2] = {then, then};
+    ::utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+TEST(ErrorModel, CodesStatusesAndTheDetailLine) {
+    static_assert(ErrorCode(kErrFileWrite, 3) == 92 * 256 + 3);
+    const Status field = Status::fromCode(ErrorCode(kErrDelayTime, 3));
+    EXPECT_EQ(field.message, 2);
+    EXPECT_EQ(field.field, 3);
+    EXPECT_FALSE(field.ok());
+    EXPECT_TRUE(field.detail().empty());
+    // The command component's bare field codes are no success either.
+    EXPECT_FALSE(Status::fromCode(4).ok());
+    EXPECT_TRUE(Status{}.ok());
+
+    // The system's reason comes in English whatever the locale, under the
+    // catalogue text.
+    const Status denied = Status::system(kErrFileWrite, EACCES, "/data/T.PAD");
+    EXPECT_EQ(denied.detail(), "/data/T.PAD: Permission denied");
+    const ErrorBox box = ComposeErrorMessage(denied, kEnglish);
+    const ErrorBox plain = ComposeErrorMessage(ErrorCode(kErrFileWrite), kEnglish);
+    EXPECT_EQ(box.caption, plain.caption);
+    EXPECT_EQ(box.text, plain.text + "\n/data/T.PAD: Permission denied");
+    EXPECT_EQ(Status::system(kErrFileWrite, ENOSPC, "").detail(), "No space left on device");
+    const std::string german =
+        ComposeErrorMessage(Status::refused(kErrFileOpen, "x: is a directory"), kGerman).text;
+    EXPECT_EQ(german.substr(0, 18), "FEHLER 93: DATEI \xD6");
+    EXPECT_EQ(german,
+              ComposeErrorMessage(ErrorCode(kErrFileOpen), kGerman).text + "\nx: is a directory");
+}
+
+TEST(SafeFiles, OnlyRegularFilesAreOpenedAndNothingHangs) {
+    TempDir dir;
+    const std::string fifo = dir.file("fifo.PAD");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    // Tens of gigabytes without a byte on disk.
+    const std::string huge = dir.file("huge.PAD");
+    {
+        const int fd = ::open(huge.c_str(), O_WRONLY | O_CREAT, 0644);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(::ftruncate(fd, 40'000'000'000LL), 0);
+        ::close(fd);
+    }
+    const std::string directory = dir.file("folder.PAD");
+    ASSERT_EQ(::mkdir(directory.c_str(), 0755), 0);
+    struct Case {
+        std::string path;
+        const char* why;
+    };
+    const Case cases[] = {
+        {directory, "is a directory"},          {fifo, "is not a regular file"},
+        {"/dev/zero", "is not a regular file"}, {"/dev/urandom", "is not a regular file"},
+        {"/dev/null", "is not a regular file"}, {huge, "too large for a procedure"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        RecordFile file;
+        const Status read = readRecordFile(c.path, file);
+        EXPECT_EQ(read.code(), ErrorCode(kErrFileOpen));
+        EXPECT_NE(read.detail().find(c.why), std::string::npos) << read.detail();
+        EXPECT_TRUE(file.records.empty());
+        ProcedureList list;
+        EXPECT_EQ(loadProcedure(c.path, list).code(), ErrorCode(kErrFileOpen));
+        EXPECT_EQ(list.componentCount, 0u);
+        EXPECT_EQ(list.documentOpen, 0u);
+        // The syntax test gives the catalogue message, not a finding.
+        if (IsPadFileName(c.path)) {
+            const SyntaxTestResult r = RunSyntaxTest(c.path, kCheckTarvisel);
+            EXPECT_EQ(r.fileError.code(), ErrorCode(kErrFileOpen));
+            EXPECT_FALSE(r.systemFileWritten);
+        }
+        if (std::string(c.why) != "too large for a procedure") {
+            EXPECT_FALSE(IsReadableRegularFile(c.path));
+            EXPECT_FALSE(ProbePicture(c.path).found);
+        }
+    }
+    // A module call naming a FIFO is a missing module, found without waiting.
+    ASSERT_EQ(::mkfifo(dir.file("PUMP.PAM").c_str(), 0600), 0);
+    EXPECT_FALSE(IsReadableRegularFile(dir.file("PUMP.PAM")));
+
+    // The largest procedure is still read: 65535 steps.
+    const std::string largest = dir.file("largest.PAD");
+    {
+        std::vector<std::uint8_t> bytes(kMaxProcedureSteps * 800 + 799, 0);
+        bytes[0] = bytes[1] = 0xFF;
+        writeBytes(largest, bytes);
+    }
+    RecordFile file;
+    ASSERT_TRUE(readRecordFile(largest, file).ok());
+    EXPECT_EQ(file.records.size(), kMaxProcedureSteps);
+    ASSERT_EQ(::truncate(largest.c_str(), (kMaxProcedureSteps + 1) * 800), 0);
+    EXPECT_FALSE(readRecordFile(largest, file).ok());
+}
+
+TEST(SafeFiles, TheReaderKeepsWhatWasReadAndReportsIoErrors) {
+    TempDir dir;
+    const std::string path = dir.file("T.PAD");
+    ProcedureList list;
+    fill(list, 10, "step");
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+
+    // The file shrinks after Open looked at it: only the whole record that
+    // was read is given, nothing of the rest.
+    RecordReader reader;
+    ASSERT_TRUE(reader.open(path).ok());
+    ASSERT_EQ(::truncate(path.c_str(), 800 + 400), 0);
+    std::size_t count = 0;
+    while (reader.next())
+        ++count;
+    EXPECT_TRUE(reader.status().ok());
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(reader.last(), list.procedureHead.record);
+
+    // It grows: read to the end, not to the size seen at the start.
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+    ASSERT_TRUE(reader.open(path).ok());
+    {
+        const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND);
+        std::vector<std::uint8_t> extra(800 * 3, 0);
+        ASSERT_EQ(::write(fd, extra.data(), extra.size()), 2400);
+        ::close(fd);
+    }
+    count = 0;
+    while (reader.next())
+        ++count;
+    EXPECT_EQ(count, 13u);
+
+    // An I/O error in the middle is an error, not the end of the file: no
+    // records for Open, no verdict and no system file from the syntax test.
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+    for (int failAt = 1; failAt <= 2; ++failAt) {
+        SCOPED_TRACE(failAt);
+        int reads = 0;
+        SetIoFault(
+            [&](IoCall call) { return call == IoCall::Read && ++reads == failAt ? EIO : 0; });
+        ProcedureList loaded;
+        const Status s = loadProcedure(path, loaded);
+        reads = 0;
+        const SyntaxTestResult r = RunSyntaxTest(path, kCheckTarvisel);
+        SetIoFault({});
+        EXPECT_EQ(s.code(), ErrorCode(kErrFileOpen));
+        EXPECT_EQ(s.sysError, EIO);
+        EXPECT_EQ(loaded.componentCount, 0u);
+        EXPECT_EQ(loaded.nodeCount(), 1u);
+        EXPECT_EQ(r.fileError.sysError, EIO);
+        EXPECT_FALSE(r.systemFileWritten);
+        EXPECT_FALSE(::access(SystemFilePath(path).c_str(), F_OK) == 0);
+    }
+
+    // The format word comes in two pieces: both are waited for.
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    ASSERT_EQ(::write(fds[1], "\xFF", 1), 1);
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_EQ(::write(fds[1], "\xFF", 1), 1);
+    });
+    std::uint8_t word[2] = {};
+    EXPECT_EQ(ReadFully(fds[0], word, 2), 2);
+    late.join();
+    EXPECT_FALSE(IsOldFormat(word, 2));
+    ::close(fds[0]);
+    ::close(fds[1]);
+}
+
+TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
+    TempDir dir;
+    ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
+    const std::string path = dir.file("locked.PAD");
+    ProcedureList list;
+    fill(list, 3, "old");
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    const auto before = readBytes(path);
+
+    // Save: message 92 with the reason, the file untouched, still modified.
+    struct Ui : FileUi {
+        std::vector<Status> shown;
+        Answer askYesNoCancel(const std::string&) override { return Answer::No; }
+        Answer askYesNo(const std::string&) override { return Answer::Yes; }
+        std::optional<std::string> chooseOpenFile(const std::string&) override { return {}; }
+        std::optional<std::string> chooseSaveFile(const std::string&, const std::string&) override {
+            return {};
+        }
+        void showError(const Status& s) override { shown.push_back(s); }
+        void setWindowTitle(const std::string&) override {}
+        void setStatusCount(const std::string&) override {}
+        void repaint() override {}
+    } ui;
+    FileCommands commands(list, ui);
+    list.documentPath = path;
+    list.modified = 1;
+    commands.fileSave();
+    ASSERT_EQ(ui.shown.size(), 1u);
+    EXPECT_EQ(ui.shown[0].code(), ErrorCode(kErrFileWrite));
+    EXPECT_EQ(ui.shown[0].detail(), path + ": Permission denied");
+    EXPECT_EQ(list.modified, 1u);
+    EXPECT_EQ(readBytes(path), before);
+    EXPECT_FALSE(hasTemporary(dir.path()));
+
+    // Open needs write access (93); info and dump only read.
+    ProcedureList opened;
+    EXPECT_EQ(loadProcedure(path, opened).sysError, EACCES);
+    RecordFile file;
+    EXPECT_TRUE(readRecordFile(path, file).ok());
+    const auto info = test::runCli("info '" + path + "'");
+    EXPECT_EQ(info.status, 0) << info.out;
+    EXPECT_NE(info.out.find("records: 3"), std::string::npos);
+
+    // As an ordinary user: a writable file in a directory it cannot write to
+    // is refused with the directory's reason and stays as it is; a file it
+    // cannot read does not open.
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to drop privileges to user 65534";
+    const std::string shared = dir.file("shared.PAD");
+    ASSERT_TRUE(writeProcedure(shared, list).ok());
+    ASSERT_EQ(::chmod(shared.c_str(), 0666), 0);
+    const std::string secret = dir.file("secret.PAD");
+    ASSERT_TRUE(writeProcedure(secret, list).ok());
+    ASSERT_EQ(::chmod(secret.c_str(), 0600), 0);
+    const auto sharedBefore = readBytes(shared);
+    EXPECT_TRUE(asNobody([&] {
+        ProcedureList changed;
+        fill(changed, 5, "new");
+        const Status s = writeProcedure(shared, changed);
+        ProcedureList other;
+        const Status r = loadProcedure(secret, other);
+        return s.code() == ErrorCode(kErrFileWrite) && s.sysError == EACCES &&
+               s.detail() == dir.path() + ": Permission denied" && r.sysError == EACCES;
+    }));
+    EXPECT_EQ(readBytes(shared), sharedBefore);
+}
+
+// Saves the procedure, the system file of the syntax test and the
+// configuration with every call of the save failing in turn.
+TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
+    ScratchDir dir;
+    const std::string pad = dir.file("T.PAD");
+    ::setenv("QUELVARI_CONFIG_ROOT", dir.file("config").c_str(), 1);
+    ASSERT_TRUE(EnsureConfigDirectories());
+    ProcedureList original, changed;
+    fill(original, 150, "old");
+    fill(changed, 200, "new");
+
+    struct Target {
+        const char* name;
+        std::string path;
+        std::function<void()> prepare;  // writes the old content
+        std::function<Status()> save;   // the save under test
+    };
+    const Target targets[] = {
+        {"procedure", pad, [&] { ASSERT_TRUE(writeProcedure(pad, original).ok()); },
+         [&] { return writeProcedure(pad, changed); }},
+        {"system file", SystemFilePath(pad),
+         [&] {
+             writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
+             ProcedureList one;
+             one.appendRecord(test::makeRecord('B'));
+             ASSERT_TRUE(writeProcedure(pad, one).ok());
+         },
+         [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
+        {"configuration", GetConfigPaths().file,
+         [&] {
+             ASSERT_TRUE(WriteConfiguration({1, 0}).ok());
+         },
+         [&] {
+             return WriteConfiguration({3, 1});
+         }},
+    };
+    int trials = 0;
+    for (const Target& t : targets) {
+        SCOPED_TRACE(t.name);
+        t.prepare();
+        const auto before = readBytes(t.path);
+        // Count the calls of one good save, then fail each of them.
+        int calls = 0;
+        SetIoFault([&](IoCall call) { return call == IoCall::Read ? 0 : (++calls, 0); });
+        ASSERT_TRUE(t.save().ok());
+        SetIoFault({});
+        ASSERT_GE(calls, 4);
+        for (int n = 1; n <= calls; ++n) {
+            SCOPED_TRACE(n);
+            t.prepare();
+            int seen = 0;
+            int injected = 0;
+            SetIoFault([&](IoCall call) {
+                if (call == IoCall::Read || ++seen != n)
+                    return 0;
+                switch (call) {
+                    case IoCall::Write:
+                        return injected = ENOSPC;
+                    case IoCall::Rename:
+                        return injected = EXDEV;
+                    default:
+                        return injected = EIO;
+                }
+            });
+            const Status s = t.save();
+            SetIoFault({});
+            ++trials;
+            EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
+            EXPECT_EQ(s.sysError, injected);
+            EXPECT_NE(s.detail().find(SystemErrorText(injected)), std::string::npos);
+            EXPECT_NE(s.detail().find(t.path), std::string::npos) << s.detail();
+            EXPECT_EQ(readBytes(t.path), before);
+            EXPECT_FALSE(hasTemporary(DirectoryOf(t.path)));
+        }
+    }
+    ::unsetenv("QUELVARI_CONFIG_ROOT");
+    EXPECT_GE(trials, 12);
+    std::cout << "[ fault trials ] " << trials << "\n";
+}
+
+TEST(SaveFaults, KilledSavesLeaveTheOldFileOrTheNewOneWhole) {
+    ScratchDir dir;
+    const std::string path = dir.file("big.PAD");
+    ProcedureList a, b;
+    fill(a, 1500, "first");
+    fill(b, 2500, "second");
+    ASSERT_TRUE(writeProcedure(path, a).ok());
+    const auto bytesA = readBytes(path);
+    ASSERT_TRUE(writeProcedure(path, b).ok());
+    const auto bytesB = readBytes(path);
+
+    // How long one save takes here, to spread the kills over it.
+    const auto t0 = std::chrono::steady_clock::now();
+    ASSERT_TRUE(writeProcedure(path, a).ok());
+    const auto saveUs =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - t0)
+            .count();
+    std::mt19937 random(12345);
+    std::uniform_int_distribution<long> delay(0, saveUs * 3 / 2 + 200);
+    int trials = 0, completed = 0, kept = 0;
+    const auto start = std::chrono::steady_clock::now();
+    bool nowA = true;
+    while (trials < 120 ||
+           (trials < 400 && std::chrono::steady_clock::now() - start < std::chrono::seconds(2))) {
+        ProcedureList& next = nowA ? b : a;
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            const bool ok = writeProcedure(path, next).ok();
+            ::_exit(ok ? 0 : 1);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
+        ::kill(pid, SIGKILL);
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        ++trials;
+        const auto now = fastRead(path);
+        const bool isNew = now == (nowA ? bytesB : bytesA);
+        const bool isOld = now == (nowA ? bytesA : bytesB);
+        ASSERT_TRUE(isNew || isOld) << "trial " << trials << ": " << now.size() << " bytes";
+        (isNew ? completed : kept)++;
+        nowA = isNew ? !nowA : nowA;
+    }
+    std::cout << "[ kill trials ] " << trials << " (" << completed << " completed, " << kept
+              << " interrupted)\n";
+    EXPECT_GT(kept, 0);
+
+    // The temporary files of the killed saves are removed by a later save once
+    // they are old; a fresh one (a save that may still run) is left alone.
+    for (const std::string& name : listing(dir.path()))
+        backdate(dir.file(name), std::chrono::hours(2));
+    const std::string fresh = dir.file(std::string(kTempPrefix) + "fresh1");
+    const std::string foreign = dir.file(".quelvari-saveXabcdef");
+    writeBytes(fresh, {1});
+    writeBytes(foreign, {1});
+    backdate(foreign, std::chrono::hours(2));
+    ASSERT_TRUE(writeProcedure(path, a).ok());
+    const auto names = listing(dir.path());
+    EXPECT_EQ(names, (std::vector<std::string>{std::string(kTempPrefix) + "fresh1",
+                                               ".quelvari-saveXabcdef", "big.PAD"}));
+}
+
+TEST(SaveFaults, AFileSizeLimitGivesMessage92WithTheReason) {
+    ScratchDir dir;
+    const std::string path = dir.file("T.PAD");
+    ProcedureList small, large;
+    fill(small, 10, "small");
+    fill(large, 400, "large");
+    ASSERT_TRUE(writeProcedure(path, small).ok());
+    const auto before = readBytes(path);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const rlimit limit{100'000, 100'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const Status s = writeProcedure(path, large);
+        const ErrorBox box = ComposeErrorMessage(s, kEnglish);
+        ::_exit(s.code() == ErrorCode(kErrFileWrite) && s.sysError == EFBIG &&
+                        box.text.find("File too large") != std::string::npos
+                    ? 0
+                    : 1);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(readBytes(path), before);
+}
+
+TEST(FileLocks, ASecondWriterWaitsForTheFirstOrIsRefused) {
+    TempDir dir;
+    const std::string path = dir.file("T.PAD");
+    ProcedureList list;
+    fill(list, 2, "x");
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+
+    FileLock first;
+    ASSERT_TRUE(first.acquire(path, kErrFileOpen, kLockWait).ok());
+    ASSERT_TRUE(first.held());
+    FileLock second;
+    const Status refused = second.acquire(path, kErrFileOpen, std::chrono::milliseconds(50));
+    EXPECT_EQ(refused.code(), ErrorCode(kErrFileOpen));
+    EXPECT_EQ(refused.detail(), path + ": in use by another program");
+    EXPECT_FALSE(second.held());
+
+    // The first writer replaces the file; the waiting one gets the new file.
+    Status waited;
+    std::thread waiter(
+        [&] { waited = second.acquire(path, kErrFileOpen, std::chrono::milliseconds(5000)); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    fill(list, 3, "y");
+    ASSERT_TRUE(writeProcedure(path, list).ok());
+    first.release();
+    waiter.join();
+    EXPECT_TRUE(waited.ok());
+    EXPECT_TRUE(second.held());
+    // The editor's Save of the same file is refused meanwhile, untouched.
+    const auto before = readBytes(path);
+    // The editor's Save of the same file (which waits kSaveLockWait) meets
+    // the same refusal, with message 92.
+    FileLock editor;
+    EXPECT_FALSE(editor.acquire(path, kErrFileWrite, std::chrono::milliseconds(20)).ok());
+    EXPECT_EQ(readBytes(path), before);
+    second.release();
+
+    // A lock that creates a missing file removes it again when nothing was
+    // written into it.
+    const std::string fresh = dir.file("fresh.PAD");
+    {
+        FileLock creating;
+        ASSERT_TRUE(creating.acquire(fresh, kErrFileOpen, kLockWait, true).ok());
+        EXPECT_TRUE(creating.created());
+    }
+    EXPECT_NE(::access(fresh.c_str(), F_OK), 0);
+}
+
+TEST(FileLocks, TwentyConcurrentAddsKeepEveryRecord) {
+    TempDir dir;
+    for (const bool existing : {true, false}) {
+        SCOPED_TRACE(existing);
+        const std::string pad = dir.file(existing ? "shared.PAD" : "new.PAD");
+        if (existing) {
+            ASSERT_EQ(
+                test::runCli("add " + pad + " Z time-wait=1 factor=1 description=first").status, 0);
+        }
+        // Twenty processes at once; a refusal would print its line.
+        std::string script = "cd " + dir.path() + "\n";
+        for (int i = 0; i < 20; ++i)
+            script += std::string(QUELVARI_CLI) + " add " + pad +
+                      " Z time-wait=1 factor=10 description=w" + std::to_string(i) +
+                      " >/dev/null 2>&1 || echo refused &\n";
+        script += "wait\n";
+        test::writeBytes(dir.file("adds.sh"), {script.begin(), script.end()});
+        const auto r = test::runCommand("sh " + dir.file("adds.sh"));
+        EXPECT_EQ(r.out, "");
+        RecordFile file;
+        ASSERT_TRUE(readRecordFile(pad, file).ok());
+        ASSERT_EQ(file.records.size(), existing ? 21u : 20u);
+        // Every description once, each record whole and numbered in order.
+        std::vector<int> seen(20, 0);
+        for (std::size_t k = 0; k < file.records.size(); ++k) {
+            const ComponentRecord& rec = file.records[k];
+            EXPECT_EQ(rec.number(), k + 1);
+            EXPECT_EQ(rec.typeCode(), 'Z');
+            const std::string comment(reinterpret_cast<const char*>(rec.data() + rec::kComment));
+            if (comment.size() > 1 && comment[0] == 'w')
+                ++seen.at(static_cast<std::size_t>(std::stoi(comment.substr(1))));
+        }
+        EXPECT_EQ(seen, std::vector<int>(20, 1));
+        EXPECT_FALSE(hasTemporary(dir.path()));
+    }
+}
+
+TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
+#ifndef TEST_ASAN
+    GTEST_SKIP() << "only an AddressSanitizer build can see poisoned memory";
+#else
+    ProcedureList list;
+    fill(list, 5, "n");
+    list.goToStep(4);
+    ComponentNode* released = list.currentNode->next;
+    ASSERT_NE(released, nullptr);
+    ASSERT_FALSE(__asan_address_is_poisoned(&released->record));
+    ASSERT_TRUE(list.deleteCurrent());
+    EXPECT_TRUE(__asan_address_is_poisoned(&released->record));
+    EXPECT_TRUE(__asan_address_is_poisoned(&released->next));
+    // Reused by the next insertion, and readable again.
+    list.insertAtCurrent(test::makeRecord('Z'));
+    EXPECT_EQ(list.nodeCount(), 5u);
+    for (ComponentNode* n = &list.procedureHead; n; n = n->next)
+        EXPECT_FALSE(__asan_address_is_poisoned(&n->record));
+#endif
+}
+
+TEST(Configuration, WholePathCreatedAndOnlyARegularFileRead) {
+    TempDir dir;
+    ::unsetenv("QUELVARI_CONFIG_ROOT");
+    ::setenv("XDG_CONFIG_HOME", dir.file("home/user/.config").c_str(), 1);
+    ASSERT_TRUE(EnsureConfigDirectories());
+    const ConfigPaths p = GetConfigPaths();
+    struct stat st {};
+    EXPECT_EQ(::stat(p.programDir.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    ASSERT_TRUE(WriteConfiguration({2, 1}).ok());
+    Configuration c;
+    ReadConfiguration(c);
+    EXPECT_EQ(c.language, 2u);
+
+    // A FIFO at the configuration path: defaults, at once; writing refuses it.
+    ASSERT_EQ(::unlink(p.file.c_str()), 0);
+    ASSERT_EQ(::mkfifo(p.file.c_str(), 0600), 0);
+    Configuration d;
+    ReadConfiguration(d);
+    EXPECT_EQ(d.language, 0u);
+    const Status s = WriteConfiguration({1, 1});
+    EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
+    EXPECT_NE(s.detail().find("is not a regular file"), std::string::npos);
+    ::unsetenv("XDG_CONFIG_HOME");
+}
+
+}  // namespace
+}  // namespace quelvari
