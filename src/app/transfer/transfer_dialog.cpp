@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
+#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGridLayout>
@@ -153,7 +154,7 @@ TransferDialog::TransferDialog(QWidget* parent, const std::string& procedurePath
     });
 
     path_ = procedurePath;
-    name_->setText(FromCp1252(path_));
+    name_->setText(QFile::decodeName(QByteArray::fromStdString(path_)));
     updateEnabled();
     connectAndShow();
 }
@@ -277,25 +278,19 @@ void TransferDialog::updateEnabled() {
 
 void TransferDialog::selectProcedure(const std::string& path) {
     path_ = path;
-    name_->setText(FromCp1252(path_));
+    name_->setText(QFile::decodeName(QByteArray::fromStdString(path_)));
     showNeed();
     updateEnabled();
 }
 
 void TransferDialog::chooseFile() {
-    const QString file =
-        QFileDialog::getOpenFileName(this, Text(1466), QFileInfo(FromCp1252(path_)).absolutePath(),
-                                     QStringLiteral("*.PAD *.pad"));
+    const QString file = QFileDialog::getOpenFileName(
+        this, Text(1466),
+        QFileInfo(QFile::decodeName(QByteArray::fromStdString(path_))).absolutePath(),
+        QStringLiteral("*.PAD *.pad"));
     if (file.isEmpty())
         return;
-    // Procedure paths are Windows-1252; a name the code page cannot hold is
-    // refused.
-    const std::optional<std::string> cp = utf8ToCp1252(file.toStdString());
-    if (!cp) {
-        showError(72);
-        return;
-    }
-    selectProcedure(*cp);
+    selectProcedure(QFile::encodeName(file).toStdString());
 }
 
 void TransferDialog::startTransfer() {

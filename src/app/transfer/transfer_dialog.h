@@ -26,7 +26,8 @@ class QSpinBox;
 namespace quelvari::app {
 
 // The one entry of the Transfer command: opens the dialog modally for the
-// procedure at `procedurePath` (may be empty: the user then selects one).
+// procedure at `procedurePath`, a file system path as the editor keeps it
+// (may be empty: the user then selects one).
 void RunTransferDialog(QWidget* parent, const std::string& procedurePath);
 
 class TransferDialog : public QDialog {
