@@ -88,13 +88,16 @@ TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, [&] { ++ticks; });
     timer.start(10);
-    ASSERT_TRUE(done.wait(20000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return d->progressBar()->isVisible(); }, 5000));
+    ASSERT_TRUE(done.size() > 0 || done.wait(20000));
     EXPECT_GT(ticks, 10);
     EXPECT_EQ(done.front().at(0).toInt(), 0);
     EXPECT_TRUE(messages.isEmpty()) << messages.join("|").toStdString();
     EXPECT_TRUE(fs::exists(fs::path(card) / "P004.PAD"));
     EXPECT_TRUE(fs::exists(fs::path(card) / "P004.IR1"));
     EXPECT_EQ(d->statusLine()->text(), "Write IRQ1 -> CF");
+    EXPECT_FALSE(d->statusLine()->isVisible());
+    EXPECT_FALSE(d->progressBar()->isVisible());
     EXPECT_EQ(d->numberField()->value(), 5);  // the instrument's next free place
     EXPECT_TRUE(d->startButton()->isEnabled());
     d.reset();

@@ -1,7 +1,6 @@
 #include "app/transfer/transfer_dialog.h"
 
 #include <QCheckBox>
-#include <QDialogButtonBox>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -127,8 +126,7 @@ TransferDialog::TransferDialog(QWidget* parent, const std::string& procedurePath
     status_->setObjectName("1471");
     status_->setVisible(false);
     status_->setFont(QFont(QStringLiteral("monospace")));
-    cancel_ =
-        new QPushButton(QDialogButtonBox(QDialogButtonBox::Cancel).buttons().front()->text(), this);
+    cancel_ = new QPushButton(Text(2), this);  // "Abbrechen"
     cancel_->setObjectName("cancel");
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(start_);
@@ -371,7 +369,9 @@ void TransferDialog::startTransfer() {
         }
         const bool answered = link::RefreshMemory(link, memory, shown);
         post([this, shown, memory, answered] {
+            // The memory refresh hides the progress bar and the status line.
             progress_->setVisible(false);
+            status_->setVisible(false);
             if (!answered)
                 return;
             for (const auto& [id, text] : shown.fields)
