@@ -205,6 +205,51 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
     LinkDisconnect(link);
 }
 
+TEST(LinkSimulator, CardFilesBusyPollsAndUnknownRequests) {
+    test::TempDir card;
+    SimSettings s = DefaultSimSettings();
+    s.cardDir = card.path();
+    s.faults.busyPolls = 2;
+    SimulatedInstrument sim(s);
+    auto ask = [&](std::vector<std::uint8_t> request) {
+        return sim.handle(request.data(), request.size());
+    };
+    auto block = [](const char* cmd, std::vector<std::uint8_t> head, std::size_t n, int fill) {
+        std::vector<std::uint8_t> b(3 + head.size() + n, static_cast<std::uint8_t>(fill));
+        for (std::size_t i = 0; i < 3; ++i)
+            b[i] = static_cast<std::uint8_t>(cmd[i]);
+        for (std::size_t i = 0; i < head.size(); ++i)
+            b[3 + i] = head[i];
+        return b;
+    };
+    // Interrupt procedure 2 of procedure 3: two records, closed after two
+    // busy polls.
+    EXPECT_FALSE(ask(block("pQD", {3, 2, 0, 2, 1}, 800, 0xBB)));
+    EXPECT_FALSE(ask(block("pQD", {3, 2, 0, 1, 1}, 800, 0xAA)));
+    EXPECT_EQ(ask(Bytes({'p', 'Q', 'W', 3, 2, 0, 2})), Bytes({0, 1}));
+    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
+    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
+    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({0, 0}));
+    ASSERT_EQ(std::filesystem::file_size(card.file("P003.IR2")), 1600u);
+    std::ifstream ir(card.file("P003.IR2"), std::ios::binary);
+    EXPECT_EQ(ir.get(), 0xAA);  // placed by block number
+    ir.seekg(800);
+    EXPECT_EQ(ir.get(), 0xBB);
+
+    // A picture of 1536 + 100 bytes: counter 1 (units 3), then 4 (units 1).
+    EXPECT_FALSE(ask(block("pBD", {3, 0, 0, 1, 3}, 1536, 1)));
+    EXPECT_FALSE(ask(block("pBD", {3, 0, 0, 4, 1}, 100, 2)));
+    EXPECT_EQ(ask(Bytes({'p', 'B', 'W', 3, 0, 0, 5})), Bytes({0, 1}));
+    EXPECT_EQ(std::filesystem::file_size(card.file("P003_0.BMP")), 1636u);
+
+    // Refusals and requests it does not know.
+    sim.settings().faults.refuseHeader = true;
+    EXPECT_EQ(ask(block("pPH", {3}, 1824, 0)), Bytes({0, 0}));
+    EXPECT_EQ(ask(Bytes({'p'})), Bytes({'?'}));
+    EXPECT_EQ(ask(Bytes({'X', 1})), Bytes({'?'}));
+    EXPECT_EQ(sim.counts().at("pQ?"), 3);
+}
+
 TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
     VirtualClock clock;
     Link link(clock);
@@ -283,6 +328,9 @@ TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     link.linkKind = kLinkSerial;
     link.serialDevice = instrument.path();
     link.baudIndex = 3;
+    // The slow timing's 1000 ms acknowledgement window keeps the test steady
+    // on a loaded machine; the pty refuses DTR and RTS, which must not matter.
+    link.slowLink = 1;
     ASSERT_EQ(InstrumentConnect(link), 0) << link.lastReason;
     EXPECT_EQ(link.table[0].model, kModel6410);
     EXPECT_STREQ(link.table[0].name, "PV-SIM 6410");
@@ -334,9 +382,10 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     test::TempDir card;
     PtyInstrument instrument(card.path());
     int status = 0;
-    std::string out = RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --link serial:" +
-                                     instrument.path() + " --trace " + card.file("trace.txt"),
-                                 status);
+    std::string out =
+        RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --slow --link serial:" +
+                       instrument.path() + " --trace " + card.file("trace.txt"),
+                   status);
     EXPECT_EQ(WEXITSTATUS(status), 0) << out;
     EXPECT_NE(out.find("Instrument 0: PV-SIM 6410"), std::string::npos) << out;
     EXPECT_NE(out.find("Free memory:"), std::string::npos) << out;

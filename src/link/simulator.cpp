@@ -104,8 +104,10 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
     const Answer unknown = std::vector<std::uint8_t>{'?'};
     if (n == 0)
         return unknown;
-    const std::string key(reinterpret_cast<const char*>(d),
-                          d[0] == 'p' ? std::min<std::size_t>(n, d[1] == 'I' ? 2 : 3) : 1);
+    const std::string key(reinterpret_cast<const char*>(d), d[0] != 'p' ? 1
+                                                            : n >= 2 && d[1] == 'I'
+                                                                ? 2
+                                                                : std::min<std::size_t>(n, 3));
     ++counts_[key];
     const SimFaults& f = settings_.faults;
     auto word = [&](std::size_t i) { return static_cast<unsigned>(d[i] << 8 | d[i + 1]); };
@@ -122,7 +124,8 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
     }
     if (key == "pI")
         return BuildMemoryAnswer(settings_.memory);
-    // The closing polls are the three letters alone.
+    // The closing polls are three bytes; every other request names the
+    // procedure number in byte 3.
     if (key == "pP?")
         return poll(pendingP_);
     if (key == "pQ?")
@@ -154,8 +157,6 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
                 static_cast<std::uint8_t>(number < 99 ? number + 1 : 0);
         return a;
     }
-    if (key == "pP?")
-        return poll(pendingP_);
     if (key == "pQD" && n >= 9) {
         const unsigned block = word(5);
         if (block > 0)
@@ -167,8 +168,6 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
         const std::string suffix = ".IR" + std::to_string(d[4]);
         return finish(Key('Q', number, d[4]), CardName(number, suffix.c_str()), pendingQ_);
     }
-    if (key == "pQ?")
-        return poll(pendingQ_);
     if (key == "pBD" && n >= 8) {
         const unsigned counter = word(5);
         if (counter > 0)
@@ -179,8 +178,6 @@ std::optional<std::vector<std::uint8_t>> SimulatedInstrument::handle(const std::
         const std::string suffix = "_" + std::to_string(d[4]) + ".BMP";
         return finish(Key('B', number, d[4]), CardName(number, suffix.c_str()), pendingB_);
     }
-    if (key == "pB?")
-        return poll(pendingB_);
     return unknown;
 }
 

@@ -106,10 +106,8 @@ int UsbLink::enumerate(UsbFound& found) {
     closeAll();
     reason.clear();
     found = {};
-    if (!backend) {
-        reason = "no USB support";
-        return kErrUsbAccess;
-    }
+    if (!backend)
+        backend = MakeLibusbBackend();
     std::vector<int> devices;
     const int listed = backend->findDevices(ids, devices);
     if (listed < 0) {

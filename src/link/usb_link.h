@@ -85,6 +85,7 @@ class UsbLink {
     UsbLink(LinkBuffers& buffers, Clock& clock) : buf_(buffers), clock_(clock) {}
     ~UsbLink();
 
+    // libusb unless set before the first enumeration.
     std::unique_ptr<UsbBackend> backend;
     std::vector<UsbId> ids = DefaultUsbIds();
     Trace* trace = nullptr;
