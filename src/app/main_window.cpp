@@ -19,9 +19,11 @@
 #include "app/describe/description_dialog.h"
 #include "app/dialogs.h"
 #include "app/help_window.h"
+#include "app/link/link_settings_dialog.h"
 #include "app/print/printing.h"
 #include "app/procedure_view.h"
 #include "app/qt_text.h"
+#include "app/transfer/transfer_dialog.h"
 #include "render/resources.h"
 #include "texts/errors.h"
 
@@ -480,12 +482,6 @@ void MainWindow::editGoTo() {
 
 // Commands whose dialogs live in other parts of the editor: each is one call.
 
-namespace {
-void NotInThisBuild(QWidget* parent, const QString& what) {
-    QMessageBox::information(parent, QString::fromLatin1(kProductName), what);
-}
-}  // namespace
-
 void MainWindow::filePrint() {
     PrintProcedure(this, list_, config_.printSize);
 }
@@ -511,7 +507,7 @@ void MainWindow::procedureSyntaxTest() {
 }
 
 void MainWindow::procedureTransfer() {
-    NotInThisBuild(this, action(cmd::kTransfer)->text());  // hook: transfer
+    RunTransferDialog(this, list_.documentPath);
 }
 
 void MainWindow::procedureDescription() {
@@ -519,7 +515,7 @@ void MainWindow::procedureDescription() {
 }
 
 void MainWindow::procedureLinkSettings() {
-    NotInThisBuild(this, action(cmd::kLinkSettings)->text());  // hook: link settings
+    LinkSettingsDialog::RunLinkSettingsDialog(this);
 }
 
 // Extras.

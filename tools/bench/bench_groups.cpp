@@ -3,10 +3,11 @@
 
 namespace quelvari::bench {
 
-BenchGroup checkGroup();  // bench_check.cpp
+BenchGroup checkGroup();     // bench_check.cpp
+BenchGroup transferGroup();  // bench_transfer.cpp
 
 std::vector<BenchGroup> extraGroups() {
-    return {checkGroup()};
+    return {checkGroup(), transferGroup()};
 }
 
 }  // namespace quelvari::bench

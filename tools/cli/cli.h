@@ -36,6 +36,7 @@ std::vector<Verb> printVerbs();
 // Prints protocol lines (Windows-1252) to a PDF file as the syntax-test
 // dialog's Print button prints them. False when the file cannot be written.
 bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path);
+std::vector<Verb> transferVerbs();
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
 int usageError(const std::string& message);

@@ -107,7 +107,8 @@ std::vector<Verb> allVerbs() {
     std::vector<Verb> verbs;
     for (auto group :
          {quelvari::cli::modelVerbs, quelvari::cli::textVerbs, quelvari::cli::componentVerbs,
-          quelvari::cli::checkVerbs, quelvari::cli::printVerbs, quelvari::cli::linkVerbs})
+          quelvari::cli::checkVerbs, quelvari::cli::printVerbs, quelvari::cli::linkVerbs,
+          quelvari::cli::transferVerbs})
         for (const Verb& v : group())
             verbs.push_back(v);
     return verbs;

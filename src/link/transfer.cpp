@@ -1,0 +1,338 @@
+#include "link/transfer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include "link/instrument.h"
+
+namespace quelvari::link {
+
+namespace {
+
+std::uint8_t Hi(std::uint16_t v) {
+    return static_cast<std::uint8_t>(v >> 8);
+}
+std::uint8_t Lo(std::uint16_t v) {
+    return static_cast<std::uint8_t>(v);
+}
+
+// A request result that carries an answer. On the serial link 76 means the
+// request was not delivered.
+bool Answered(const Link& link, int r) {
+    return r > 0 && !(link.linkKind == kLinkSerial && r == 76);
+}
+
+std::uint64_t WholeBlocks(std::uint64_t bytes) {
+    return (bytes + 511) / 512 * 512;
+}
+
+bool Cancelled(const std::atomic<bool>* cancel) {
+    return cancel && cancel->load(std::memory_order_relaxed);
+}
+
+// One block out. A serial frame that was not acknowledged goes once more
+// after the resend delay, as requests do.
+bool SendBlock(Link& link, const std::vector<std::uint8_t>& block) {
+    std::copy(block.begin(), block.end(), link.buf.tx.begin());
+    if (LinkBlockWrite(link, block.size()) != 0)
+        return true;
+    if (link.linkKind != kLinkSerial)
+        return false;
+    link.clock.sleepMs(SerialTiming::kResendDelay);
+    return LinkBlockWrite(link, block.size()) != 0;
+}
+
+bool ReadWholeFile(const std::string& path, std::vector<std::uint8_t>& out) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return false;
+    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return !in.bad();
+}
+
+// The 30 ms timer of a phase. A tick that ran long is followed at once by the
+// next, as a pending timer message would be; ticks never bunch up.
+class Ticker {
+  public:
+    explicit Ticker(Clock& clock) : clock_(clock), next_(clock.nowMs() + TransferTiming::kTick) {}
+    void wait() {
+        clock_.sleepUntil(next_);
+        next_ = std::max(next_, clock_.nowMs()) + TransferTiming::kTick;
+    }
+    // A new timer starts: its first tick is one period away.
+    void restart() { next_ = clock_.nowMs() + TransferTiming::kTick; }
+
+  private:
+    Clock& clock_;
+    std::uint64_t next_;
+};
+
+}  // namespace
+
+MemoryNeed ComputeMemoryNeed(const TransferJob& job,
+                             const std::function<std::uint64_t(const TransferPicture&)>& size) {
+    MemoryNeed need;
+    need.procedureBytes = WholeBlocks(kHeaderBlockSize) +
+                          WholeBlocks(job.records.size() * std::uint64_t{rec::kRecordSize});
+    for (const auto& list : job.interrupts)
+        need.procedureBytes += WholeBlocks(list.size() * std::uint64_t{rec::kRecordSize});
+    for (const TransferPicture& p : job.pictures)
+        need.pictureBytes += WholeBlocks(size ? size(p) : 0);
+    need.seriesKb = job.seriesKb;
+    return need;
+}
+
+std::uint64_t SentPictureSize(const TransferPicture& picture, const TransferSettings& settings) {
+    if (picture.screen && settings.fastPictures && settings.toScreen)
+        return kScreenBufferSize;
+    std::ifstream in(picture.path, std::ios::binary | std::ios::ate);
+    if (!in)
+        return 0;
+    const auto end = in.tellg();
+    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+}
+
+bool RefreshMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& display) {
+    return ShowInstrumentMemory(link, memory, display) ||
+           ShowInstrumentMemory(link, memory, display);
+}
+
+int StartChecks(const Link& link, const InstrumentMemory& memory, const MemoryNeed& need) {
+    if (link.table[1].present)
+        return 78;
+    if (need.total() > memory.freeBytes())
+        return 82;
+    if (need.seriesKb > std::uint64_t{memory.seriesMb} * 1024)
+        return 83;
+    return 0;
+}
+
+std::vector<std::uint8_t> HeaderRequest(std::uint8_t number, const TransferJob& job) {
+    std::vector<std::uint8_t> b{'p', 'P', 'H', number};
+    b.insert(b.end(), job.header.begin(), job.header.end());
+    return b;
+}
+
+std::vector<std::uint8_t> ProcedureBlock(std::uint8_t number, std::uint16_t block,
+                                         const ComponentRecord& record) {
+    std::vector<std::uint8_t> b{'p', 'P', 'D', number, Hi(block), Lo(block), 1};
+    b.insert(b.end(), record.bytes.begin(), record.bytes.end());
+    return b;
+}
+
+std::vector<std::uint8_t> InterruptBlock(std::uint8_t number, int interrupt, std::uint16_t block,
+                                         const ComponentRecord& record) {
+    std::vector<std::uint8_t> b{
+        'p', 'Q', 'D', number, static_cast<std::uint8_t>(interrupt), Hi(block), Lo(block), 1};
+    b.insert(b.end(), record.bytes.begin(), record.bytes.end());
+    return b;
+}
+
+std::uint8_t PictureUnits(std::size_t dataBytes) {
+    return dataBytes >= 1024 ? 3 : dataBytes >= 512 ? 2 : 1;
+}
+
+namespace {
+
+int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uint16_t blocks,
+                   const std::atomic<bool>* cancel, bool& cancelled) {
+    auto& tx = link.buf.tx;
+    tx[0] = 'p';
+    tx[1] = static_cast<std::uint8_t>(kind);
+    tx[2] = 'W';
+    tx[3] = number;
+    std::size_t length = 4;
+    if (kind != 'P') {
+        tx[4] = static_cast<std::uint8_t>(sub);
+        tx[5] = Hi(blocks);
+        tx[6] = Lo(blocks);
+        length = 7;
+    }
+    // Only the interrupt variant goes through the bulk path on USB.
+    const int r = LinkBlockRequest(link, length, TransferTiming::kFinish, kind == 'Q' ? 1 : 0);
+
+    int code = 0;
+    if (!Answered(link, r) || AnswerByte(link, 0) == 255) {
+        code = 91;  // not answered, or the instrument could not write
+    } else if (AnswerByte(link, 1) == 1) {
+        // Still writing: poll until an answer with data byte 0 = 0 comes.
+        int left = TransferTiming::kMaxPolls;
+        bool done = false;
+        while (left > 0 && !done) {
+            if (Cancelled(cancel)) {
+                cancelled = true;
+                break;
+            }
+            link.clock.sleepMs(TransferTiming::kPollPause);
+            tx[0] = 'p';
+            tx[1] = static_cast<std::uint8_t>(kind);
+            tx[2] = '?';
+            const int p = LinkBlockRequest(link, 3, TransferTiming::kFinish, 0);
+            --left;
+            done = Answered(link, p) && AnswerByte(link, 0) == 0;
+        }
+        // Success on the very last poll still counts as a failure (no poll
+        // left); kept as the instrument's tools have always behaved.
+        if (!cancelled && !(done && AnswerByte(link, 1) == 0 && left > 0))
+            code = 91;
+    }
+    link.clock.sleepMs(TransferTiming::kEndWait);
+    return code;
+}
+
+}  // namespace
+
+int FinishFile(Link& link, char kind, std::uint8_t number, int sub, std::uint16_t blocks) {
+    bool cancelled = false;
+    return FinishFileImpl(link, kind, number, sub, blocks, nullptr, cancelled);
+}
+
+TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSettings& settings,
+                           TransferObserver& observer, const std::atomic<bool>* cancel) {
+    TransferResult result;
+    const std::uint8_t number = settings.number;
+    auto stop = [&](int code) {
+        result.code = code;
+        result.cancelled = code == 0;
+        // Nothing is left selected on the instrument.
+        InstrumentRelease(link, 0);
+        return result;
+    };
+
+    // Header: no answer at all goes on; a failed request or a refusal stops.
+    observer.phase(TransferPhase::kHeader, 0);
+    const std::vector<std::uint8_t> header = HeaderRequest(number, job);
+    std::copy(header.begin(), header.end(), link.buf.tx.begin());
+    int r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
+    // A damaged answer on the serial link: the header is asked for once more
+    // (the instrument takes a repeated header as the same one).
+    if (link.linkKind == kLinkSerial && r == -1) {
+        std::copy(header.begin(), header.end(), link.buf.tx.begin());
+        r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
+    }
+    if (link.linkKind == kLinkSerial && r == 76)
+        r = -1;
+    if (r < 0)
+        return stop(79);
+    if (r > 0 && AnswerByte(link, 0) == 0)
+        return stop(101);
+
+    Ticker ticker(link.clock);
+    bool finishCancelled = false;
+    auto finish = [&](char kind, int sub, std::uint16_t blocks) {
+        return FinishFileImpl(link, kind, number, sub, blocks, cancel, finishCancelled);
+    };
+
+    // Procedure phase: one record per tick; the tick that finds no next record
+    // closes the file.
+    observer.phase(TransferPhase::kProcedure, 0);
+    observer.progressRange(static_cast<int>(job.records.size()) + 1);
+    observer.progress(0);
+    std::uint16_t counter = 1;
+    for (std::size_t i = 0;; ++i) {
+        ticker.wait();
+        if (Cancelled(cancel))
+            return stop(0);
+        if (i == job.records.size())
+            break;
+        observer.progress(counter);
+        if (!SendBlock(link, ProcedureBlock(number, counter, job.records[i])))
+            return stop(79);
+        ++counter;
+        ++result.blocks;
+    }
+    observer.status("Write PAD -> CF");
+    if (const int code = finish('P', 0, 0); code != 0 || finishCancelled)
+        return stop(code);
+
+    // Interrupt procedures 1 to 4 that hold records; empty ones are skipped
+    // without a request.
+    for (int irq = 1; irq <= kInterruptProcedures; ++irq) {
+        const auto& list = job.interrupts[static_cast<std::size_t>(irq - 1)];
+        if (list.empty())
+            continue;
+        observer.phase(TransferPhase::kInterrupt, irq);
+        observer.progressRange(static_cast<int>(list.size()));
+        ticker.restart();
+        counter = 1;
+        for (std::size_t i = 0;; ++i) {
+            ticker.wait();
+            if (Cancelled(cancel))
+                return stop(0);
+            if (i == list.size())
+                break;
+            observer.progress(counter);
+            if (!SendBlock(link, InterruptBlock(number, irq, counter, list[i])))
+                return stop(79);
+            ++counter;
+            ++result.blocks;
+        }
+        char text[32];
+        std::snprintf(text, sizeof text, "Write IRQ%d -> CF", irq);
+        observer.status(text);
+        if (const int code = finish('Q', irq, static_cast<std::uint16_t>(counter - 1));
+            code != 0 || finishCancelled)
+            return stop(code);
+    }
+
+    // Pictures: opened on the tick with counter 1 (again on every tick while
+    // the file cannot be opened), then up to 1536 bytes per tick.
+    for (std::size_t index = 0; index < job.pictures.size(); ++index) {
+        const TransferPicture& picture = job.pictures[index];
+        const auto pic = static_cast<std::uint8_t>(index);
+        observer.phase(TransferPhase::kPicture, static_cast<int>(index));
+        ticker.restart();
+        counter = 1;
+        std::vector<std::uint8_t> data;
+        bool open = false, reported = false;
+        std::size_t offset = 0;
+        for (;;) {
+            ticker.wait();
+            if (Cancelled(cancel))
+                return stop(0);
+            if (!open) {
+                const std::string& path = picture.path;
+                observer.status(path.size() > 30 ? path.substr(path.size() - 30) : path);
+                const bool loaded = picture.screen && settings.fastPictures && settings.toScreen
+                                        ? settings.toScreen(path, settings.model, data)
+                                        : ReadWholeFile(path, data);
+                if (!loaded) {
+                    if (!reported)
+                        observer.pictureMissing(path);
+                    reported = true;
+                    continue;
+                }
+                open = true;
+                observer.progressRange(static_cast<int>((data.size() + 511) / 512));
+            }
+            const std::size_t n = std::min(kPictureBlockMax, data.size() - offset);
+            if (n == 0)
+                break;
+            const std::uint8_t units = PictureUnits(n);
+            observer.progress(counter);
+            std::vector<std::uint8_t> block{'p', 'B',         'D',         number,
+                                            pic, Hi(counter), Lo(counter), units};
+            block.insert(block.end(), data.begin() + static_cast<std::ptrdiff_t>(offset),
+                         data.begin() + static_cast<std::ptrdiff_t>(offset + n));
+            if (!SendBlock(link, block))
+                return stop(79);
+            offset += n;
+            counter = static_cast<std::uint16_t>(counter + units);
+            ++result.blocks;
+        }
+        observer.status("Write BMP -> CF");
+        if (const int code = finish('B', pic, counter); code != 0 || finishCancelled)
+            return stop(code);
+        result.picturesSent = static_cast<int>(index) + 1;
+    }
+    if (!job.pictures.empty()) {
+        observer.progress(1);
+        observer.status(std::to_string(result.picturesSent));
+    }
+    observer.phase(TransferPhase::kDone, 0);
+    return result;
+}
+
+}  // namespace quelvari::link

@@ -1,0 +1,455 @@
+// The transfer against the simulated instrument on a virtual clock: what goes
+// out block by block, the closing handshake and its polls, the start checks,
+// cancellation, and the job gathered from a checked procedure's files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "check/syntax_test.h"
+#include "link/instrument.h"
+#include "link/simulator.h"
+#include "link/transfer.h"
+#include "link/transfer_job.h"
+#include "model/record_reader.h"
+#include "test_util.h"
+
+namespace quelvari::link {
+namespace {
+
+using test::TempDir;
+
+// Every payload the host sends, with the time it went out.
+struct Sent {
+    std::uint64_t time;
+    std::vector<std::uint8_t> bytes;
+    std::string key() const {
+        return std::string(bytes.begin(), bytes.begin() + std::min<std::size_t>(3, bytes.size()));
+    }
+};
+
+class RecordingBackend : public UsbBackend {
+  public:
+    RecordingBackend(std::unique_ptr<UsbBackend> inner, Clock& clock)
+        : inner_(std::move(inner)), clock_(clock) {}
+    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& d) override {
+        return inner_->findDevices(ids, d);
+    }
+    int open(int device, std::string& reason) override { return inner_->open(device, reason); }
+    void close(int handle) override { inner_->close(handle); }
+    int controlOut(int h, std::uint8_t type, std::uint8_t req, std::uint16_t v, std::uint16_t i,
+                   const std::uint8_t* data, std::uint16_t length, unsigned t) override {
+        sent.push_back({clock_.nowMs(), {data, data + length}});
+        return inner_->controlOut(h, type, req, v, i, data, length, t);
+    }
+    int bulk(int h, std::uint8_t ep, std::uint8_t* data, int length, int& transferred,
+             unsigned t) override {
+        if (ep == kUsbEndpointOut) {
+            const int payload = length % 64 == 1 ? length - 1 : length;
+            sent.push_back({clock_.nowMs(), {data, data + payload}});
+        }
+        return inner_->bulk(h, ep, data, length, transferred, t);
+    }
+    int stringDescriptor(int h, std::uint8_t i, std::uint16_t l, std::uint8_t* d, int c) override {
+        return inner_->stringDescriptor(h, i, l, d, c);
+    }
+    std::vector<Sent> sent;
+
+  private:
+    std::unique_ptr<UsbBackend> inner_;
+    Clock& clock_;
+};
+
+class Observed : public TransferObserver {
+  public:
+    void phase(TransferPhase p, int) override { phases.push_back(p); }
+    void progress(int p) override {
+        positions.push_back(p);
+        if (cancelAt && p == cancelAt)
+            cancel = true;
+    }
+    void status(const std::string& text) override { statuses.push_back(text); }
+    void pictureMissing(const std::string&) override { ++missing; }
+    std::vector<TransferPhase> phases;
+    std::vector<int> positions;
+    std::vector<std::string> statuses;
+    int missing = 0;
+    int cancelAt = 0;
+    std::atomic<bool> cancel{false};
+};
+
+ComponentRecord Numbered(int i) {
+    ComponentRecord r;
+    r.setTypeCode('Z');
+    r.setNumber(static_cast<std::uint16_t>(i));
+    r.bytes[799] = static_cast<std::uint8_t>(i * 7);
+    return r;
+}
+
+class TransferTest : public ::testing::Test {
+  protected:
+    void attach(int count = 1, std::uint16_t model = 0x6410, std::uint16_t second = 0) {
+        SimSettings s = DefaultSimSettings(model);
+        s.cardDir = card.path();
+        s.faults.busyPolls = busyPolls;
+        sims = AttachSimulatedUsb(link, s, count, second);
+        auto rec = std::make_unique<RecordingBackend>(std::move(link.usb.backend), clock);
+        backend = rec.get();
+        link.usb.backend = std::move(rec);
+    }
+    std::vector<Sent> sentWith(const std::string& key) const {
+        std::vector<Sent> out;
+        for (const Sent& s : backend->sent)
+            if (s.key() == key)
+                out.push_back(s);
+        return out;
+    }
+    TransferResult run(const TransferJob& job) {
+        return RunTransfer(link, job, settings, observed, &observed.cancel);
+    }
+
+    VirtualClock clock;
+    Link link{clock};
+    TempDir card;
+    int busyPolls = 0;
+    std::vector<std::shared_ptr<SimulatedInstrument>> sims;
+    RecordingBackend* backend = nullptr;
+    TransferSettings settings;
+    Observed observed;
+};
+
+TEST_F(TransferTest, ProcedureBlocksAreNumberedFromOneBigEndianOnePerTick) {
+    attach();
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    TransferJob job;
+    for (int i = 0; i < 300; ++i)
+        job.records.push_back(Numbered(i + 1));
+    job.header.fill(0x5A);
+    settings.number = 7;
+    const TransferResult r = run(job);
+    ASSERT_EQ(r.code, 0);
+    EXPECT_EQ(r.blocks, 300);
+
+    const auto header = sentWith("pPH");
+    ASSERT_EQ(header.size(), 1u);
+    EXPECT_EQ(header[0].bytes.size(), 1828u);
+    EXPECT_EQ(header[0].bytes[3], 7);
+
+    const auto blocks = sentWith("pPD");
+    ASSERT_EQ(blocks.size(), 300u);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const auto& b = blocks[i].bytes;
+        ASSERT_EQ(b.size(), 807u);
+        EXPECT_EQ(b[3], 7);
+        EXPECT_EQ(b[4] << 8 | b[5], static_cast<int>(i + 1));
+        EXPECT_EQ(b[6], 1);
+        EXPECT_EQ(b[806], static_cast<std::uint8_t>((i + 1) * 7));
+        if (i > 0) {
+            EXPECT_EQ(blocks[i].time - blocks[i - 1].time, TransferTiming::kTick);
+        }
+    }
+    EXPECT_EQ(blocks[255].bytes[4], 0x01);
+    EXPECT_EQ(blocks[255].bytes[5], 0x00);
+
+    // The card holds the header and the records as they were sent, and the
+    // write request came one tick after the last block.
+    const auto pad = test::readBytes(card.file("P007.PAD"));
+    ASSERT_EQ(pad.size(), 300u * 800);
+    EXPECT_TRUE(std::equal(job.records[42].bytes.begin(), job.records[42].bytes.end(),
+                           pad.begin() + 42 * 800));
+    EXPECT_EQ(test::readBytes(card.file("P007.HDR")),
+              std::vector<std::uint8_t>(kHeaderBlockSize, 0x5A));
+    const auto write = sentWith("pPW");
+    ASSERT_EQ(write.size(), 1u);
+    EXPECT_EQ(write[0].bytes, (std::vector<std::uint8_t>{'p', 'P', 'W', 7}));
+    EXPECT_EQ(write[0].time - blocks.back().time, TransferTiming::kTick);
+    EXPECT_EQ(observed.statuses, std::vector<std::string>{"Write PAD -> CF"});
+    EXPECT_EQ(observed.positions.front(), 0);
+    EXPECT_EQ(observed.positions.back(), 300);
+}
+
+TEST_F(TransferTest, EmptyInterruptProceduresAreSkippedWithoutARequest) {
+    attach();
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    TransferJob job;
+    job.records = {Numbered(1)};
+    job.interrupts[1] = {Numbered(11), Numbered(12)};
+    job.interrupts[3] = {Numbered(41)};
+    ASSERT_EQ(run(job).code, 0);
+
+    const auto blocks = sentWith("pQD");
+    ASSERT_EQ(blocks.size(), 3u);
+    for (const Sent& s : blocks)
+        EXPECT_EQ(s.bytes.size(), 808u);
+    EXPECT_EQ(blocks[0].bytes[4], 2);
+    EXPECT_EQ(blocks[1].bytes[6], 2);  // block 2 of routine 2
+    EXPECT_EQ(blocks[2].bytes[4], 4);
+    EXPECT_EQ(blocks[2].bytes[6], 1);
+    const auto writes = sentWith("pQW");
+    ASSERT_EQ(writes.size(), 2u);
+    EXPECT_EQ(writes[0].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 1, 2, 0, 2}));
+    EXPECT_EQ(writes[1].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 1, 4, 0, 1}));
+    EXPECT_TRUE(std::filesystem::exists(card.file("P001.IR2")));
+    EXPECT_TRUE(std::filesystem::exists(card.file("P001.IR4")));
+    EXPECT_FALSE(std::filesystem::exists(card.file("P001.IR1")));
+    EXPECT_EQ(observed.statuses, (std::vector<std::string>{"Write PAD -> CF", "Write IRQ2 -> CF",
+                                                           "Write IRQ4 -> CF"}));
+}
+
+TEST_F(TransferTest, PictureBlocksCarryUnitsAndTheCounterAdvancesByThem) {
+    attach();
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    TempDir pics;
+    std::vector<std::uint8_t> picture(1536 + 100);
+    for (std::size_t i = 0; i < picture.size(); ++i)
+        picture[i] = static_cast<std::uint8_t>(i * 13);
+    test::writeBytes(pics.file("a.bmp"), picture);
+    test::writeBytes(pics.file("b.bmp"), std::vector<std::uint8_t>(600, 0x42));
+    TransferJob job;
+    job.records = {Numbered(1)};
+    job.pictures = {{pics.file("a.bmp"), false}, {pics.file("b.bmp"), false}};
+    const TransferResult r = run(job);
+    ASSERT_EQ(r.code, 0);
+    EXPECT_EQ(r.picturesSent, 2);
+
+    const auto blocks = sentWith("pBD");
+    ASSERT_EQ(blocks.size(), 3u);
+    EXPECT_EQ(blocks[0].bytes.size(), 8u + 1536);
+    EXPECT_EQ(blocks[0].bytes[7], 3);
+    EXPECT_EQ(blocks[0].bytes[6], 1);
+    EXPECT_EQ(blocks[1].bytes.size(), 8u + 100);
+    EXPECT_EQ(blocks[1].bytes[7], 1);
+    EXPECT_EQ(blocks[1].bytes[6], 4);
+    EXPECT_EQ(blocks[2].bytes[4], 1);  // second picture
+    EXPECT_EQ(blocks[2].bytes[7], 2);  // 600 bytes: two units
+    const auto writes = sentWith("pBW");
+    ASSERT_EQ(writes.size(), 2u);
+    EXPECT_EQ(writes[0].bytes, (std::vector<std::uint8_t>{'p', 'B', 'W', 1, 0, 0, 5}));
+    EXPECT_EQ(writes[1].bytes, (std::vector<std::uint8_t>{'p', 'B', 'W', 1, 1, 0, 3}));
+    EXPECT_EQ(test::readBytes(card.file("P001_0.BMP")), picture);
+    // Status: the name's last 30 characters at most, then the count.
+    EXPECT_EQ(observed.statuses.back(), "2");
+    EXPECT_LE(observed.statuses[1].size(), 30u);
+    EXPECT_EQ(observed.statuses[2], "Write BMP -> CF");
+}
+
+TEST_F(TransferTest, ScreenPicturesGoConvertedOnlyWithFastPresentation) {
+    attach(1, 0x3320);
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    TempDir pics;
+    test::writeBytes(pics.file("s.jpg"), std::vector<std::uint8_t>(700, 1));
+    TransferJob job;
+    job.records = {Numbered(1)};
+    job.pictures = {{pics.file("s.jpg"), true}};
+    int conversions = 0;
+    settings.model = 0x3320;
+    settings.toScreen = [&](const std::string&, std::uint16_t model, std::vector<std::uint8_t>& o) {
+        ++conversions;
+        const std::uint8_t red[3] = {255, 0, 0};
+        o = PackScreen(model, 1, 1, red, 3);
+        return true;
+    };
+    ASSERT_EQ(run(job).code, 0);
+    EXPECT_EQ(conversions, 1);
+    const auto screen = test::readBytes(card.file("P001_0.BMP"));
+    ASSERT_EQ(screen.size(), kScreenBufferSize);
+    EXPECT_EQ(screen[0], 0x00);  // red in 5-6-5, little-endian
+    EXPECT_EQ(screen[1], 0xF8);
+    EXPECT_EQ(screen[2], 0xDE);  // the preset of a PV3320
+    EXPECT_EQ(screen[3], 0x7B);
+    EXPECT_EQ(sentWith("pBD").size(), (kScreenBufferSize + 1535) / 1536);
+    EXPECT_EQ(SentPictureSize(job.pictures[0], settings), kScreenBufferSize);
+
+    settings.fastPictures = false;
+    ASSERT_EQ(run(job).code, 0);
+    EXPECT_EQ(conversions, 1);
+    EXPECT_EQ(test::readBytes(card.file("P001_0.BMP")).size(), 700u);
+    EXPECT_EQ(SentPictureSize(job.pictures[0], settings), 700u);
+    EXPECT_EQ(ScreenPreset(0x6410), std::vector<std::uint8_t>(kScreenBufferSize, 0xFF));
+}
+
+TEST_F(TransferTest, FinishFilePollsEvery200MsAtMostFiftyTimes) {
+    busyPolls = 2;
+    attach();
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    backend->sent.clear();
+    const std::uint64_t t0 = clock.nowMs();
+    EXPECT_EQ(FinishFile(link, 'P', 1, 0, 0), 0);
+    const auto polls = sentWith("pP?");
+    ASSERT_EQ(polls.size(), 3u);
+    // 200 ms before each poll; each USB request answers on its first 20 ms
+    // poll, and the handshake ends with 100 ms.
+    EXPECT_EQ(polls[0].time - sentWith("pPW")[0].time, 200u + 21);
+    EXPECT_EQ(polls[2].time - polls[1].time, 200u + 21);
+    EXPECT_EQ(clock.nowMs() - t0, 4u * 21 + 3 * 200 + 100);
+
+    // Done on poll 49 is success; done only on the 50th counts as a failure,
+    // and so does no success at all.
+    for (const auto& [busy, expected, count] :
+         {std::tuple{48, 0, 49u}, std::tuple{49, 91, 50u}, std::tuple{70, 91, 50u}}) {
+        sims[0]->settings().faults.busyPolls = busy;
+        backend->sent.clear();
+        EXPECT_EQ(FinishFile(link, 'B', 1, 0, 5), expected) << busy;
+        EXPECT_EQ(sentWith("pB?").size(), count) << busy;
+    }
+}
+
+TEST_F(TransferTest, StartChecksAndConnectRefuseMixedOrSecondInstruments) {
+    attach(2, 0x3320);
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    EXPECT_TRUE(sims[0]->selected());
+    EXPECT_TRUE(sims[1]->selected());
+    InstrumentMemory memory = sims[0]->settings().memory;
+    EXPECT_EQ(StartChecks(link, memory, MemoryNeed{}), 78);
+
+    Link mixed(clock);
+    AttachSimulatedUsb(mixed, DefaultSimSettings(0x3320), 2, 0x6410);
+    EXPECT_EQ(InstrumentConnect(mixed), 77);
+
+    Link single(clock);
+    AttachSimulatedUsb(single, DefaultSimSettings(0x6410));
+    ASSERT_EQ(InstrumentConnect(single), 0);
+    memory.freeBlocks = 10;  // 5120 bytes
+    memory.seriesMb = 1;
+    MemoryNeed need;
+    need.procedureBytes = 4096;
+    need.pictureBytes = 1024;
+    EXPECT_EQ(StartChecks(single, memory, need), 0);
+    need.pictureBytes = 1536;
+    EXPECT_EQ(StartChecks(single, memory, need), 82);
+    need.pictureBytes = 0;
+    need.seriesKb = 1025;
+    EXPECT_EQ(StartChecks(single, memory, need), 83);
+
+    // The need counts whole 512-byte blocks per file.
+    TransferJob job;
+    job.records.resize(3);
+    job.interrupts[2].resize(1);
+    job.pictures = {{"x", false}};
+    const MemoryNeed n = ComputeMemoryNeed(job, [](const TransferPicture&) { return 513; });
+    EXPECT_EQ(n.procedureBytes, 2048u + 2560 + 1024);
+    EXPECT_EQ(n.pictureBytes, 1024u);
+}
+
+TEST_F(TransferTest, RefusalFailureAndCancelAlwaysReleaseTheInstrument) {
+    attach();
+    TransferJob job;
+    for (int i = 0; i < 20; ++i)
+        job.records.push_back(Numbered(i + 1));
+
+    sims[0]->settings().faults.refuseHeader = true;
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    ASSERT_TRUE(sims[0]->selected());
+    EXPECT_EQ(run(job).code, 101);
+    EXPECT_FALSE(sims[0]->selected());
+    EXPECT_TRUE(sentWith("pPD").empty());
+
+    sims[0]->settings().faults.refuseHeader = false;
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    backend->sent.clear();
+    observed.cancelAt = 10;
+    const TransferResult r = run(job);
+    EXPECT_TRUE(r.cancelled);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(sentWith("pPD").size(), 10u);
+    EXPECT_TRUE(sentWith("pPW").empty());
+    EXPECT_FALSE(sims[0]->selected());
+    EXPECT_EQ(backend->sent.back().bytes, (std::vector<std::uint8_t>{'W', 0}));
+    EXPECT_FALSE(std::filesystem::exists(card.file("P001.PAD")));
+
+    // A write the instrument cannot finish stops with 91 and releases too.
+    observed.cancelAt = 0;
+    observed.cancel = false;
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    sims[0]->settings().faults.busyPolls = 80;
+    EXPECT_EQ(run(job).code, 91);
+    EXPECT_FALSE(sims[0]->selected());
+}
+
+TEST_F(TransferTest, AMissingPictureIsTriedOnEveryTickUntilCancelled) {
+    attach();
+    ASSERT_EQ(InstrumentConnect(link), 0);
+    TransferJob job;
+    job.records = {Numbered(1)};
+    job.pictures = {{card.file("no-such-picture.bmp"), false}};
+    class CancelAfter : public Observed {
+      public:
+        void status(const std::string& text) override {
+            Observed::status(text);
+            if (++tries == 25)
+                cancel = true;
+        }
+        int tries = 0;
+    } watcher;
+    const std::uint64_t t0 = clock.nowMs();
+    const TransferResult r = RunTransfer(link, job, settings, watcher, &watcher.cancel);
+    EXPECT_TRUE(r.cancelled);
+    EXPECT_EQ(watcher.missing, 1);
+    EXPECT_EQ(watcher.tries, 25);  // "Write PAD -> CF", then 24 tries of the picture
+    EXPECT_GE(clock.nowMs() - t0, 25u * TransferTiming::kTick);
+    EXPECT_TRUE(sentWith("pBD").empty());
+    EXPECT_FALSE(sims[0]->selected());
+}
+
+// The job from a procedure checked by the syntax test.
+class TransferJobTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const char* name : {"CLEAN.PAD", "CLEAN.IR1", "LEAKAGE.PAM"})
+            std::filesystem::copy_file(std::string(QUELVARI_EXAMPLES) + "/check-clean/" + name,
+                                       dir.file(name));
+        pad = dir.file("CLEAN.PAD");
+    }
+    TempDir dir;
+    std::string pad;
+};
+
+TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
+    TransferJob job;
+    EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);  // never checked
+    EXPECT_EQ(PrepareTransferJob(pad, 2, job), 75);
+    EXPECT_EQ(PrepareTransferJob(pad, -1, job), 75);
+
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
+    ASSERT_EQ(TransferSystemFilePath(pad), SystemFilePath(pad));
+    ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
+    EXPECT_EQ(PrepareTransferJob(pad, 2, job), 75);  // checked for the other model
+
+    ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
+    const auto sys = test::readBytes(SystemFilePath(pad));
+    ASSERT_EQ(sys.size(), kSystemBlockSize);
+    EXPECT_TRUE(std::equal(job.header.begin(), job.header.end(), sys.begin()));
+    RecordFile file;
+    ASSERT_TRUE(readRecordFile(pad, file).ok());
+    EXPECT_EQ(job.records.size(), file.records.size());
+    EXPECT_FALSE(job.interrupts[0].empty());  // CLEAN uses its routine 1
+    EXPECT_TRUE(job.interrupts[1].empty());
+
+    // A procedure saved after the check needs the check again.
+    namespace fs = std::filesystem;
+    fs::last_write_time(SystemFilePath(pad), fs::last_write_time(pad) - std::chrono::seconds(5));
+    EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv3320).systemFileWritten);
+    EXPECT_EQ(PrepareTransferJob(pad, 2, job), 0);
+
+    // Old format and unreadable files.
+    test::writeBytes(pad, std::vector<std::uint8_t>(768, 0));
+    fs::last_write_time(SystemFilePath(pad), fs::last_write_time(pad) + std::chrono::seconds(5));
+    EXPECT_EQ(PrepareTransferJob(pad, 2, job), 85);
+    EXPECT_EQ(PrepareTransferJob(dir.file("NONE.PAD"), 2, job), 72);
+}
+
+TEST(TransferSystemFile, OffsetsMatchWhatTheSyntaxTestWrites) {
+    EXPECT_EQ(sysfile::kSize, kSystemBlockSize);
+    EXPECT_EQ(sysfile::kVersionValue, kSystemBlockVersion);
+    EXPECT_EQ(sysfile::kMode, sysblk::kMode);
+    EXPECT_EQ(sysfile::kInterrupts, sysblk::kInterrupts);
+    EXPECT_EQ(sysfile::kPictureCount, sysblk::kPictureCount);
+    EXPECT_EQ(sysfile::kMeasureBytes, sysblk::kMeasureBytes);
+    EXPECT_EQ(sysfile::kPictures, sysblk::kPictures);
+    EXPECT_EQ(sysfile::kPictureEntry, sysblk::kPictureEntry);
+    EXPECT_EQ(sysfile::kModePv6410, kCheckPv6410);
+    EXPECT_EQ(sysfile::kModePv3320, kCheckPv3320);
+}
+
+}  // namespace
+}  // namespace quelvari::link

@@ -1,0 +1,283 @@
+// quelvari-cli transfer: a checked test procedure into the instrument.
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include "cli.h"
+#include "link/instrument.h"
+#include "link/link_settings.h"
+#include "link/memory.h"
+#include "link/transfer.h"
+#include "link/transfer_job.h"
+#include "model/encoding.h"
+#include "render/picture_decoder.h"
+
+namespace quelvari::cli {
+namespace {
+
+using namespace quelvari::link;
+
+constexpr int kExitLink = 4;
+constexpr int kExitCancelled = 130;
+
+const char kTransferUsage[] =
+    "usage: quelvari-cli transfer FILE --number N [--link usb | serial:DEVICE | sim[:DIR]]\n"
+    "                             [--baud N] [--slow] [--trace FILE] [--no-fast-pictures]\n"
+    "                             [--lang N]\n"
+    "Transfers the test procedure FILE (.PAD), its interrupt procedures and its\n"
+    "pictures into the instrument as procedure number N (1 to 255). The syntax\n"
+    "test must have run without errors in the check mode of the instrument's\n"
+    "model after the procedure was last saved.\n"
+    "  --link usb            the instrument on USB (ids from the link settings)\n"
+    "  --link serial:DEVICE  a serial port or pseudo-terminal\n"
+    "  --link sim[:DIR]      the built-in simulated instrument, card directory DIR\n"
+    "  --baud N              serial rate: 0 9600, 1 19200, 2 38400, 3 57600\n"
+    "  --slow                slow serial timing\n"
+    "  --trace FILE          hex dump of every byte in both directions\n"
+    "  --no-fast-pictures    send screen pictures as their files are, not in the\n"
+    "                        instrument's screen format\n"
+    "Progress goes to stderr when it is a terminal. Ctrl+C cancels between two\n"
+    "blocks. The instrument is released whatever the outcome.\n"
+    "Exit status: 0 done, 2 the procedure is not ready for this instrument, 4 the\n"
+    "link or the instrument failed, 64 bad arguments, 130 cancelled.\n";
+
+std::atomic<bool> cancelRequested{false};
+
+void OnInterrupt(int) {
+    cancelRequested.store(true);
+}
+
+bool TakeValue(std::vector<std::string>& args, const std::string& option, std::string& value) {
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it != option)
+            continue;
+        if (it + 1 == args.end())
+            return false;
+        value = *(it + 1);
+        args.erase(it, it + 2);
+        return true;
+    }
+    return true;
+}
+
+void Fail(const Link& link, int code) {
+    if (code == -99)
+        std::cerr << "quelvari-cli: the request could not be sent to the instrument (-99)\n";
+    else
+        printErrorMessage(code << 8);
+    if (!link.lastReason.empty())
+        std::cerr << link.lastReason << "\n";
+}
+
+// Progress on a terminal: phase, block and status on one line.
+class Progress : public TransferObserver {
+  public:
+    explicit Progress(bool show) : show_(show) {}
+    void phase(TransferPhase p, int sub) override {
+        switch (p) {
+            case TransferPhase::kHeader:
+                what_ = "header";
+                break;
+            case TransferPhase::kProcedure:
+                what_ = "procedure";
+                break;
+            case TransferPhase::kInterrupt:
+                what_ = "interrupt " + std::to_string(sub);
+                break;
+            case TransferPhase::kPicture:
+                what_ = "picture " + std::to_string(sub + 1);
+                break;
+            case TransferPhase::kDone:
+                what_ = "done";
+                break;
+        }
+        draw();
+    }
+    void progressRange(int maximum) override { max_ = maximum; }
+    void progress(int position) override {
+        position_ = position;
+        draw();
+    }
+    void status(const std::string& text) override {
+        status_ = cp1252ToUtf8(text);
+        draw();
+    }
+    void pictureMissing(const std::string& path) override {
+        end();
+        printErrorMessage(73 << 8);
+        std::cerr << cp1252ToUtf8(path)
+                  << "\nquelvari-cli: the picture is tried again on every tick; Ctrl+C cancels\n";
+    }
+    void end() {
+        if (show_ && drawn_)
+            std::fputc('\n', stderr);
+        drawn_ = false;
+    }
+
+  private:
+    void draw() {
+        if (!show_)
+            return;
+        std::fprintf(stderr, "\r\033[K%-12s %5d/%-5d %s", what_.c_str(), position_, max_,
+                     status_.c_str());
+        std::fflush(stderr);
+        drawn_ = true;
+    }
+    bool show_;
+    bool drawn_ = false;
+    std::string what_, status_;
+    int max_ = 0, position_ = 0;
+};
+
+class NoDisplay : public MemoryDisplay {
+  public:
+    void setField(std::uint32_t, const std::string&) override {}
+    void disableStart() override {}
+    void hideProgress() override {}
+};
+
+int RunTransferVerb(const std::vector<std::string>& argsIn) {
+    std::vector<std::string> args = argsIn;
+    std::uint32_t lang = 0;
+    if (!takeLanguageOption(args, lang))
+        return kExitUsage;
+    std::string linkSpec, tracePath, baud, numberText;
+    if (!TakeValue(args, "--link", linkSpec) || !TakeValue(args, "--trace", tracePath) ||
+        !TakeValue(args, "--baud", baud) || !TakeValue(args, "--number", numberText))
+        return usageError("an option lacks its value (see quelvari-cli transfer --help)");
+    const bool slow = takeFlag(args, "--slow");
+    const bool noFast = takeFlag(args, "--no-fast-pictures");
+    if (args.size() != 1)
+        return usageError(args.empty() ? "transfer needs a .PAD file"
+                                       : "unexpected argument '" + args.back() + "'");
+    const std::string pad = args.front();
+    const auto number = parseNumber(numberText);
+    if (!number || *number < 1 || *number > 255)
+        return usageError("--number takes the procedure's number in the instrument, 1 to 255");
+
+    LinkConfig config = ReadLinkConfig();
+    if (linkSpec == "usb") {
+        config.kind = LinkConfig::Kind::kUsb;
+    } else if (linkSpec.rfind("serial:", 0) == 0 && linkSpec.size() > 7) {
+        config.kind = LinkConfig::Kind::kSerial;
+        config.device = linkSpec.substr(7);
+    } else if (linkSpec == "sim" || linkSpec.rfind("sim:", 0) == 0) {
+        config.kind = LinkConfig::Kind::kSimulated;
+        if (linkSpec.size() > 4)
+            config.cardDir = linkSpec.substr(4);
+    } else if (!linkSpec.empty()) {
+        return usageError("--link takes usb, serial:DEVICE or sim[:DIR]");
+    }
+    if (!baud.empty()) {
+        const auto n = parseNumber(baud);
+        if (!n || *n < 0 || *n > 3)
+            return usageError("--baud takes 0 to 3");
+        config.baudIndex = static_cast<std::uint16_t>(*n);
+    }
+    if (slow)
+        config.slow = true;
+
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> traceFile(nullptr, std::fclose);
+    if (!tracePath.empty()) {
+        traceFile.reset(std::fopen(tracePath.c_str(), "w"));
+        if (!traceFile) {
+            std::perror(tracePath.c_str());
+            return kExitFile;
+        }
+    }
+    Trace trace(traceFile.get());
+    Link link;
+    ApplyLinkConfig(link, config);
+    if (traceFile)
+        link.setTrace(&trace);
+
+    cancelRequested = false;
+    auto previous = std::signal(SIGINT, OnInterrupt);
+    struct Restore {
+        void (*handler)(int);
+        ~Restore() { std::signal(SIGINT, handler); }
+    } restore{previous};
+
+    // Whatever happens from here on, the instrument is released and the link
+    // closed before the verb returns.
+    struct Release {
+        Link& link;
+        ~Release() { ReleaseAllAndDisconnect(link); }
+    } release{link};
+
+    if (const int r = InstrumentConnect(link); r != 0) {
+        Fail(link, r);
+        return kExitLink;
+    }
+    link.instrumentConnected = true;
+
+    const std::uint16_t model = link.table[0].model;
+    TransferJob job;
+    if (const int r = PrepareTransferJob(pad, ModelArgument(model), job); r != 0) {
+        printErrorMessage(r << 8);
+        return kExitFile;
+    }
+
+    TransferSettings settings;
+    settings.number = static_cast<std::uint8_t>(*number);
+    settings.model = model;
+    settings.fastPictures = !noFast;
+    settings.toScreen = [](const std::string& path, std::uint16_t m,
+                           std::vector<std::uint8_t>& out) {
+        render::DecodedPicture picture;
+        if (!render::DecodePicture(path, kScreenWidth, kScreenHeight, picture))
+            return false;
+        out = PackScreen(m, picture.width, picture.height, picture.rgb.data(),
+                         3 * static_cast<std::size_t>(picture.width));
+        return true;
+    };
+
+    InstrumentMemory memory;
+    NoDisplay display;
+    if (!RefreshMemory(link, memory, display)) {
+        Fail(link, 79);
+        return kExitLink;
+    }
+    const MemoryNeed need = ComputeMemoryNeed(
+        job, [&](const TransferPicture& p) { return SentPictureSize(p, settings); });
+    if (const int r = StartChecks(link, memory, need); r != 0) {
+        Fail(link, r);
+        return kExitLink;
+    }
+
+    Progress progress(::isatty(2) != 0);
+    const TransferResult result = RunTransfer(link, job, settings, progress, &cancelRequested);
+    progress.end();
+    if (result.cancelled) {
+        std::cerr << "quelvari-cli: transfer cancelled; the instrument was released\n";
+        return kExitCancelled;
+    }
+    if (result.code != 0) {
+        Fail(link, result.code);
+        return kExitLink;
+    }
+    std::size_t interrupts = 0;
+    for (const auto& list : job.interrupts)
+        interrupts += list.empty() ? 0 : 1;
+    std::printf(
+        "Transferred %s as procedure %ld: %zu records, %zu interrupt procedures, %d "
+        "pictures, %d blocks\n",
+        cp1252ToUtf8(pad).c_str(), *number, job.records.size(), interrupts, result.picturesSent,
+        result.blocks);
+    if (RefreshMemory(link, memory, display))
+        std::printf("Free memory: %lu kB\n", static_cast<unsigned long>(memory.freeBlocks / 2));
+    return kExitOk;
+}
+
+}  // namespace
+
+std::vector<Verb> transferVerbs() {
+    return {{"transfer", "transfer a checked test procedure into the instrument", kTransferUsage,
+             RunTransferVerb}};
+}
+
+}  // namespace quelvari::cli
