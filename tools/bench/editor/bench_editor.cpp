@@ -109,7 +109,7 @@ void EditFigures(const std::string& scratch) {
             i == 1 ? void(list.procedureHead.record = r) : list.appendNode(r);
             list.componentCount = static_cast<std::uint32_t>(i);
         }
-        if (writeProcedure(path, list) != 0)
+        if (!writeProcedure(path, list).ok())
             std::exit(1);
     }
     app::MainWindow window;
