@@ -150,6 +150,32 @@ std::string joined(std::uint32_t lang, int n) {
     return s;
 }
 
+// Labels of the dialogs built in code: German from the program, the other
+// languages from their tables, and no "?id?" in any of the four.
+TEST(TextLookup, ControlTextsOfTheTransferDialog) {
+    const std::uint32_t ids[] = {185,  1466, 1467, 1550, 2143, 2144, 2145,
+                                 2146, 2147, 2148, 2149, 2150, 2151, 2152};
+    for (std::uint32_t lang : {kGerman, kEnglish, kFrench, kItalian}) {
+        setLanguage(lang);
+        for (std::uint32_t id : ids) {
+            const std::string text = ControlText(id);
+            EXPECT_FALSE(text.empty()) << id << " lang " << lang;
+            EXPECT_EQ(text.find('?'), std::string::npos) << text << " lang " << lang;
+            if (lang != kGerman) {
+                EXPECT_EQ(text, LangText(id)) << id;
+            }
+        }
+    }
+    setLanguage(kGerman);
+    EXPECT_EQ(ControlText(2143), "Ger\xE4tespeicher");
+    EXPECT_EQ(ControlText(185),
+              "Pr\xFC"
+              "fablauf \xFC"
+              "bertragen");
+    // Ids the German table holds keep its text.
+    EXPECT_EQ(ControlText(2), LangText(2));
+}
+
 TEST(ErrorCatalogue, BoxTextAndCaption) {
     const ErrorBox plain = ComposeErrorMessage(ErrorCode(5), kEnglish);
     EXPECT_EQ(plain.caption, "Error");

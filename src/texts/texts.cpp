@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "model/encoding.h"
 #include "texts/generated_tables.h"
 
 namespace quelvari {
@@ -117,6 +118,43 @@ void ApplyLanguage(MenuTexts& menu, std::string& helpFile) {
     for (std::uint32_t id : MenuCommandIds())
         menu.setCommandText(id, LangText(id));
     menu.repaintAll();
+}
+
+namespace {
+
+// German texts of the transfer dialog and its memory frame (UTF-8 here,
+// converted once on first use).
+struct GermanControlText {
+    std::uint32_t id;
+    const char* utf8;
+};
+constexpr GermanControlText kGermanControlTexts[] = {
+    {185, "Prüfablauf übertragen"},
+    {1466, "Prüfablauf auswählen"},
+    {1467, "Prüfablauf zum Gerät übertragen"},
+    {1550, "Schnelle Darstellung der Bilder:"},
+    {2143, "Gerätespeicher"},
+    {2144, "Gesamtspeicher:"},
+    {2145, "Freier Speicher:"},
+    {2146, "Speicher für Messreihen:"},
+    {2147, "Speicher für Datenbank:"},
+    {2148, "Nächste Prüfablauf-Nr.:"},
+    {2149, "Speicherbedarf des Prüfablaufs"},
+    {2150, "Prüfablauf:"},
+    {2151, "Bilder:"},
+    {2152, "Messreihen:"},
+};
+
+}  // namespace
+
+std::string ControlText(std::uint32_t id) {
+    if (language() == kGerman && !HasLangText(id, kGerman)) {
+        for (const GermanControlText& t : kGermanControlTexts) {
+            if (t.id == id)
+                return utf8ToCp1252(t.utf8).value_or(std::string());
+        }
+    }
+    return LangText(id);
 }
 
 }  // namespace quelvari

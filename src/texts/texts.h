@@ -47,6 +47,12 @@ std::string LangText(std::uint32_t id, std::uint32_t lang);
 // True when the table of `lang` holds `id`.
 bool HasLangText(std::uint32_t id, std::uint32_t lang);
 
+// The label of a control or the title of a dialog that the program builds in
+// code (the transfer dialog, the instrument verb's memory lines): in German
+// the texts built into the program stand, as they do in every dialog layout;
+// the other languages take the text tables. Windows-1252.
+std::string ControlText(std::uint32_t id);
+
 // Formats a table text that holds one printf placeholder (such as "%d %s").
 std::string FormatText(const char* format, long value);
 

@@ -47,7 +47,7 @@ bool TakeValue(std::vector<std::string>& args, const std::string& option, std::s
 }
 
 std::string Label(std::uint32_t id) {
-    return cp1252ToUtf8(LangText(id));
+    return cp1252ToUtf8(ControlText(id));
 }
 
 void PrintEntry(int slot, const InstrumentEntry& e) {

@@ -30,7 +30,7 @@ namespace quelvari::app {
 namespace {
 
 QString Text(std::uint32_t id) {
-    return QString::fromStdString(cp1252ToUtf8(LangText(id)));
+    return QString::fromStdString(cp1252ToUtf8(ControlText(id)));
 }
 QString FromCp1252(const std::string& s) {
     return QString::fromStdString(cp1252ToUtf8(s));
