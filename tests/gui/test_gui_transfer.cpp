@@ -70,7 +70,7 @@ TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     auto d = open(settings());
     EXPECT_TRUE(messages.isEmpty()) << messages.join("|").toStdString();
-    EXPECT_EQ(d->windowTitle().toStdString(), LangText(185));
+    EXPECT_EQ(d->windowTitle(), QString::fromUtf8("Prüfablauf übertragen"));
     EXPECT_TRUE(d->fastPictures()->isChecked());
     EXPECT_EQ(d->memoryField(link::kFieldTotal)->text(), "    1024 MB");
     EXPECT_EQ(d->numberField()->value(), 1);

@@ -33,19 +33,6 @@ const char kInstrumentUsage[] =
     "Without --link the link settings of the editor apply.\n"
     "Exit status: 0 done, 4 the link or the instrument failed, 64 bad arguments.\n";
 
-bool TakeValue(std::vector<std::string>& args, const std::string& option, std::string& value) {
-    for (auto it = args.begin(); it != args.end(); ++it) {
-        if (*it != option)
-            continue;
-        if (it + 1 == args.end())
-            return false;
-        value = *(it + 1);
-        args.erase(it, it + 2);
-        return true;
-    }
-    return true;
-}
-
 std::string Label(std::uint32_t id) {
     return cp1252ToUtf8(ControlText(id));
 }
@@ -89,34 +76,16 @@ int RunInstrument(const std::vector<std::string>& argsIn) {
     if (!takeLanguageOption(args, lang))
         return kExitUsage;
     std::string linkSpec, tracePath, baud;
-    if (!TakeValue(args, "--link", linkSpec) || !TakeValue(args, "--trace", tracePath) ||
-        !TakeValue(args, "--baud", baud))
+    if (!takeValue(args, "--link", linkSpec) || !takeValue(args, "--trace", tracePath) ||
+        !takeValue(args, "--baud", baud))
         return usageError("an option lacks its value (see quelvari-cli instrument --help)");
     const bool slow = takeFlag(args, "--slow");
     if (!args.empty())
         return usageError("unexpected argument '" + args.front() + "'");
 
     LinkConfig config = ReadLinkConfig();
-    if (linkSpec == "usb") {
-        config.kind = LinkConfig::Kind::kUsb;
-    } else if (linkSpec.rfind("serial:", 0) == 0 && linkSpec.size() > 7) {
-        config.kind = LinkConfig::Kind::kSerial;
-        config.device = linkSpec.substr(7);
-    } else if (linkSpec == "sim" || linkSpec.rfind("sim:", 0) == 0) {
-        config.kind = LinkConfig::Kind::kSimulated;
-        if (linkSpec.size() > 4)
-            config.cardDir = linkSpec.substr(4);
-    } else if (!linkSpec.empty()) {
-        return usageError("--link takes usb, serial:DEVICE or sim[:DIR]");
-    }
-    if (!baud.empty()) {
-        const auto n = parseNumber(baud);
-        if (!n || *n < 0 || *n > 3)
-            return usageError("--baud takes 0 to 3");
-        config.baudIndex = static_cast<std::uint16_t>(*n);
-    }
-    if (slow)
-        config.slow = true;
+    if (const std::string wrong = applyLinkOptions(config, linkSpec, baud, slow); !wrong.empty())
+        return usageError(wrong);
 
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> traceFile(nullptr, std::fclose);
     if (!tracePath.empty()) {
@@ -170,6 +139,44 @@ int RunInstrument(const std::vector<std::string>& argsIn) {
 std::vector<Verb> linkVerbs() {
     return {{"instrument", "connect, identify and show the instrument's memory", kInstrumentUsage,
              RunInstrument}};
+}
+
+bool takeValue(std::vector<std::string>& args, const std::string& option, std::string& value) {
+    for (auto it = args.begin(); it != args.end(); ++it) {
+        if (*it != option)
+            continue;
+        if (it + 1 == args.end())
+            return false;
+        value = *(it + 1);
+        args.erase(it, it + 2);
+        return true;
+    }
+    return true;
+}
+
+std::string applyLinkOptions(LinkConfig& config, const std::string& linkSpec,
+                             const std::string& baud, bool slow) {
+    if (linkSpec == "usb") {
+        config.kind = LinkConfig::Kind::kUsb;
+    } else if (linkSpec.rfind("serial:", 0) == 0 && linkSpec.size() > 7) {
+        config.kind = LinkConfig::Kind::kSerial;
+        config.device = linkSpec.substr(7);
+    } else if (linkSpec == "sim" || linkSpec.rfind("sim:", 0) == 0) {
+        config.kind = LinkConfig::Kind::kSimulated;
+        if (linkSpec.size() > 4)
+            config.cardDir = linkSpec.substr(4);
+    } else if (!linkSpec.empty()) {
+        return "--link takes usb, serial:DEVICE or sim[:DIR]";
+    }
+    if (!baud.empty()) {
+        const auto n = parseNumber(baud);
+        if (!n || *n < 0 || *n > 3)
+            return "--baud takes 0 to 3";
+        config.baudIndex = static_cast<std::uint16_t>(*n);
+    }
+    if (slow)
+        config.slow = true;
+    return {};
 }
 
 }  // namespace quelvari::cli

@@ -5,6 +5,7 @@
 #include <QPageSize>
 #include <QPdfWriter>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <fstream>
@@ -59,18 +60,15 @@ std::unique_ptr<QPdfWriter> makePdf(const std::string& path, QPageLayout::Orient
     return pdf;
 }
 
-// Takes "OPTION VALUE" out of `args`. False when the option has no value.
+// takeValue into an optional: set only when the option was given.
 bool takeValue(std::vector<std::string>& args, const std::string& option,
                std::optional<std::string>& value) {
-    for (auto it = args.begin(); it != args.end(); ++it) {
-        if (*it != option)
-            continue;
-        if (it + 1 == args.end())
-            return false;
-        value = *(it + 1);
-        args.erase(it, it + 2);
-        return true;
-    }
+    std::string text;
+    const bool given = std::find(args.begin(), args.end(), option) != args.end();
+    if (!cli::takeValue(args, option, text))
+        return false;
+    if (given)
+        value = text;
     return true;
 }
 

@@ -51,19 +51,6 @@ void OnInterrupt(int) {
     cancelRequested.store(true);
 }
 
-bool TakeValue(std::vector<std::string>& args, const std::string& option, std::string& value) {
-    for (auto it = args.begin(); it != args.end(); ++it) {
-        if (*it != option)
-            continue;
-        if (it + 1 == args.end())
-            return false;
-        value = *(it + 1);
-        args.erase(it, it + 2);
-        return true;
-    }
-    return true;
-}
-
 void Fail(const Link& link, int code) {
     if (code == -99)
         std::cerr << "quelvari-cli: the request could not be sent to the instrument (-99)\n";
@@ -146,8 +133,8 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
     if (!takeLanguageOption(args, lang))
         return kExitUsage;
     std::string linkSpec, tracePath, baud, numberText;
-    if (!TakeValue(args, "--link", linkSpec) || !TakeValue(args, "--trace", tracePath) ||
-        !TakeValue(args, "--baud", baud) || !TakeValue(args, "--number", numberText))
+    if (!takeValue(args, "--link", linkSpec) || !takeValue(args, "--trace", tracePath) ||
+        !takeValue(args, "--baud", baud) || !takeValue(args, "--number", numberText))
         return usageError("an option lacks its value (see quelvari-cli transfer --help)");
     const bool slow = takeFlag(args, "--slow");
     const bool noFast = takeFlag(args, "--no-fast-pictures");
@@ -160,26 +147,8 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
         return usageError("--number takes the procedure's number in the instrument, 1 to 255");
 
     LinkConfig config = ReadLinkConfig();
-    if (linkSpec == "usb") {
-        config.kind = LinkConfig::Kind::kUsb;
-    } else if (linkSpec.rfind("serial:", 0) == 0 && linkSpec.size() > 7) {
-        config.kind = LinkConfig::Kind::kSerial;
-        config.device = linkSpec.substr(7);
-    } else if (linkSpec == "sim" || linkSpec.rfind("sim:", 0) == 0) {
-        config.kind = LinkConfig::Kind::kSimulated;
-        if (linkSpec.size() > 4)
-            config.cardDir = linkSpec.substr(4);
-    } else if (!linkSpec.empty()) {
-        return usageError("--link takes usb, serial:DEVICE or sim[:DIR]");
-    }
-    if (!baud.empty()) {
-        const auto n = parseNumber(baud);
-        if (!n || *n < 0 || *n > 3)
-            return usageError("--baud takes 0 to 3");
-        config.baudIndex = static_cast<std::uint16_t>(*n);
-    }
-    if (slow)
-        config.slow = true;
+    if (const std::string wrong = applyLinkOptions(config, linkSpec, baud, slow); !wrong.empty())
+        return usageError(wrong);
 
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> traceFile(nullptr, std::fclose);
     if (!tracePath.empty()) {
