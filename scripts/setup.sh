@@ -3,11 +3,11 @@
 
 # Build and run: compiler, CMake, Qt 6, libusb, GoogleTest.
 QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-    qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev qt6-image-formats-plugins"
+    qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev"
 # Tests only: format check, fuzzing (clang's libFuzzer), PDF page counts, fake
 # USB devices, pseudo-terminals, a comma locale, a display for screenshots.
 QUELVARI_TEST_PACKAGES="clang clang-format libclang-rt-14-dev poppler-utils umockdev libumockdev-dev
-    socat locales xvfb xauth"
+    socat locales xvfb xauth e2fsprogs"
 
 quelvari_install_packages() {
     local missing=()
