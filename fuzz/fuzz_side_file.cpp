@@ -5,6 +5,7 @@
 // Change keeps the number of a variable whose name stays.
 //
 // Registered with: quelvari_fuzz_target(side_file quelvari_model)
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -36,11 +37,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         FUZZ_CHECK(line.find('\r') == std::string::npos);
         FUZZ_CHECK(data.find(line) != std::string_view::npos);
         // Change with the same name keeps the number (and "(?)"), as long as
-        // name and number end before column 16, where the description is
-        // printed over whatever stands there.
+        // the name (padded to 7 columns) and the number end before column 16,
+        // where the description is printed over whatever stands there.
         const VariableEntry e = ParseVariableLine(line);
         const std::size_t numberWidth = e.number ? std::to_string(*e.number).size() + 2 : 3;
-        if (!e.name.empty() && e.name.size() + numberWidth <= kVariableDescriptionColumn) {
+        const std::size_t nameWidth = std::max<std::size_t>(e.name.size(), 7);
+        if (!e.name.empty() && nameWidth + numberWidth <= kVariableDescriptionColumn) {
             const VariableEntry again = ParseVariableLine(ChangedVariableLine(line, e.name, "d"));
             FUZZ_CHECK(again.name == e.name);
             FUZZ_CHECK(again.number == e.number);
