@@ -53,7 +53,7 @@ std::map<std::uint32_t, int> comboEntries(const ComponentType& type, const Edito
     r.setTypeCode(static_cast<std::uint8_t>(type.code));
     editor.fill(r, form);
     std::map<std::uint32_t, int> entries;
-    for (const ControlSpec& c : editor.controls)
+    for (const EditorControl& c : editor.controls)
         if (c.kind == ControlKind::Combo)
             entries[c.id] = static_cast<int>(form.items(c.id).size());
     return entries;
@@ -62,7 +62,7 @@ std::map<std::uint32_t, int> comboEntries(const ComponentType& type, const Edito
 void applySettings(Reader& in, const Editor& editor, const std::map<std::uint32_t, int>& combos,
                    MapForm& form) {
     while (!in.empty()) {
-        const ControlSpec& c = editor.controls[in.byte() % editor.controls.size()];
+        const EditorControl& c = editor.controls[in.byte() % editor.controls.size()];
         const std::uint8_t length = in.byte();
         switch (c.kind) {
             case ControlKind::Text: {
@@ -77,7 +77,7 @@ void applySettings(Reader& in, const Editor& editor, const std::map<std::uint32_
             case ControlKind::Radio:
                 // Checking a radio button clears the others of its group.
                 if (length & 1)
-                    for (const ControlSpec& other : editor.controls)
+                    for (const EditorControl& other : editor.controls)
                         if (other.kind == ControlKind::Radio && other.group == c.group)
                             form.setChecked(other.id, false);
                 form.setChecked(c.id, length & 1);
@@ -92,7 +92,7 @@ void applySettings(Reader& in, const Editor& editor, const std::map<std::uint32_
 }
 
 bool isControl(const Editor& editor, std::uint32_t id) {
-    for (const ControlSpec& c : editor.controls)
+    for (const EditorControl& c : editor.controls)
         if (c.id == id)
             return true;
     return false;
@@ -105,7 +105,7 @@ void printDifference(int code, const ComponentRecord& first, const ComponentReco
     for (std::size_t i = 0; i < rec::kRecordSize; ++i)
         if (first.bytes[i] != second.bytes[i])
             std::fprintf(stderr, "  byte %zu: %u then %u\n", i, first.bytes[i], second.bytes[i]);
-    for (const ControlSpec& c : editor.controls)
+    for (const EditorControl& c : editor.controls)
         if (c.kind == ControlKind::Text)
             std::fprintf(stderr, "  control %u (%s): \"%s\"\n", c.id, c.name,
                          form.fullText(c.id).c_str());
@@ -235,7 +235,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (fuzz::Tracing()) {
         std::fprintf(stderr, "type %s, %s: code 0x%04X\n", type.key,
                      (path & kChange) ? "change" : "add", static_cast<unsigned>(code));
-        for (const ControlSpec& c : editor.controls)
+        for (const EditorControl& c : editor.controls)
             if (c.kind == ControlKind::Text && form.hasText(c.id))
                 std::fprintf(stderr, "  %s: \"%s\"\n", c.name, form.fullText(c.id).c_str());
     }

@@ -16,7 +16,7 @@ constexpr std::size_t kLineReadChars = 54;
 
 }  // namespace
 
-std::vector<ControlSpec> CommandControls() {
+std::vector<EditorControl> CommandControls() {
     return {{kDosYes, ControlKind::Radio, "dos-yes", 1},
             {kDosNo, ControlKind::Radio, "dos-no", 1},
             {kFirstLineEdit, ControlKind::Text, "line1"},

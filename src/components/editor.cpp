@@ -90,12 +90,12 @@ void FillHead(const ComponentRecord& r, Form& form) {
     form.setText(ctl::kTarget, r.gotoTarget() ? std::to_string(r.gotoTarget()) : "");
 }
 
-std::vector<ControlSpec> HeadControls() {
+std::vector<EditorControl> HeadControls() {
     return {{ctl::kEntryCondition, ControlKind::Text, "entry"},
             {ctl::kDescription, ControlKind::Text, "description"}};
 }
 
-std::vector<ControlSpec> BranchControls() {
+std::vector<EditorControl> BranchControls() {
     return {{ctl::kBranchCondition, ControlKind::Text, "branch"},
             {ctl::kTarget, ControlKind::Text, "target"}};
 }
@@ -128,12 +128,13 @@ void FillGeneric(const ComponentRecord& r, Form& form) {
 
 namespace {
 
-std::vector<ControlSpec> concat(std::vector<ControlSpec> a, const std::vector<ControlSpec>& b) {
+std::vector<EditorControl> concat(std::vector<EditorControl> a,
+                                  const std::vector<EditorControl>& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
 
-std::vector<ControlSpec> withHead(const std::vector<ControlSpec>& own) {
+std::vector<EditorControl> withHead(const std::vector<EditorControl>& own) {
     return concat(concat(HeadControls(), own), BranchControls());
 }
 

@@ -53,7 +53,7 @@ void FillHead(const ComponentRecord& r, Form& form);
 
 // What the command-line tool needs to know of a dialog's controls.
 enum class ControlKind : std::uint8_t { Text, Check, Radio, Combo };
-struct ControlSpec {
+struct EditorControl {
     std::uint32_t id;
     ControlKind kind;
     const char* name;  // a short name tools accept instead of the id
@@ -65,15 +65,15 @@ struct Editor {
     void (*fill)(const ComponentRecord& r, Form& form);
     // The type's own drawn lines (the view adds the common head).
     void (*describe)(const ComponentRecord& r, ComponentView& view);
-    std::vector<ControlSpec> controls;  // every control the reader reads
+    std::vector<EditorControl> controls;  // every control the reader reads
 };
 
 // The editor of a catalogue type (every row has one).
 const Editor& EditorOf(const ComponentType& type);
 
 // The common controls, in the order of every dialog.
-std::vector<ControlSpec> HeadControls();
-std::vector<ControlSpec> BranchControls();
+std::vector<EditorControl> HeadControls();
+std::vector<EditorControl> BranchControls();
 
 // The generic editor of the families without editors of their own: it reads
 // and fills only the head fields (entry condition, description, branch

@@ -13,31 +13,31 @@ namespace quelvari {
 int ReadTime(Form& form, ComponentRecord& r);
 void FillTime(const ComponentRecord& r, Form& form);
 void DescribeTime(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> TimeControls();
+std::vector<EditorControl> TimeControls();
 
 // Interrupt component 'I'.
 int ReadInterrupt(Form& form, ComponentRecord& r);
 void FillInterrupt(const ComponentRecord& r, Form& form);
 void DescribeInterrupt(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> InterruptControls();
+std::vector<EditorControl> InterruptControls();
 
 // Break component 'u'.
 int ReadBreak(Form& form, ComponentRecord& r);
 void FillBreak(const ComponentRecord& r, Form& form);
 void DescribeBreak(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> BreakControls();
+std::vector<EditorControl> BreakControls();
 
 // Section component 'C'.
 int ReadSection(Form& form, ComponentRecord& r);
 void FillSection(const ComponentRecord& r, Form& form);
 void DescribeSection(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> SectionControls();
+std::vector<EditorControl> SectionControls();
 
 // Module component 'U'.
 int ReadModule(Form& form, ComponentRecord& r);
 void FillModule(const ComponentRecord& r, Form& form);
 void DescribeModule(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> ModuleControls();
+std::vector<EditorControl> ModuleControls();
 
 // The generic editors' description: a summary of the stored payload.
 void DescribeGeneric(const ComponentRecord& r, ComponentView& view);
@@ -50,13 +50,13 @@ namespace quelvari {
 int ReadCommand(Form& form, ComponentRecord& r);
 void FillCommand(const ComponentRecord& r, Form& form);
 void DescribeCommand(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> CommandControls();
+std::vector<EditorControl> CommandControls();
 
 // Picture component 'p'.
 int ReadPicture(Form& form, ComponentRecord& r);
 void FillPicture(const ComponentRecord& r, Form& form);
 void DescribePicture(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> PictureControls();
+std::vector<EditorControl> PictureControls();
 // The file choice (button 1172): a path ending in .bmp or .jpg, in any case,
 // is shown in 1173 and 0 returned; any other path empties 1173 and returns
 // error 60 (0x3C00).
@@ -71,7 +71,7 @@ void ApplyPictureMedium(Form& form, bool screen);
 int ReadMeasuring(Form& form, ComponentRecord& r);
 void FillMeasuring(const ComponentRecord& r, Form& form);
 void DescribeMeasuring(const ComponentRecord& r, ComponentView& view);
-std::vector<ControlSpec> MeasuringControls();
+std::vector<EditorControl> MeasuringControls();
 // Enables and shows the controls of mode index 0 (M), 1 (S) or 2 (T) with the
 // trigger link `link` (record byte 184), and checks the mode's button.
 void ApplyMeasuringMode(Form& form, int modeIndex, std::uint8_t link);

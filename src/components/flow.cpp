@@ -79,7 +79,7 @@ std::string padded(const char* format, long value) {
 
 // ---- Time component ----
 
-std::vector<ControlSpec> TimeControls() {
+std::vector<EditorControl> TimeControls() {
     return {{kTimeWait, ControlKind::Radio, "time-wait", 1},
             {kKeyWait, ControlKind::Radio, "key-wait", 1},
             {kFactorEdit, ControlKind::Text, "factor"}};
@@ -137,8 +137,8 @@ void DescribeTime(const ComponentRecord& r, ComponentView& view) {
 
 // ---- Interrupt component ----
 
-std::vector<ControlSpec> InterruptControls() {
-    std::vector<ControlSpec> c;
+std::vector<EditorControl> InterruptControls() {
+    std::vector<EditorControl> c;
     static const char* const names[4][7] = {
         {"routine1", "on1", "off1", "own1", "external1", "time1", "base1"},
         {"routine2", "on2", "off2", "own2", "external2", "time2", "base2"},
@@ -232,7 +232,7 @@ void DescribeInterrupt(const ComponentRecord& r, ComponentView& view) {
 
 // ---- Break component ----
 
-std::vector<ControlSpec> BreakControls() {
+std::vector<EditorControl> BreakControls() {
     return {{kReferenceVar, ControlKind::Text, "reference"},
             {kMarkVar, ControlKind::Text, "registration"}};
 }
@@ -268,7 +268,7 @@ void DescribeBreak(const ComponentRecord& r, ComponentView& view) {
 
 // ---- Section component ----
 
-std::vector<ControlSpec> SectionControls() {
+std::vector<EditorControl> SectionControls() {
     return {{kSectionFirst, ControlKind::Radio, "first", 1},
             {kSectionFirst + 1, ControlKind::Radio, "middle", 1},
             {kSectionFirst + 2, ControlKind::Radio, "last", 1},

@@ -174,7 +174,7 @@ std::string FormatVariableList(const ComponentRecord& r) {
     return out;
 }
 
-std::vector<ControlSpec> MeasuringControls() {
+std::vector<EditorControl> MeasuringControls() {
     return {{kModeButton, ControlKind::Radio, "measure", 1},
             {kModeButton + 1, ControlKind::Radio, "save", 1},
             {kModeButton + 2, ControlKind::Radio, "transfer", 1},

@@ -82,7 +82,7 @@ bool ModuleNameUsable(const std::string& name, const std::string& directory) {
     return true;
 }
 
-std::vector<ControlSpec> ModuleControls() {
+std::vector<EditorControl> ModuleControls() {
     return {{kModuleName, ControlKind::Text, "name"}};
 }
 

@@ -31,7 +31,7 @@ std::int32_t leadingInt(const std::string& text) {
 
 }  // namespace
 
-std::vector<ControlSpec> PictureControls() {
+std::vector<EditorControl> PictureControls() {
     return {{kFileShown, ControlKind::Text, "file"},
             {kScreenButton, ControlKind::Radio, "screen", 1},
             {kPrinterButton, ControlKind::Radio, "printer", 1},

@@ -12,8 +12,8 @@
 namespace quelvari::app::test {
 namespace {
 
-const ControlSpec* SpecOf(const Editor& e, std::uint32_t id) {
-    for (const ControlSpec& s : e.controls)
+const EditorControl* ControlOf(const Editor& e, std::uint32_t id) {
+    for (const EditorControl& s : e.controls)
         if (s.id == id)
             return &s;
     return nullptr;
@@ -32,14 +32,14 @@ void ApplyToMap(MapForm& f, const Editor& e, const std::vector<Step>& steps) {
                 ChoosePictureFile(f, FromQt(s.text).value());
                 break;
             case Step::ClickButton: {
-                const ControlSpec* spec = SpecOf(e, s.id);
-                ASSERT_NE(spec, nullptr) << s.id;
-                if (spec->kind == ControlKind::Check) {
+                const EditorControl* control = ControlOf(e, s.id);
+                ASSERT_NE(control, nullptr) << s.id;
+                if (control->kind == ControlKind::Check) {
                     f.setChecked(s.id, !f.checked(s.id));
                     break;
                 }
-                for (const ControlSpec& other : e.controls)
-                    if (other.kind == ControlKind::Radio && other.group == spec->group)
+                for (const EditorControl& other : e.controls)
+                    if (other.kind == ControlKind::Radio && other.group == control->group)
                         f.setChecked(other.id, other.id == s.id);
                 break;
             }
@@ -96,7 +96,7 @@ class EditorDialogs : public DialogTest {
     // The dialog shows what the filler shows: texts, checks, selections,
     // enabling and visibility of every control the reader reads.
     static void ExpectShows(ComponentDialog& d, const Editor& e, const MapForm& shown) {
-        for (const ControlSpec& s : e.controls) {
+        for (const EditorControl& s : e.controls) {
             SCOPED_TRACE(s.name);
             QWidget* w = d.form().widget(s.id);
             ASSERT_NE(w, nullptr);

@@ -8,10 +8,6 @@
 
 #include "model/status.h"
 
-namespace quelvari::link {
-struct LinkConfig;
-}
-
 namespace quelvari::cli {
 
 // Exit statuses.
@@ -54,11 +50,6 @@ bool takeLanguageOption(std::vector<std::string>& args, std::uint32_t& lang);
 // Takes "OPTION VALUE" out of `args` and leaves `value` alone when the option
 // is absent. False when the option stands last, without its value.
 bool takeValue(std::vector<std::string>& args, const std::string& option, std::string& value);
-// The editor's link settings changed by --link usb|serial:DEVICE|sim[:DIR],
-// --baud N and --slow, as the instrument and transfer verbs take them. Empty,
-// or what is wrong with an option.
-std::string applyLinkOptions(link::LinkConfig& config, const std::string& linkSpec,
-                             const std::string& baud, bool slow);
 // Takes a flag such as "--json" out of `args`.
 bool takeFlag(std::vector<std::string>& args, const std::string& flag);
 // Parses a decimal or 0x-prefixed number.

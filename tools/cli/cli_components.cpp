@@ -63,7 +63,7 @@ const char* kindName(ControlKind k) {
 }
 
 void listControls(const Editor& editor) {
-    for (const ControlSpec& c : editor.controls)
+    for (const EditorControl& c : editor.controls)
         std::cout << c.id << "\t" << c.name << "\t" << kindName(c.kind) << "\n";
 }
 
@@ -80,9 +80,9 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
         }
         const std::string name = a.substr(0, eq);
         const std::string value = a.substr(eq + 1);
-        const ControlSpec* entry = nullptr;
+        const EditorControl* entry = nullptr;
         const auto id = parseNumber(name);
-        for (const ControlSpec& c : editor.controls)
+        for (const EditorControl& c : editor.controls)
             if ((id && c.id == static_cast<std::uint32_t>(*id)) || name == c.name)
                 entry = &c;
         if (!entry) {
@@ -108,7 +108,7 @@ bool applyValues(const Editor& editor, const std::vector<std::string>& assignmen
                     return false;
                 }
                 if (value == "1" && entry->kind == ControlKind::Radio)
-                    for (const ControlSpec& c : editor.controls)
+                    for (const EditorControl& c : editor.controls)
                         if (c.kind == ControlKind::Radio && c.group == entry->group)
                             form.setChecked(c.id, false);
                 form.setChecked(entry->id, value == "1");

@@ -11,6 +11,7 @@
 #include "link/simulator.h"
 #include "model/encoding.h"
 #include "texts/texts.h"
+#include "verb_link.h"
 
 namespace quelvari::cli {
 namespace {
@@ -83,23 +84,10 @@ int RunInstrument(const std::vector<std::string>& argsIn) {
     if (!args.empty())
         return usageError("unexpected argument '" + args.front() + "'");
 
-    LinkConfig config = ReadLinkConfig();
-    if (const std::string wrong = applyLinkOptions(config, linkSpec, baud, slow); !wrong.empty())
-        return usageError(wrong);
-
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> traceFile(nullptr, std::fclose);
-    if (!tracePath.empty()) {
-        traceFile.reset(std::fopen(tracePath.c_str(), "w"));
-        if (!traceFile) {
-            std::perror(tracePath.c_str());
-            return kExitFile;
-        }
-    }
-    Trace trace(traceFile.get());
-    Link link;
-    ApplyLinkConfig(link, config);
-    if (traceFile)
-        link.setTrace(&trace);
+    VerbLink verbLink;
+    if (const int e = verbLink.open(linkSpec, baud, slow, tracePath))
+        return e;
+    Link& link = verbLink.link;
 
     const int r = InstrumentConnect(link);
     if (r != 0) {
@@ -154,7 +142,10 @@ bool takeValue(std::vector<std::string>& args, const std::string& option, std::s
     return true;
 }
 
-std::string applyLinkOptions(LinkConfig& config, const std::string& linkSpec,
+namespace {
+
+// The editor's link settings changed by the options; empty, or what is wrong.
+std::string ApplyLinkOptions(LinkConfig& config, const std::string& linkSpec,
                              const std::string& baud, bool slow) {
     if (linkSpec == "usb") {
         config.kind = LinkConfig::Kind::kUsb;
@@ -177,6 +168,27 @@ std::string applyLinkOptions(LinkConfig& config, const std::string& linkSpec,
     if (slow)
         config.slow = true;
     return {};
+}
+
+}  // namespace
+
+int VerbLink::open(const std::string& linkSpec, const std::string& baud, bool slow,
+                   const std::string& tracePath) {
+    LinkConfig config = ReadLinkConfig();
+    if (const std::string wrong = ApplyLinkOptions(config, linkSpec, baud, slow); !wrong.empty())
+        return usageError(wrong);
+    if (!tracePath.empty()) {
+        traceFile_.reset(std::fopen(tracePath.c_str(), "w"));
+        if (!traceFile_) {
+            std::perror(tracePath.c_str());
+            return kExitFile;
+        }
+        trace_ = Trace(traceFile_.get());
+    }
+    ApplyLinkConfig(link, config);
+    if (traceFile_)
+        link.setTrace(&trace_);
+    return 0;
 }
 
 }  // namespace quelvari::cli

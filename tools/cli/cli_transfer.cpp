@@ -15,6 +15,7 @@
 #include "link/transfer_job.h"
 #include "model/encoding.h"
 #include "render/picture_decoder.h"
+#include "verb_link.h"
 
 namespace quelvari::cli {
 namespace {
@@ -146,23 +147,10 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
     if (!number || *number < 1 || *number > 255)
         return usageError("--number takes the procedure's number in the instrument, 1 to 255");
 
-    LinkConfig config = ReadLinkConfig();
-    if (const std::string wrong = applyLinkOptions(config, linkSpec, baud, slow); !wrong.empty())
-        return usageError(wrong);
-
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> traceFile(nullptr, std::fclose);
-    if (!tracePath.empty()) {
-        traceFile.reset(std::fopen(tracePath.c_str(), "w"));
-        if (!traceFile) {
-            std::perror(tracePath.c_str());
-            return kExitFile;
-        }
-    }
-    Trace trace(traceFile.get());
-    Link link;
-    ApplyLinkConfig(link, config);
-    if (traceFile)
-        link.setTrace(&trace);
+    VerbLink verbLink;
+    if (const int e = verbLink.open(linkSpec, baud, slow, tracePath))
+        return e;
+    Link& link = verbLink.link;
 
     cancelRequested = false;
     auto previous = std::signal(SIGINT, OnInterrupt);
