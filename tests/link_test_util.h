@@ -2,10 +2,15 @@
 // at set times, the host's frames are decoded and handed to a reaction.
 #pragma once
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "link/clock.h"
@@ -117,6 +122,48 @@ class ScriptedPort : public link::Transport {
     link::FrameDecoder decoder_{6000};
     bool inFrame_ = false;
     bool open_ = true;
+};
+
+// quelvari-instrument on a pseudo-terminal with the given card directory and
+// options; path() is the terminal it prints, empty if it did not start.
+class PtyInstrument {
+  public:
+    explicit PtyInstrument(const std::string& card, std::vector<std::string> options = {}) {
+        int out[2];
+        if (::pipe(out) != 0)
+            return;
+        options.insert(options.begin(), {"quelvari-instrument", "--card", card});
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out[1], 1);
+            ::close(out[0]);
+            std::vector<char*> argv;
+            for (std::string& o : options)
+                argv.push_back(o.data());
+            argv.push_back(nullptr);
+            ::execv(QUELVARI_INSTRUMENT, argv.data());
+            ::_exit(127);
+        }
+        ::close(out[1]);
+        char c = 0;
+        while (::read(out[0], &c, 1) == 1 && c != '\n')
+            path_ += c;
+        ::close(out[0]);
+    }
+    ~PtyInstrument() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+        }
+    }
+    PtyInstrument(const PtyInstrument&) = delete;
+    PtyInstrument& operator=(const PtyInstrument&) = delete;
+    const std::string& path() const { return path_; }
+
+  private:
+    pid_t pid_ = -1;
+    std::string path_;
 };
 
 inline std::vector<std::uint8_t> Bytes(std::initializer_list<int> v) {

@@ -36,13 +36,8 @@ TEST(EditCli, InsertAndDeleteRenumberAsTheViewDoes) {
     test::TempDir dir;
     const std::string pad = dir.file("r.PAD");
     ASSERT_EQ(runCli("insert " + pad + " 1 Z time-wait=1 factor=5").status, 2);  // no file yet
-    ASSERT_EQ(
-        runCli("add " + pad + " Z time-wait=1 factor=5 description=a branch=B1 target=3").status,
-        0);
-    ASSERT_EQ(
-        runCli("add " + pad + " Z time-wait=1 factor=5 description=b branch=B1 target=2").status,
-        0);
-    ASSERT_EQ(runCli("add " + pad + " Z time-wait=1 factor=5 description=c").status, 0);
+    for (const char* step : {"a branch=B1 target=3", "b branch=B1 target=2", "c"})
+        ASSERT_EQ(runCli("add " + pad + " Z time-wait=1 factor=5 description=" + step).status, 0);
 
     auto r = runCli("insert " + pad + " 2 Z time-wait=1 factor=5 description=new");
     ASSERT_EQ(r.status, 0) << r.out;

@@ -2,9 +2,6 @@
 // instrument: in-process over USB and the serial framing on a virtual clock,
 // and end to end through quelvari-instrument on a pseudo-terminal.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -22,6 +19,7 @@ namespace quelvari::link {
 namespace {
 
 using test::Bytes;
+using test::PtyInstrument;
 
 TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     std::vector<std::uint8_t> d;
@@ -283,42 +281,6 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
     EXPECT_GT(seen[76], 0);
 }
 
-// quelvari-instrument on a pseudo-terminal, reached through the real serial
-// port backend.
-class PtyInstrument {
-  public:
-    explicit PtyInstrument(const std::string& card) {
-        int out[2];
-        if (::pipe(out) != 0)
-            return;
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(out[1], 1);
-            ::close(out[0]);
-            ::execl(QUELVARI_INSTRUMENT, "quelvari-instrument", "--card", card.c_str(),
-                    static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        ::close(out[1]);
-        char c = 0;
-        while (::read(out[0], &c, 1) == 1 && c != '\n')
-            path_ += c;
-        ::close(out[0]);
-    }
-    ~PtyInstrument() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            int status = 0;
-            ::waitpid(pid_, &status, 0);
-        }
-    }
-    const std::string& path() const { return path_; }
-
-  private:
-    pid_t pid_ = -1;
-    std::string path_;
-};
-
 TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     test::TempDir card;
     PtyInstrument instrument(card.path());
@@ -368,27 +330,14 @@ TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     EXPECT_EQ(std::filesystem::file_size(card.file("P001.HDR")), 1824u);
 }
 
-std::string RunCommand(const std::string& command, int& status) {
-    std::string out;
-    FILE* p = ::popen((command + " 2>&1").c_str(), "r");
-    char buf[512];
-    while (p && std::fgets(buf, sizeof buf, p))
-        out += buf;
-    status = p ? ::pclose(p) : -1;
-    return out;
-}
-
 TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     test::TempDir card;
     PtyInstrument instrument(card.path());
-    int status = 0;
-    std::string out =
-        RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --slow --link serial:" +
-                       instrument.path() + " --trace " + card.file("trace.txt"),
-                   status);
-    EXPECT_EQ(WEXITSTATUS(status), 0) << out;
-    EXPECT_NE(out.find("Instrument 0: PV-SIM 6410"), std::string::npos) << out;
-    EXPECT_NE(out.find("Free memory:"), std::string::npos) << out;
+    auto r = test::runCli("instrument --lang 1 --slow --link serial:" + instrument.path() +
+                          " --trace " + card.file("trace.txt"));
+    EXPECT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("Instrument 0: PV-SIM 6410"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Free memory:"), std::string::npos) << r.out;
     // The last bytes the host sent: the release frame "W", 0 and the ACK of
     // its answer.
     std::ifstream trace(card.file("trace.txt"));
@@ -400,20 +349,17 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     }
     EXPECT_EQ(sent.substr(sent.size() - 21), " 10 57 00 57 10 03 06") << sent;
 
-    out = RunCommand(
-        std::string(QUELVARI_CLI) + " instrument --lang 1 --link serial:/nonexistent/tty", status);
-    EXPECT_EQ(WEXITSTATUS(status), 4);
-    EXPECT_NE(out.find("(76)"), std::string::npos) << out;
-    EXPECT_NE(out.find("/nonexistent/tty"), std::string::npos) << out;
+    r = test::runCli("instrument --lang 1 --link serial:/nonexistent/tty");
+    EXPECT_EQ(r.status, 4);
+    EXPECT_NE(r.out.find("(76)"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("/nonexistent/tty"), std::string::npos) << r.out;
 
     // The built-in simulated instrument needs no hardware.
-    out = RunCommand(std::string(QUELVARI_CLI) + " instrument --lang 1 --link sim:" + card.path(),
-                     status);
-    EXPECT_EQ(WEXITSTATUS(status), 0) << out;
-    EXPECT_NE(out.find("Next test procedure No.:"), std::string::npos) << out;
+    r = test::runCli("instrument --lang 1 --link sim:" + card.path());
+    EXPECT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("Next test procedure No.:"), std::string::npos) << r.out;
 
-    out = RunCommand(std::string(QUELVARI_CLI) + " instrument --link bogus", status);
-    EXPECT_EQ(WEXITSTATUS(status), 64);
+    EXPECT_EQ(test::runCli("instrument --link bogus").status, 64);
 }
 
 TEST(LinkSettings, FileRoundTripAndApply) {

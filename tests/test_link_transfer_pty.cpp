@@ -3,57 +3,18 @@
 // real serial port backend, clean and with damaged frames. Every run is
 // bounded by `timeout`: a hang fails the test instead of stopping the suite.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 
+#include "link_test_util.h"
 #include "test_util.h"
 
 namespace quelvari {
 namespace {
 
 namespace fs = std::filesystem;
+using test::PtyInstrument;
 using test::TempDir;
-
-class PtyInstrument {
-  public:
-    PtyInstrument(const std::string& card, std::vector<std::string> options) {
-        int out[2];
-        if (::pipe(out) != 0)
-            return;
-        options.insert(options.begin(), {"quelvari-instrument", "--card", card});
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(out[1], 1);
-            ::close(out[0]);
-            std::vector<char*> argv;
-            for (std::string& o : options)
-                argv.push_back(o.data());
-            argv.push_back(nullptr);
-            ::execv(QUELVARI_INSTRUMENT, argv.data());
-            ::_exit(127);
-        }
-        ::close(out[1]);
-        char c = 0;
-        while (::read(out[0], &c, 1) == 1 && c != '\n')
-            path_ += c;
-        ::close(out[0]);
-    }
-    ~PtyInstrument() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            int status = 0;
-            ::waitpid(pid_, &status, 0);
-        }
-    }
-    const std::string& path() const { return path_; }
-
-  private:
-    pid_t pid_ = -1;
-    std::string path_;
-};
 
 class TransferCli : public ::testing::Test {
   protected:
