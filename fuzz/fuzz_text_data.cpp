@@ -1,8 +1,8 @@
-// The data files the text generator reads: a text table, an error catalogue
-// or the list of used ids (byte 0 picks which), any content. A refusal names
-// the file and line; an accepted file, written out again in the data format,
-// reads back as the same table with the same printf placeholders; every text
-// comes out of the generator as a C++ literal of printable ASCII.
+// The data files the text generator reads: a text table, an error catalogue,
+// the list of used ids or the own texts (byte 0 picks which), any content. A
+// refusal names the file and line; an accepted file, written out again in the
+// data format, reads back as the same table with the same printf placeholders;
+// every text comes out of the generator as a C++ literal of printable ASCII.
 #define QUELVARI_TEXTGEN_NO_MAIN
 #include "../tools/textgen/textgen.cpp"  // the generator's parsers
 #undef QUELVARI_TEXTGEN_NO_MAIN
@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const ScratchDir& dir = ScratchDir::get();
     dir.clear();
     quelvari::fuzz::Reader in(data, size);
-    const int kind = in.byte() % 3;
+    const int kind = in.byte() % 4;
     const std::string path = dir.write("data.txt", in.rest());
     const std::string again = dir.file("again.txt");
     std::string written;
@@ -101,6 +101,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             FUZZ_CHECK(reread.lines == cat.lines);
             comparePlaceholders({}, {{0, cat}, {1, reread}},
                                 {{"errors:de", path}, {"errors:en", again}});
+        } else if (kind == 3) {
+            // The own texts: every id complete in four languages, each
+            // translation with the German placeholders; written back, the same.
+            const std::vector<OwnEntry> own = parseOwn(path);
+            std::map<unsigned, int> languages;
+            for (const OwnEntry& e : own) {
+                FUZZ_CHECK(e.id >= kOwnFirstId && e.id <= 65535 && e.lang >= 0 && e.lang < 4);
+                FUZZ_CHECK(e.text.size() <= kMaxOwnTextBytes);
+                checkLiteral(e.text);
+                languages[e.id] |= 1 << e.lang;
+                written +=
+                    std::to_string(e.id) + " " + kLangs[e.lang] + " " + quoted(e.text) + "\n";
+            }
+            for (const auto& [id, mask] : languages)
+                FUZZ_CHECK(mask == 15);
+            dir.write("again.txt", written);
+            const std::vector<OwnEntry> reread = parseOwn(again);
+            FUZZ_CHECK(reread.size() == own.size());
+            for (std::size_t i = 0; i < own.size(); ++i)
+                FUZZ_CHECK(reread[i].id == own[i].id && reread[i].lang == own[i].lang &&
+                           reread[i].text == own[i].text);
         } else {
             const std::vector<UsedLine> used = parseUsed(path);
             for (const UsedLine& u : used) {

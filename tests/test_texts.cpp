@@ -345,6 +345,41 @@ TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
         << r.out;
 }
 
+TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
+    const std::string good =
+        "60001 de \"%d Schritte\"\n60001 en \"%d steps\"\n"
+        "60001 fr \"%d étapes\"\n60001 it \"%d passi\"\n";
+    EXPECT_EQ(generateAll({{"own", good}}).status, 0);
+    struct Bad {
+        std::string content;
+        const char* reason;
+    };
+    const Bad bad[] = {
+        {"59999 de \"x\"\n", "own-own.txt:1: id 59999 is below the range"},
+        {"60001 es \"x\"\n", "own-own.txt:1: unknown language code 'es'"},
+        {good + "60001 en \"again\"\n", "own-own.txt:5: text 60001 given twice in en"},
+        {"60002 de \"a\"\n60002 en \"b\"\n60002 it \"c\"\n", "text 60002 has no fr entry"},
+        {"60003 de \"%s\"\n60003 en \"%s\"\n60003 fr \"%d\"\n60003 it \"%s\"\n",
+         "own-own.txt:3: text 60003 has placeholders %d, the German text %s"},
+    };
+    for (const Bad& b : bad) {
+        const auto r = generateAll({{"own", b.content}});
+        EXPECT_EQ(r.status, 1) << b.content;
+        EXPECT_NE(r.out.find(b.reason), std::string::npos) << r.out;
+    }
+    // The compiled own texts resolve in their language through the ordinary
+    // lookup.
+    ASSERT_GT(generated::kOwnTextCount, 0u);
+    for (unsigned i = 0; i < generated::kOwnTextCount; ++i) {
+        const auto& e = generated::kOwnTexts[i];
+        ASSERT_GE(e.id, kOwnTextFirst);
+        EXPECT_STREQ(GetLangText(e.id, e.lang), e.text);
+        EXPECT_TRUE(HasLangText(e.id, e.lang));
+        // A language value from a damaged configuration selects German.
+        EXPECT_STREQ(GetLangText(e.id, 99), GetLangText(e.id, kGerman));
+    }
+}
+
 TEST(CliTexts, TextErrorAndMissing) {
     EXPECT_EQ(test::runCli("text 173 --lang 1").out, "Syntax check\n");
     EXPECT_EQ(test::runCli("text 3202 --lang 0").out, "Fehlerhaftes Feld: %d\n");

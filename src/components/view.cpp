@@ -43,6 +43,9 @@ std::string VariableText(std::uint8_t letter, std::uint8_t number) {
     return text;
 }
 
+// "Payload (%d bytes):", one of the editor's own texts.
+constexpr std::uint32_t kTextPayload = 60000;
+
 void DescribeGeneric(const ComponentRecord& r, ComponentView& view) {
     // The families without an editor of their own: the type's purpose and the
     // stored payload bytes up to the last one that is not zero.
@@ -61,7 +64,7 @@ void DescribeGeneric(const ComponentRecord& r, ComponentView& view) {
     }
     if (end - rec::kPayload > 32)
         hex += " ...";
-    view.row("Payload (" + std::to_string(end - rec::kPayload) + " bytes):",
+    view.row(FormatText(GetLangText(kTextPayload), static_cast<long>(end - rec::kPayload)),
              hex.empty() ? "-" : hex);
 }
 

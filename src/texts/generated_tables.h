@@ -28,4 +28,14 @@ struct UsedId {
 extern const UsedId kUsedIds[];
 extern const unsigned kUsedIdCount;
 
+// The project's own texts (resources/texts/own.txt), ids from kOwnTextFirst,
+// every language of an id present; ended by an entry with id 0.
+struct OwnTextEntry {
+    std::uint16_t id;
+    std::uint8_t lang;
+    const char* text;  // Windows-1252
+};
+extern const OwnTextEntry kOwnTexts[];
+extern const unsigned kOwnTextCount;
+
 }  // namespace quelvari::generated

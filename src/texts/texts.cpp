@@ -11,6 +11,16 @@ namespace {
 std::uint32_t gLanguage = kGerman;
 char gMissing[32];
 
+// The own text of `id` in `lang` (German for values other than 1 to 3), or
+// null.
+const char* ownText(std::uint32_t id, std::uint32_t lang) {
+    const std::uint32_t l = lang <= kItalian ? lang : kGerman;
+    for (const generated::OwnTextEntry* e = generated::kOwnTexts; e->id != 0; ++e)
+        if (e->id == id && e->lang == l)
+            return e->text;
+    return nullptr;
+}
+
 }  // namespace
 
 std::uint32_t language() {
@@ -41,6 +51,10 @@ std::size_t textTableSize(std::uint32_t lang) {
 }
 
 const char* GetLangText(std::uint32_t id, std::uint32_t lang) {
+    if (id >= kOwnTextFirst) {
+        if (const char* own = ownText(id, lang))
+            return own;
+    }
     for (const TextEntry* e = textTable(lang); e->id != 0; ++e)
         if (e->id == id)
             return e->text;
@@ -60,6 +74,8 @@ std::string LangText(std::uint32_t id, std::uint32_t lang) {
 }
 
 bool HasLangText(std::uint32_t id, std::uint32_t lang) {
+    if (id >= kOwnTextFirst && ownText(id, lang))
+        return true;
     for (const TextEntry* e = textTable(lang); e->id != 0; ++e)
         if (e->id == id)
             return true;

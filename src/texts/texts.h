@@ -28,6 +28,11 @@ static_assert(sizeof(TextEntry) == 124);
 
 inline constexpr std::size_t kTextTableCapacity = 690;
 
+// Ids from here up name the project's own texts (resources/texts/own.txt):
+// the texts of the dialogs and features this editor adds, in all four
+// languages. The lookups below find them like any table text.
+inline constexpr std::uint32_t kOwnTextFirst = 60000;
+
 // The table of a language, ended by an entry with id 0. Any value other than
 // 1, 2 and 3 gives the German table.
 const TextEntry* textTable(std::uint32_t lang);

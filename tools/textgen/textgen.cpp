@@ -2,6 +2,7 @@
 // writes them out as C++ tables.
 //
 //   quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... [used=FILE]
+//                            [own=FILE]
 //
 // A missing data file gives an empty table. Any rule broken in a file stops
 // the build with "file:line: reason".
@@ -29,6 +30,9 @@ namespace {
 
 constexpr std::size_t kCapacity = 690;
 constexpr std::size_t kMaxTextBytes = 121;
+// The project's own texts: ids of their own range, every language in one file.
+constexpr unsigned kOwnFirstId = 60000;
+constexpr std::size_t kMaxOwnTextBytes = 400;
 const char* const kLangs[] = {"de", "en", "fr", "it"};
 
 struct Failure {
@@ -308,6 +312,61 @@ std::vector<UsedLine> parseUsed(const std::string& file) {
     return used;
 }
 
+// The project's own texts: "ID LANG \"TEXT\"" per line, the four languages of
+// an id together. Every id of the file needs all four languages, once each,
+// and the translations carry the placeholders of the German text.
+struct OwnEntry {
+    unsigned id;
+    int lang;
+    std::string text;
+};
+
+std::vector<OwnEntry> parseOwn(const std::string& file) {
+    std::vector<OwnEntry> own;
+    std::map<unsigned, std::map<int, int>> lines;  // id -> language -> line
+    forEachEntry(file, [&](int lineNo, const std::string& line, std::size_t pos) {
+        const auto id = static_cast<unsigned>(parseNumber(file, lineNo, line, pos, 65535));
+        if (id < kOwnFirstId)
+            fail(file, lineNo,
+                 "id " + std::to_string(id) + " is below the range of the own texts (" +
+                     std::to_string(kOwnFirstId) + " to 65535)");
+        skipBlanks(line, pos);
+        const std::size_t end = line.find_first_of(" \t", pos);
+        const std::string code = line.substr(pos, end == std::string::npos ? end : end - pos);
+        const int lang = langIndex(code);
+        if (lang < 0)
+            fail(file, lineNo, "unknown language code '" + code + "'");
+        pos = end == std::string::npos ? line.size() : end;
+        skipBlanks(line, pos);
+        std::string text = parseQuoted(file, lineNo, line, pos);
+        if (text.size() > kMaxOwnTextBytes)
+            fail(file, lineNo,
+                 "text of " + std::to_string(text.size()) + " bytes, at most " +
+                     std::to_string(kMaxOwnTextBytes));
+        if (!lines[id].emplace(lang, lineNo).second)
+            fail(file, lineNo, "text " + std::to_string(id) + " given twice in " + code);
+        own.push_back({id, lang, std::move(text)});
+    });
+    std::map<unsigned, std::string> german;
+    for (const OwnEntry& e : own)
+        if (e.lang == 0)
+            german[e.id] = e.text;
+    for (const auto& [id, langs] : lines) {
+        for (int l = 0; l < 4; ++l)
+            if (!langs.count(l))
+                fail(file, langs.begin()->second,
+                     "text " + std::to_string(id) + " has no " + kLangs[l] + " entry");
+    }
+    for (const OwnEntry& e : own) {
+        const auto want = placeholders(german[e.id]), got = placeholders(e.text);
+        if (want != got)
+            fail(file, lines[e.id][e.lang],
+                 "text " + std::to_string(e.id) + " has placeholders " + describe(got) +
+                     ", the German text " + describe(want));
+    }
+    return own;
+}
+
 // Refuses a translation whose placeholders differ from the German text's.
 // Only the first entry of an id counts: it is the one the program finds.
 void comparePlaceholders(const std::map<int, TextTable>& texts,
@@ -355,13 +414,14 @@ void comparePlaceholders(const std::map<int, TextTable>& texts,
 int main(int argc, char** argv) {
     if (argc < 2) {
         std::cerr << "usage: quelvari-textgen OUT.cpp [texts:LANG=FILE]... [errors:LANG=FILE]... "
-                     "[used=FILE]\n";
+                     "[used=FILE] [own=FILE]\n";
         return 2;
     }
     try {
         std::map<int, TextTable> texts;
         std::map<int, Catalogue> errors;
         std::vector<UsedLine> used;
+        std::vector<OwnEntry> own;
         std::map<std::string, std::string> files;
         for (int i = 2; i < argc; ++i) {
             const std::string arg = argv[i];
@@ -372,6 +432,8 @@ int main(int argc, char** argv) {
             files[key] = file;
             if (key == "used") {
                 used = parseUsed(file);
+            } else if (key == "own") {
+                own = parseOwn(file);
             } else if (key.rfind("texts:", 0) == 0 && langIndex(key.substr(6)) >= 0) {
                 texts[langIndex(key.substr(6))] = parseTexts(file);
             } else if (key.rfind("errors:", 0) == 0 && langIndex(key.substr(7)) >= 0) {
@@ -403,6 +465,10 @@ int main(int argc, char** argv) {
         for (const auto& u : used)
             out << "    {" << u.id << ", " << u.mask << "},\n";
         out << "    {0, 0},\n};\nconst unsigned kUsedIdCount = " << used.size() << ";\n\n";
+        out << "const OwnTextEntry kOwnTexts[] = {\n";
+        for (const OwnEntry& e : own)
+            out << "    {" << e.id << ", " << e.lang << ", " << cEscape(e.text) << "},\n";
+        out << "    {0, 0, \"\"},\n};\nconst unsigned kOwnTextCount = " << own.size() << ";\n\n";
         out << "}  // namespace quelvari::generated\n";
 
         // Write only when the content changed, to keep rebuilds quick.
