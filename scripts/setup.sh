@@ -28,6 +28,12 @@ quelvari_install_packages() {
 quelvari_build() {
     local preset=$1
     local dir="build/$preset"
+    # A compiler cache, when the machine has one, makes rebuilds of the same
+    # sources in another tree (a fresh clone, another preset's tree) quick.
+    if command -v ccache >/dev/null 2>&1; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
+        export CMAKE_C_COMPILER_LAUNCHER=${CMAKE_C_COMPILER_LAUNCHER:-ccache}
+    fi
     if [ ! -f "$dir/build.ninja" ]; then
         cmake --preset "$preset" >/dev/null || return $?
     fi
