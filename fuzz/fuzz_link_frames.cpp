@@ -22,7 +22,6 @@ class InputPort : public Transport {
     void close() override {}
     bool isOpen() const override { return true; }
     std::size_t bytesWaiting() override { return in_.size(); }
-    void purgeInput() override { in_.clear(); }
     LinkStatus setModemLines(bool, bool) override { return LinkStatus::kOk; }
     // Nothing more will come: the whole wait passes at once.
     bool waitReadable(Clock& clock, std::uint32_t maxMs) override {
@@ -33,6 +32,11 @@ class InputPort : public Transport {
     std::vector<std::uint8_t> sent;
 
   protected:
+    std::size_t doPurge(std::uint8_t*, std::size_t) override {
+        const std::size_t dropped = in_.size();
+        in_.clear();
+        return dropped;
+    }
     LinkStatus doRead(std::uint8_t* d, std::size_t n, std::size_t& got, int) override {
         while (got < n && !in_.empty()) {
             d[got++] = in_.front();

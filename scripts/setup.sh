@@ -2,12 +2,15 @@
 # missing and configures and builds one build tree. Sourced, not run.
 
 # Build and run: compiler, CMake, Qt 6, libusb, GoogleTest.
-QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-    qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev"
-# Tests only: format check, fuzzing (clang's libFuzzer), PDF page counts, fake
-# USB devices, pseudo-terminals, a comma locale, a display for screenshots.
-QUELVARI_TEST_PACKAGES="clang clang-format libclang-rt-14-dev poppler-utils umockdev libumockdev-dev
-    socat locales xvfb xauth e2fsprogs"
+QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev
+    qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev qt6-translations-l10n
+    libtomlplusplus-dev nlohmann-json3-dev libpugixml-dev"
+# Tests only: format check, fuzzing (clang's libFuzzer), PDF page counts
+# (pdfinfo), fake USB devices (umockdev-run), a comma locale (localedef), a
+# display for ./run without one (xvfb-run, xauth), an immutable file (chattr),
+# the version-control round trip of the text form (git).
+QUELVARI_TEST_PACKAGES="clang clang-format libclang-rt-14-dev poppler-utils umockdev
+    locales xvfb xauth e2fsprogs git"
 
 quelvari_install_packages() {
     local missing=()

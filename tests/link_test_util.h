@@ -1,5 +1,8 @@
 // A scripted serial peer on a virtual clock for the link tests: bytes arrive
-// at set times, the host's frames are decoded and handed to a reaction.
+// at set times, the host's frames are decoded and handed to a reaction. The
+// line runs at `baud`: a byte the host writes reaches the peer ten bit times
+// after the previous one, and a reaction counts from when the frame's last
+// byte has arrived.
 #pragma once
 
 #include <signal.h>
@@ -15,7 +18,9 @@
 
 #include "link/clock.h"
 #include "link/frame.h"
+#include "link/memory.h"
 #include "link/transport.h"
+#include "model/record.h"
 
 namespace quelvari::test {
 
@@ -23,9 +28,10 @@ class ScriptedPort : public link::Transport {
   public:
     explicit ScriptedPort(link::VirtualClock& clock) : clock_(clock) {}
 
-    // Bytes that arrive `delayMs` from now.
+    // Bytes that arrive `delayMs` from now (inside onFrame: from when the
+    // frame's last byte reached the peer).
     void arrive(std::uint64_t delayMs, const std::vector<std::uint8_t>& bytes) {
-        const std::uint64_t t = clock_.nowMs() + delayMs;
+        const std::uint64_t t = std::max(clock_.nowMs(), frameEnd) + delayMs;
         for (std::uint8_t b : bytes)
             incoming_.push_back({t, b});
         std::stable_sort(incoming_.begin(), incoming_.end(),
@@ -42,6 +48,9 @@ class ScriptedPort : public link::Transport {
     std::vector<std::uint8_t> hostControl;
     std::vector<std::uint8_t> wire;
     int purges = 0;
+    unsigned baud = 9600;
+    // When the last frame's last byte reached the peer.
+    std::uint64_t frameEnd = 0;
     bool modemDtr = false, modemRts = false;
 
     link::LinkResult open() override {
@@ -54,13 +63,6 @@ class ScriptedPort : public link::Transport {
         return static_cast<std::size_t>(
             std::count_if(incoming_.begin(), incoming_.end(),
                           [&](const auto& e) { return e.first <= clock_.nowMs(); }));
-    }
-    void purgeInput() override {
-        ++purges;
-        const std::uint64_t now = clock_.nowMs();
-        incoming_.erase(std::remove_if(incoming_.begin(), incoming_.end(),
-                                       [&](const auto& e) { return e.first <= now; }),
-                        incoming_.end());
     }
     link::LinkStatus setModemLines(bool dtr, bool rts) override {
         modemDtr = dtr;
@@ -79,8 +81,25 @@ class ScriptedPort : public link::Transport {
         return false;
     }
 
+    // The far end hangs up: every later read and write fails.
+    void hangUp() { setFault({link::LinkStatus::kNoDevice, "pty: Input/output error"}); }
+
   protected:
+    std::size_t doPurge(std::uint8_t* data, std::size_t n) override {
+        ++purges;
+        const std::uint64_t now = clock_.nowMs();
+        std::size_t dropped = 0;
+        for (const auto& e : incoming_)
+            if (e.first <= now && dropped < n)
+                data[dropped++] = e.second;
+        incoming_.erase(std::remove_if(incoming_.begin(), incoming_.end(),
+                                       [&](const auto& e) { return e.first <= now; }),
+                        incoming_.end());
+        return dropped;
+    }
     link::LinkStatus doRead(std::uint8_t* data, std::size_t n, std::size_t& got, int) override {
+        if (!fault().ok())
+            return link::LinkStatus::kNoDevice;
         while (got < n && !incoming_.empty() && incoming_.front().first <= clock_.nowMs()) {
             data[got++] = incoming_.front().second;
             incoming_.erase(incoming_.begin());
@@ -89,9 +108,13 @@ class ScriptedPort : public link::Transport {
     }
     link::LinkStatus doWrite(const std::uint8_t* data, std::size_t n,
                              std::size_t& written) override {
+        if (!fault().ok())
+            return link::LinkStatus::kNoDevice;
         for (std::size_t i = 0; i < n; ++i) {
             const std::uint8_t b = data[i];
             wire.push_back(b);
+            lineNs_ = std::max<std::uint64_t>(lineNs_, clock_.nowMs() * 1'000'000) +
+                      10'000'000'000ull / std::max(baud, 1u);
             if (!inFrame_) {
                 if (b == link::kDle) {
                     inFrame_ = true;
@@ -106,6 +129,7 @@ class ScriptedPort : public link::Transport {
             if (step == link::FrameDecoder::Step::kMore)
                 continue;
             inFrame_ = false;
+            frameEnd = (lineNs_ + 999'999) / 1'000'000;
             std::vector<std::uint8_t> payload = decoder_.stored();
             if (!payload.empty())
                 payload.pop_back();
@@ -122,6 +146,7 @@ class ScriptedPort : public link::Transport {
     link::FrameDecoder decoder_{6000};
     bool inFrame_ = false;
     bool open_ = true;
+    std::uint64_t lineNs_ = 0;  // when the line is free again, nanoseconds
 };
 
 // quelvari-instrument on a pseudo-terminal with the given card directory and
@@ -171,6 +196,25 @@ inline std::vector<std::uint8_t> Bytes(std::initializer_list<int> v) {
     for (int b : v)
         out.push_back(static_cast<std::uint8_t>(b));
     return out;
+}
+
+// Keeps what the memory display was given.
+class MemoryFields : public link::MemoryDisplay {
+  public:
+    void setField(std::uint32_t id, const std::string& text) override { fields[id] = text; }
+    void disableStart() override { ++disabled; }
+    void hideProgress() override { ++hidden; }
+    std::map<std::uint32_t, std::string> fields;
+    int disabled = 0, hidden = 0;
+};
+
+// A time step numbered `i` whose last byte tells it apart.
+inline ComponentRecord Numbered(int i) {
+    ComponentRecord r;
+    r.setTypeCode('Z');
+    r.setNumber(static_cast<std::uint16_t>(i));
+    r.bytes[799] = static_cast<std::uint8_t>(i * 7);
+    return r;
 }
 
 }  // namespace quelvari::test

@@ -495,6 +495,29 @@ TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
     EXPECT_EQ(u.files.size(), 2u);
 }
 
+TEST_F(Check, ModuleInMemoryGetsTheVerdictOfTheProcedureCallingIt) {
+    // The module open in the editor against the same module called from a
+    // clean procedure that also registers the module it calls: the same
+    // findings, a break (8033) included.
+    const Records cases[] = {
+        {breakAt('Z', 1), plain()},
+        {interrupt({{0, 2}}), plain(), moduleCall("N")},
+        {moduleCall("N"), plain()},
+    };
+    module("N", {plain()});
+    for (const Records& records : cases) {
+        module("M", records);
+        procedure({moduleCall("M"), moduleCall("N"), plain()});
+        const auto onDisk = run(kCheckTarvisel);
+        ProcedureList list;
+        for (const ComponentRecord& r : records)
+            list.appendRecord(r);
+        const auto inMemory = RunSyntaxTestInMemory(list, dir.file("M.PAM"), kCheckTarvisel);
+        EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
+        EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
+    }
+}
+
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
     EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError.code(), 64 << 8);
     EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError.code(), 93 << 8);

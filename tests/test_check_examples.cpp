@@ -63,8 +63,8 @@ TEST(CheckExamples, CommittedFilesMatchAndCheckAsExpected) {
     }
 }
 
-// The protocols of the examples in the four languages, against the files in
-// tests/data/golden (the directory of the run shown as DIR).
+// The protocols of the examples, each language at least once, against the
+// files in tests/data/golden (the directory of the run shown as DIR).
 // QUELVARI_WRITE_GOLDEN=1 rewrites them after an intended change.
 TEST(CheckExamples, ProtocolsInEveryLanguage) {
     const bool write = std::getenv("QUELVARI_WRITE_GOLDEN") != nullptr;
@@ -74,11 +74,13 @@ TEST(CheckExamples, ProtocolsInEveryLanguage) {
         {"check-findings", findingsExample(), "FINDINGS.PAD", "tarvisel"},
     };
     const char* const langs[] = {"de", "en", "fr", "it"};  // --lang 0 to 3
-    for (const auto& [name, files, pad, mode] : runs) {
+    const int runLangs[][2] = {{0, 2}, {1, 3}, {0, 1}};
+    for (std::size_t k = 0; k < runs.size(); ++k) {
+        const auto& [name, files, pad, mode] = runs[k];
         TempDir dir;
         for (const auto& [file, records] : files)
             writeRecords(dir.file(file), records);
-        for (int n = 0; n < 4; ++n) {
+        for (const int n : runLangs[k]) {
             SCOPED_TRACE(name + " " + mode + " " + langs[n]);
             std::string out = runCli("check " + dir.file(pad) + " --mode " + mode + " --lang " +
                                      std::to_string(n))

@@ -1,7 +1,10 @@
-// quelvari-cli add, edit, dump and check: what each invocation answers and
-// that a refused one leaves the procedure as it was.
+// quelvari-cli: what each invocation answers and exits with, that a refused
+// one leaves every file as it was, and the flows that take several calls.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <set>
+#include <sstream>
 
 #include "check_builders.h"
 #include "test_util.h"
@@ -28,6 +31,45 @@ bool validUtf8(const std::string& s) {
     return true;
 }
 
+std::string pdfInfo(const std::string& pdf) {
+    return runCommand("pdfinfo '" + pdf + "' 2>/dev/null").out;
+}
+int pdfPages(const std::string& pdf) {
+    const std::string info = pdfInfo(pdf);
+    const auto at = info.find("Pages:");
+    return at == std::string::npos ? -1 : std::stoi(info.substr(at + 6));
+}
+std::string pdfText(const std::string& pdf) {
+    return runCommand("pdftotext -layout '" + pdf + "' -").out;
+}
+
+// `steps` time components whose first names B12 and the others Z3.
+void writeTimeSteps(const std::string& path, int steps) {
+    Records records;
+    for (int i = 0; i < steps; ++i) {
+        ComponentRecord r = withEntry(makeRecord('Z', "step"), i == 0 ? "B12" : "Z3>5");
+        r.setU8(88, 'Z');
+        r.setU16(90, 10);
+        records.push_back(r);
+    }
+    writeRecords(path, records);
+}
+
+// The first 40 bytes of an old-format record: step, entry condition, comment, type.
+std::vector<std::uint8_t> oldFile() {
+    std::vector<std::uint8_t> old(768 * 2 + 100, 0);
+    for (int i = 0; i < 2; ++i) {
+        std::uint8_t* r = &old[i * 768];
+        r[0] = static_cast<std::uint8_t>(i + 1);
+        r[2] = 'B';
+        r[3] = '1';
+        const std::uint8_t comment[] = {'P', 'r', 0x81, 'f'};
+        std::copy(comment, comment + 4, r + 26);
+        r[77] = 'Z';
+    }
+    return old;
+}
+
 class Cli : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -36,25 +78,41 @@ class Cli : public ::testing::Test {
               "U name=PUMPE entry=E3 branch=B1 target=1", "PG 1015=Grafik",
               "M measure=1 variables=P1P2 'value=' trigger=", "i --function reset description=Bus"})
             ASSERT_EQ(runCli("add " + pad + " " + add).status, 0) << add;
+        writeBytes(dir.file("OLD.PAD"), oldFile());
+    }
+    // Runs with FILE standing for the procedure and DIR for its directory.
+    CommandResult run(std::string args) {
+        for (std::size_t p; (p = args.find("FILE")) != std::string::npos;)
+            args.replace(p, 4, pad);
+        for (std::size_t p; (p = args.find("DIR")) != std::string::npos;)
+            args.replace(p, 3, dir.path());
+        return runCli(args);
     }
     TempDir dir;
     std::string pad = dir.file("t.PAD");
 };
 
-TEST_F(Cli, RefusedInvocationsLeaveTheFileAlone) {
+TEST_F(Cli, AnswersAndExitCodesLeaveTheFilesAlone) {
     struct Row {
-        const char* args;  // after the verb; FILE is the procedure
+        const char* args;
         int status;
-        const char* out;  // the answer begins with this (stdout and stderr)
+        const char* out;  // stdout and stderr ...
+        char how = 'b';   // ... begin with it, are it ('=') or hold it ('~')
     };
     const Row rows[] = {
         // Fields refused by the component's reader: code and message.
-        {"add FILE Z time-wait=1 factor=60001", 3, "0x0203\n"},
-        {"add FILE D", 3, "0x0E00\n"},
-        {"edit FILE 2 target=0", 3, "0x0305\n"},
+        {"add FILE Z time-wait=1 factor=60001 --lang 1", 3, "0x0203\n"},
+        {"add FILE D --lang 1", 3, "0x0E00\n"},
+        {"edit FILE 2 target=0 --lang 1", 3, "0x0305\n"},
         {"add FILE M measure=1 variables=P1 'entry=A1<'", 3, "0x1A01\n"},
         {"add FILE M measure=1 variables=P1 'branch=E1!=' target=1", 3, "0x1A09\n"},
         {"add FILE M measure=1 variables=P12345678901", 3, "0x0B03\n"},
+        {"insert FILE 1 Z time-wait=1 factor=60001", 3, "0x0203\n"},
+        // A value the dialog would leave without effect is refused, not dropped.
+        {"add FILE Z factor=500", 3,
+         "quelvari-cli: control 'factor' has no effect with the other values given; the dialog "
+         "uses it with time-wait=1\n"},
+        {"edit FILE 1 factor=300 key-wait=1", 3, "quelvari-cli: control 'factor' has no effect"},
         // What the dialogs could never produce.
         {"add FILE U 'name=\xC4\x81'", 64, "quelvari-cli: the text of control"},
         {"add FILE U nosuch=1", 64, "quelvari-cli: this component has no control"},
@@ -62,37 +120,117 @@ TEST_F(Cli, RefusedInvocationsLeaveTheFileAlone) {
         {"add FILE Z time-wait=2", 64, "quelvari-cli: control"},
         {"add FILE M save=1 pretrigger=11", 64, "quelvari-cli: control 'pretrigger' takes"},
         {"add FILE M save=1 link=4", 64,
-         "quelvari-cli: control 'link' takes an entry index from 0 "
-         "to 3"},
+         "quelvari-cli: control 'link' takes an entry index from 0 to 3"},
         {"add FILE i", 64, "quelvari-cli: an Interbus-S component needs --function"},
         {"add FILE i --function halt", 64, "quelvari-cli: --function takes"},
         {"add FILE Z --function cycle", 64, "quelvari-cli: --function is for Interbus-S"},
+        // Steps: a 32-bit wrap is no step; insert and delete only where a step is.
         {"edit FILE 4294967296", 64, "quelvari-cli: the procedure has no step 4294967296"},
         {"edit FILE 6", 64, "quelvari-cli: the procedure has no step 6"},
         {"edit FILE 0", 64, "quelvari-cli: STEP must be"},
         {"edit FILE 1 factor", 64, "quelvari-cli: expected CONTROL=VALUE"},
+        {"delete FILE 6", 64, ""},
+        {"delete FILE 0", 64, ""},
+        {"insert FILE 6 Z time-wait=1 factor=5", 64, ""},
+        {"insert DIR/none.PAD 1 Z time-wait=1 factor=5", 2, ""},
+        // Arguments and files.
+        {"", 64, ""},
+        {"frobnicate", 64, ""},
+        {"info", 64, ""},
+        {"dump a b", 64, ""},
+        {"info DIR/none.PAD", 2, "none.PAD: No such file or directory", '~'},
+        {"convert DIR/none.PAD DIR/x.PAD", 2, ""},
+        {"info DIR/OLD.PAD", 0, "format: old\nrecords: 2\n", '='},
+        {"info FILE", 0, "format: current\nrecords: 5\n", '='},
+        {"info --help", 0, "usage: quelvari-cli info"},
+        {"dump --help", 0, "usage: quelvari-cli dump"},
+        {"convert --help", 0, "usage: quelvari-cli convert"},
+        // Checks and print-outs that cannot start or cannot write.
         {"check FILE", 64, "quelvari-cli: check needs --mode"},
         {"check FILE --mode pv9", 64, "quelvari-cli: unknown check mode"},
-        {"check DIR/none.PAD --mode lumo", 2, "Syntax check protocol  none.PAD\n"},
+        {"check DIR/none.PAD --mode lumo --lang 1", 2, "Syntax check protocol  none.PAD\n"},
         {"check DIR/t.PAM --mode lumo", 2, ""},
+        {"check FILE --mode tarvisel --pdf", 64, ""},
+        {"check FILE --mode tarvisel --pdf /nonexistent/p.pdf", 2, ""},
+        {"print FILE --pdf", 64, ""},
+        {"print FILE", 64, ""},
+        {"print FILE --pdf DIR/x.pdf --portrait --landscape", 64, ""},
+        {"print DIR/none.PAD --pdf DIR/x.pdf", 2, ""},
+        {"print FILE --pdf /nonexistent/p.pdf", 2, ""},
+        // Descriptions: bad values and no procedure.
+        {"describe FILE --comment '\xCE\xA9'", 64, ""},
+        {"describe FILE --var novalue", 64, ""},
+        {"describe FILE --var 'A B=x'", 64, ""},
+        {"describe DIR/none.PAD --comment x", 2, ""},
+        {"describe FILE", 0, "[COMMENT]\n\n[TEXT]\n\n[VAR]\n", '='},
+        // Texts and the error catalogue.
+        {"text 173 --lang 1", 0, "Syntax check\n", '='},
+        {"text 3202 --lang 0", 0, "Fehlerhaftes Feld: %d\n", '='},
+        {"text 221 --lang 1", 0, "?221?\n", '='},
+        {"error 0x603 --lang 1", 0, "Error\nERROR: FIELD LENGTH (6)\n\n"},
+        {"error 0x7300", 64, ""},
+        {"text abc", 64, ""},
+        {"texts --missing --lang 0", 0, "", '='},
+        {"texts --missing --lang 1", 0, "", '='},
+        {"texts --missing --lang 2", 0, "", '='},
+        {"texts --missing --lang 3", 0, "", '='},
     };
     const auto before = readBytes(pad);
     ASSERT_EQ(before.size(), 5u * 800);
     for (const Row& row : rows) {
-        std::string args = row.args;
-        for (std::size_t p; (p = args.find("FILE")) != std::string::npos;)
-            args.replace(p, 4, pad);
-        for (std::size_t p; (p = args.find("DIR")) != std::string::npos;)
-            args.replace(p, 3, dir.path());
-        const auto r = runCli(args + " --lang 1");
+        const auto r = run(row.args);
         EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.out;
-        EXPECT_EQ(r.out.rfind(row.out, 0), 0u) << row.args << "\n" << r.out;
+        const std::size_t at = r.out.find(row.out);
+        EXPECT_TRUE(row.how == '='   ? r.out == row.out
+                    : row.how == '~' ? at != std::string::npos
+                                     : at == 0)
+            << row.args << "\n"
+            << r.out;
         EXPECT_EQ(readBytes(pad), before) << row.args;
-        EXPECT_FALSE(std::ifstream(dir.file("t.sys")).good()) << row.args;
+        for (const char* made : {"t.sys", "t.TXT", "x.pdf", "x.PAD", "none.PAD"})
+            EXPECT_FALSE(std::ifstream(dir.file(made)).good()) << row.args << ": " << made;
     }
+    // The field line of a catalogue message, and a decimal code for the same.
+    const auto box = run("error 0x603 --lang 1");
+    EXPECT_NE(box.out.find("\nInvalid field: 3\n"), std::string::npos) << box.out;
+    EXPECT_EQ(run("error 1539 --lang 1").out, box.out);
+    // The verb list: every summary starts in one column, two blanks after its verb.
+    const auto overview = run("--help");
+    std::istringstream lines(overview.out.substr(overview.out.find("Verbs:\n") + 7));
+    std::set<std::size_t> columns;
+    for (std::string line; std::getline(lines, line) && !line.empty();) {
+        const std::size_t verbEnd = line.find(' ', 2);
+        ASSERT_NE(verbEnd, std::string::npos) << line;
+        EXPECT_EQ(line.compare(verbEnd, 2, "  "), 0) << line;
+        columns.insert(line.find_first_not_of(' ', verbEnd));
+    }
+    EXPECT_EQ(columns.size(), 1u) << overview.out;
 }
 
-TEST_F(Cli, AddAndEditStoreWhatTheDialogsWould) {
+struct Step {
+    char type;
+    std::string comment;
+    std::uint16_t target;
+    bool operator==(const Step&) const = default;
+    friend void PrintTo(const Step& s, std::ostream* os) {
+        *os << s.type << " \"" << s.comment << "\" -> " << s.target;
+    }
+};
+
+std::vector<Step> stepsOf(const std::string& path) {
+    ProcedureList list;
+    EXPECT_TRUE(loadProcedure(path, list).ok());
+    std::vector<Step> out;
+    std::uint16_t n = 1;
+    for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
+        EXPECT_EQ(node->record.number(), n);
+        out.push_back({static_cast<char>(node->record.typeCode()), node->record.comment(),
+                       node->record.gotoTarget()});
+    }
+    return out;
+}
+
+TEST_F(Cli, AddEditInsertAndDeleteStoreWhatTheViewWould) {
     const auto before = readBytes(pad);
     EXPECT_EQ(before[800 + 83], 'U');
     EXPECT_EQ(before[1600 + 88], 'G');
@@ -102,7 +240,7 @@ TEST_F(Cli, AddAndEditStoreWhatTheDialogsWould) {
     for (int step = 1; step <= 5; ++step)
         ASSERT_EQ(runCli("edit " + pad + " " + std::to_string(step)).status, 0) << step;
     EXPECT_EQ(readBytes(pad), before);
-    ASSERT_EQ(runCli("edit " + pad + " 1 factor=300 key-wait=1").status, 0);
+    ASSERT_EQ(runCli("edit " + pad + " 1 key-wait=1").status, 0);
     const auto after = readBytes(pad);
     EXPECT_EQ(after[88], 'T');
     EXPECT_EQ(after[90], 0);
@@ -118,18 +256,50 @@ TEST_F(Cli, AddAndEditStoreWhatTheDialogsWould) {
     ASSERT_EQ(measuring.size(), 6u * 800);
     EXPECT_EQ(measuring[5 * 800 + layout::measuring::kPretrigger], 100);
     EXPECT_EQ(measuring[5 * 800 + layout::measuring::kTriggerLink], 3);
+
+    // Insert and delete renumber the targets as the view does.
+    const std::string r = dir.file("r.PAD");
+    for (const char* step : {"a branch=B1 target=3", "b branch=B1 target=2", "c"})
+        ASSERT_EQ(runCli("add " + r + " Z time-wait=1 factor=5 description=" + step).status, 0);
+    ASSERT_EQ(runCli("insert " + r + " 2 Z time-wait=1 factor=5 description=new").status, 0);
+    // Before step 2: the target 3 rises, the target 2 stays and leads to the new step.
+    EXPECT_EQ(stepsOf(r),
+              (std::vector<Step>{{'Z', "a", 4}, {'Z', "new", 0}, {'Z', "b", 2}, {'Z', "c", 0}}));
+    ASSERT_EQ(runCli("delete " + r + " 2").status, 0);
+    // Pivot 3 (the moved-up record's old number): 4 becomes 3, 2 stays.
+    EXPECT_EQ(stepsOf(r), (std::vector<Step>{{'Z', "a", 3}, {'Z', "b", 2}, {'Z', "c", 0}}));
+    // Down to one step, which stays: no procedure is saved without steps.
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(runCli("delete " + r + " 1").status, 0);
+    EXPECT_EQ(runCli("delete " + r + " 1").status, 64);
+    EXPECT_EQ(stepsOf(r), (std::vector<Step>{{'Z', "c", 0}}));
 }
 
-TEST_F(Cli, ComponentsWithoutADialogAreNotEdited) {
+TEST_F(Cli, OldFilesAndRecordsWithoutADialog) {
+    // An old file dumps converted, with its code-page text as UTF-8, and
+    // converts to the current format numbered as a save numbers.
+    const std::string old = dir.file("OLD.PAD");
+    const auto dump = runCli("dump --json '" + old + "'");
+    EXPECT_EQ(dump.status, 0);
+    const auto firstLine = dump.out.substr(0, dump.out.find('\n'));
+    EXPECT_NE(firstLine.find("\"number\":1,\"formatMark\":65535,\"recordMark\":35,\"gotoTarget\":0,"
+                             "\"inputCondition\":\"B1\",\"branchCondition\":\"\","
+                             "\"comment\":\"Prüf\",\"typeCode\":\"Z\""),
+              std::string::npos)
+        << firstLine;
+    EXPECT_NE(firstLine.find("\"hex\":\"ffff2300000001000000423100"), std::string::npos);
+    const std::string out = dir.file("NEW.PAD");
+    ASSERT_EQ(runCli("convert '" + old + "' '" + out + "'").status, 0);
+    const auto bytes = readBytes(out);
+    ASSERT_EQ(bytes.size(), 1600u);
+    EXPECT_EQ(bytes[2], 1);    // record mark of a saved record
+    EXPECT_EQ(bytes[806], 2);  // step number of the second record
+
     // An Interbus-S record whose function byte names no dialog, and a type
     // byte outside the catalogue: dump shows them, edit refuses them.
-    ComponentRecord bus = makeRecord('i');
-    ComponentRecord odd = makeRecord('\x80');
-    writeRecords(pad, {bus, odd});
-    for (const char* step : {"1", "2"}) {
-        const auto r = runCli("edit " + pad + " " + step + " description=x");
-        EXPECT_EQ(r.status, 64) << r.out;
-    }
+    writeRecords(pad, {makeRecord('i'), makeRecord('\x80')});
+    for (const char* step : {"1", "2"})
+        EXPECT_EQ(runCli("edit " + pad + " " + step + " description=x").status, 64) << step;
     const auto json = runCli("dump --json " + pad);
     EXPECT_EQ(json.status, 0);
     EXPECT_TRUE(validUtf8(json.out)) << json.out;
@@ -151,18 +321,100 @@ TEST_F(Cli, ModuleNameIsProvedInTheProceduresDirectory) {
     EXPECT_FALSE(std::ifstream(dir.file("Y.pa$")).good());
 }
 
-TEST_F(Cli, CheckPrintsTheProtocolAndExitsByTheTrueCount) {
+TEST_F(Cli, CheckAndPrintWriteWhatThePrinterAndScriptsGet) {
     writeRecords(dir.file("ok.pad"), {makeRecord('B')});
     const auto ok = runCli("check " + dir.file("ok.pad") + " --mode pv6410 --lang 1");
     EXPECT_EQ(ok.status, 0) << ok.out;
     EXPECT_NE(ok.out.find("*** PAD ***\n    ok.pad\n"), std::string::npos);
     EXPECT_TRUE(std::ifstream(dir.file("ok.sys")).good());
-
+    // Exit status by the true count of errors; the protocol as a PDF.
     writeRecords(dir.file("bad.PAD"), {makeRecord('B', "", "B1", 5)});
-    const auto bad = runCli("check " + dir.file("bad.PAD") + " --mode tarvisel --lang 1");
+    const std::string protocol = dir.file("protocol.pdf");
+    const auto bad =
+        runCli("check " + dir.file("bad.PAD") + " --mode tarvisel --lang 1 --pdf " + protocol);
     EXPECT_EQ(bad.status, 1);
     EXPECT_NE(bad.out.find("*** 2 errors ***"), std::string::npos) << bad.out;
     EXPECT_FALSE(std::ifstream(dir.file("bad.sys")).good());
+    EXPECT_EQ(pdfPages(protocol), 1);
+    EXPECT_NE(pdfInfo(protocol).find("QuelvariDoc"), std::string::npos);
+    const std::string protocolText = pdfText(protocol);
+    for (const char* part : {"Page : 1/1", "Syntax check protocol", "*** PAD ***"})
+        EXPECT_NE(protocolText.find(part), std::string::npos) << protocolText;
+
+    // Landscape 12 or 6 a page, portrait 8 or 3.
+    const std::string t13 = dir.file("T13.PAD");
+    writeTimeSteps(t13, 13);
+    const std::pair<const char*, int> grids[] = {{"--landscape", 2},
+                                                 {"--landscape --extended", 3},
+                                                 {"--portrait", 2},
+                                                 {"", 2},
+                                                 {"--portrait --extended", 5}};
+    const std::string pdf = dir.file("out.pdf");
+    for (const auto& [options, pages] : grids) {
+        const auto r = runCli("print '" + t13 + "' --pdf '" + pdf + "' --lang 1 " + options);
+        EXPECT_EQ(r.status, 0) << options << r.out;
+        EXPECT_EQ(pdfPages(pdf), pages) << options;
+    }
+    // Heads: document name, the file, and "Page:" with number and total.
+    ASSERT_EQ(runCli("print '" + t13 + "' --pdf '" + pdf + "' --landscape --lang 1").status, 0);
+    EXPECT_NE(pdfInfo(pdf).find("Quelvari- Document"), std::string::npos);
+    const auto text = pdfText(pdf);
+    const auto second = text.find('\f');
+    ASSERT_NE(second, std::string::npos);
+    EXPECT_NE(text.find("Test procedure " + t13), std::string::npos) << text;
+    EXPECT_NE(text.find("Page: 1/2"), std::string::npos) << text;
+    EXPECT_NE(text.find("Page: 2/2", second), std::string::npos) << text;
+    EXPECT_NE(text.find("No. 013", second), std::string::npos) << text;
+}
+
+TEST_F(Cli, DescribeShowsChangesAndSavesAsOkDoes) {
+    const std::string t = dir.file("T.PAD");
+    writeTimeSteps(t, 2);
+    const std::string padBytes = readText(t);
+    const std::string text = dir.file("text.txt");
+    writeText(text, "L1\nL2");
+    auto set = runCli("describe '" + t + "' --comment 'Pumpe prüfen' --text-file '" + text +
+                      "' --var 'B12=Druck' --var 'A1=Ventil' --auto");
+    EXPECT_EQ(set.status, 0) << set.out;
+    // Automatic generation adds B12 and Z3 with their numbers; the given
+    // description lands on B12's line, and the added A1 is not used.
+    EXPECT_EQ(readText(dir.file("T.TXT")),
+              "[COMMENT]\r\nPumpe pr\xfc"
+              "fen\r\n[TEXT]\r\nL1\r\nL2\r\n"
+              "[VAR]\r\nA1     (?)      Ventil\r\nB12    (12)     Druck\r\nZ3     (3)      \r\n");
+    EXPECT_EQ(set.out,
+              "[COMMENT]\nPumpe prüfen\n[TEXT]\nL1\nL2\n[VAR]\n"
+              "A1     (?)      Ventil\nB12    (12)     Druck\nZ3     (3)      \n");
+    // Changing a description keeps the number; the procedure is never touched.
+    EXPECT_EQ(runCli("describe '" + t + "' --var 'Z3=Zähler'").status, 0);
+    EXPECT_NE(readText(dir.file("T.TXT")).find("Z3     (3)      Z\xe4hler\r\n"), std::string::npos);
+    EXPECT_EQ(readText(t), padBytes);
+    // A lower-case procedure gets a lower-case side file, not itself.
+    const std::string lower = dir.file("x.pad");
+    writeTimeSteps(lower, 1);
+    EXPECT_EQ(runCli("describe '" + lower + "' --comment c").status, 0);
+    EXPECT_EQ(readBytes(lower).size(), 800u);
+    EXPECT_EQ(readText(dir.file("x.txt")), "[COMMENT]\r\nc\r\n[TEXT]\r\n\r\n[VAR]\r\n");
+
+    // A side file the user may not write is shown, and a change is refused
+    // with message 92, the file as it was.
+    if (runCommand("setpriv --reuid=65534 --regid=65534 --clear-groups true").status != 0)
+        GTEST_SKIP() << "cannot drop privileges here";
+    ::chmod(dir.path().c_str(), 0755);
+    const std::string side = dir.file("T.TXT");
+    const std::string old = readText(side);
+    ::chmod(t.c_str(), 0644);
+    ::chmod(side.c_str(), 0444);
+    ASSERT_NE(old.find("Z\xe4hler"), std::string::npos);
+    const std::string asNobody =
+        "setpriv --reuid=65534 --regid=65534 --clear-groups " + std::string(QUELVARI_CLI);
+    const auto show = runCommand(asNobody + " describe '" + t + "' 2>&1");
+    EXPECT_EQ(show.status, 0) << show.out;
+    EXPECT_EQ(show.out, runCli("describe '" + t + "'").out);
+    const auto write = runCommand(asNobody + " describe '" + t + "' --comment new 2>&1");
+    EXPECT_EQ(write.status, 2);
+    EXPECT_NE(write.out.find("92"), std::string::npos) << write.out;
+    EXPECT_EQ(readText(side), old);
 }
 
 TEST(CliScripts, SampleProcedureIsRebuiltByItsScript) {
@@ -171,7 +423,6 @@ TEST(CliScripts, SampleProcedureIsRebuiltByItsScript) {
                               " " + dir.file("s.PAD") + " 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
     const auto built = readBytes(dir.file("s.PAD"));
-    EXPECT_EQ(built.size(), 8u * 800);
     EXPECT_EQ(built, readBytes(std::string(QUELVARI_EXAMPLES) + "/sample.PAD"));
     std::string types;
     for (std::size_t i = 0; i < built.size(); i += 800)

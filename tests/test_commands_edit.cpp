@@ -2,104 +2,16 @@
 // the enabling rules, and the small rules of the main window.
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <vector>
 
-#include "commands/edit_commands.h"
+#include "edit_test_util.h"
 #include "test_util.h"
-#include "texts/texts.h"
 
 namespace quelvari {
 namespace {
 
-// A record of type `type` whose comment names it, optionally branching.
-ComponentRecord Step(char type, const std::string& name, std::uint16_t target = 0) {
-    ComponentRecord r;
-    r.setFormatMark(kCurrentFormatMark);
-    r.setTypeCode(static_cast<std::uint8_t>(type));
-    storeComment(r, name);
-    if (target) {
-        storeBranchCondition(r, "B1");
-        r.setGotoTarget(target);
-    }
-    return r;
-}
-
-// Chooses and edits from a script; records what the commands asked for.
-class ScriptedEditUi : public EditUi {
-  public:
-    std::deque<std::optional<ComponentRecord>> selections;  // nothing = Cancel
-    std::deque<int> editorResults;
-    std::deque<std::string> editorComments;  // what the editor writes on OK
-    int beeps = 0, erasing = 0, plain = 0, editorsOpened = 0;
-    std::string status;
-
-    bool selectComponent(ComponentRecord& r) override {
-        EXPECT_FALSE(selections.empty()) << "unexpected component selection";
-        if (selections.empty())
-            return false;
-        auto s = selections.front();
-        selections.pop_front();
-        if (s)
-            r = *s;
-        return s.has_value();
-    }
-    int openEditor(ComponentRecord& r) override {
-        ++editorsOpened;
-        EXPECT_FALSE(editorResults.empty()) << "unexpected editor";
-        if (editorResults.empty())
-            return 0;
-        const int result = editorResults.front();
-        editorResults.pop_front();
-        r.setNumber(999);  // the command puts the step number back
-        if (!editorComments.empty()) {
-            storeComment(r, editorComments.front());
-            editorComments.pop_front();
-        }
-        return result;
-    }
-    void setStatusCount(const std::string& text) override { status = text; }
-    void repaint(bool erase) override { ++(erase ? erasing : plain); }
-    void beep() override { ++beeps; }
-};
-
-class EditCommandsTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        setLanguage(kGerman);
-        list.documentOpen = 1;
-        list.currentNumber = 1;
-    }
-    // Appends named steps through the Append command.
-    void appendAll(const std::vector<ComponentRecord>& records) {
-        for (const auto& r : records) {
-            ui.selections.push_back(r);
-            commands.append();
-        }
-    }
-    std::vector<std::string> comments() const {
-        std::vector<std::string> out;
-        for (const ComponentNode* n = &list.procedureHead; n; n = n->next)
-            out.push_back(n->record.comment());
-        return out;
-    }
-    std::vector<std::uint16_t> targets() const {
-        std::vector<std::uint16_t> out;
-        for (const ComponentNode* n = &list.procedureHead; n; n = n->next)
-            out.push_back(n->record.gotoTarget());
-        return out;
-    }
-    void checkNumbering() const {
-        std::uint16_t n = 1;
-        for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n)
-            EXPECT_EQ(node->record.number(), n);
-        EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);
-    }
-
-    ProcedureList list;
-    ScriptedEditUi ui;
-    EditCommands commands{list, ui};
-};
+using test::Step;
+using EditCommandsTest = test::EditFixture;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
@@ -340,15 +252,10 @@ TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
     EXPECT_EQ(StepInBox(2, 4), 4u);
     EXPECT_EQ(StepInBox(0, 50), 48u);
     // Bounds: x inclusive, y exclusive.
-    EXPECT_EQ(StepBoxAt(51, 31), 0);
-    EXPECT_EQ(StepBoxAt(129, 79), 0);
-    EXPECT_FALSE(StepBoxAt(50, 50));
-    EXPECT_FALSE(StepBoxAt(130, 50));
-    EXPECT_FALSE(StepBoxAt(60, 30));
-    EXPECT_FALSE(StepBoxAt(60, 80));
-    EXPECT_FALSE(StepBoxAt(60, 90));
-    EXPECT_EQ(StepBoxAt(60, 931), 9);
-    EXPECT_FALSE(StepBoxAt(60, 1031));
+    const int boxes[][3] = {{51, 31, 0},  {129, 79, 0}, {50, 50, -1}, {130, 50, -1}, {60, 30, -1},
+                            {60, 80, -1}, {60, 90, -1}, {60, 931, 9}, {60, 1031, -1}};
+    for (const auto& b : boxes)
+        EXPECT_EQ(StepBoxAt(b[0], b[1]).value_or(-1), b[2]) << b[0] << "," << b[1];
 
     const auto column = StepColumn(4, 5);  // steps 2 to 5 in boxes 0 to 3
     ASSERT_EQ(column.size(), 4u);
@@ -371,16 +278,8 @@ TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
     EXPECT_EQ(list.currentNumber, 3u);
 }
 
-TEST(CommandEnabling, StartStateAndTheRulesOfEachCommand) {
-    const CommandState start;
-    for (std::uint32_t id :
-         {cmd::kNew, cmd::kOpen, cmd::kSettings, cmd::kLanguage, cmd::kHelpContents,
-          cmd::kHelpVariables, cmd::kPrintSetup, cmd::kSyntaxTest, cmd::kTransfer, cmd::kAbout})
-        EXPECT_TRUE(CommandEnabled(id, start)) << id;
-    for (std::uint32_t id : {cmd::kSave, cmd::kSaveAs, cmd::kDelete, cmd::kGoTo, cmd::kUndo,
-                             cmd::kCut, cmd::kChange, cmd::kPreCheck, cmd::kDescription})
-        EXPECT_FALSE(CommandEnabled(id, start)) << id;
-
+TEST(CommandEnabling, TheRulesOfEachCommand) {
+    // The start state is checked through the window's actions.
     CommandState s;
     s.documentOpen = true;
     EXPECT_FALSE(CommandEnabled(cmd::kSyntaxTest, s));
@@ -410,7 +309,7 @@ TEST(CommandEnabling, StartStateAndTheRulesOfEachCommand) {
     EXPECT_TRUE(CommandEnabled(cmd::kDescription, s));
 }
 
-TEST(MainWindowRules, ProgramDirectoryTitleStatusAndHelpTopics) {
+TEST(MainWindowRules, ProgramDirectoryFromTheCommandLine) {
     EXPECT_EQ(ProgramDirectory("\"C:\\Programme\\Quelvari\\Quelvari.exe\" x.PAD"),
               "C:\\Programme\\Quelvari\\");
     EXPECT_EQ(ProgramDirectory("\"D:\\v\\veskwin32.exe\""), "D:\\v\\");
@@ -418,21 +317,6 @@ TEST(MainWindowRules, ProgramDirectoryTitleStatusAndHelpTopics) {
     EXPECT_EQ(ProgramDirectory("\"C:\\quelvari.exe\\Quelvari.exe\""), "C:\\quelvari.exe\\");
     EXPECT_EQ(ProgramDirectory("\"C:\\tools\\editor.exe\" a"), "C:\\tools\\editor.exe\" a");
     EXPECT_EQ(ProgramDirectory(""), "");
-
-    setLanguage(kEnglish);
-    EXPECT_EQ(StatusCountText(12), "12 Steps");
-    setLanguage(kGerman);
-    EXPECT_EQ(StatusCountText(0), "0 Schritte");
-    EXPECT_EQ(WindowTitle(""), "Quelvari");
-    EXPECT_EQ(WindowTitle("/p/A.PAD"), "Quelvari - /p/A.PAD");
-
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpContents), 0u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpFile), 8u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpEdit), 16u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpProcedure), 24u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpQuickStart), 700u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpSelection), 200u);
-    EXPECT_EQ(HelpTopicOf(cmd::kHelpVariables), 202u);
 }
 
 }  // namespace

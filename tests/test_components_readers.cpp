@@ -239,21 +239,13 @@ TEST(BreakAndSectionReaders, VariablesAndNames) {
                 });
     ComponentRecord r;
     ASSERT_EQ(readAs('u', {"1322=S12", "1323=B7"}, r), 0);
-    EXPECT_EQ(r.u8(88), 'S');
-    EXPECT_EQ(r.u8(89), 12);
-    EXPECT_EQ(r.u8(90), 0);
-    EXPECT_EQ(r.u8(91), 'B');
-    EXPECT_EQ(r.u8(92), 7);
+    EXPECT_EQ(test::bytesAt(r, 88, 5), (test::ByteRow{'S', 12, 0, 'B', 7}));
     ASSERT_EQ(readAs('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r), 0);
-    EXPECT_EQ(r.u8(88), 1);
-    EXPECT_EQ(r.u8(89), 0);  // no reference for a middle section
+    EXPECT_EQ(test::bytesAt(r, 88, 2), (test::ByteRow{1, 0}));  // no reference for a middle section
     EXPECT_EQ(r.text(92, 41), "Abschnitt");
-    EXPECT_EQ(r.u8(136), 'B');
-    EXPECT_EQ(r.u8(137), 4);
+    EXPECT_EQ(test::bytesAt(r, 136, 2), (test::ByteRow{'B', 4}));
     ASSERT_EQ(readAs('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r), 0);
-    EXPECT_EQ(r.u8(88), 0);
-    EXPECT_EQ(r.u8(89), 'Z');
-    EXPECT_EQ(r.u8(90), 3);
+    EXPECT_EQ(test::bytesAt(r, 88, 3), (test::ByteRow{0, 'Z', 3}));
 }
 
 TEST(ModuleReader, NamesAndTheFileNameTest) {
@@ -326,16 +318,10 @@ TEST(PictureReader, SizesMediaAndKinds) {
                       "1177=30", "+2163", "+2180"},
                      r),
               0);
-    EXPECT_EQ(r.u8(88), 1);
-    EXPECT_EQ(r.u8(89), 1);
-    EXPECT_EQ(r.u8(90), 'P');
-    EXPECT_EQ(r.u8(91), 'J');  // ".BMP" is not ".bmp"
-    EXPECT_EQ(r.u8(92), 1);
-    EXPECT_EQ(r.u8(93), 1);
-    EXPECT_EQ(r.u32(96), 12u);
-    EXPECT_EQ(r.u32(100), 0u);
-    EXPECT_EQ(r.u32(104), 20u);
-    EXPECT_EQ(r.u32(108), 30u);
+    // ".BMP" is not ".bmp": a JPEG by the stored kind.
+    EXPECT_EQ(test::bytesAt(r, 88, 6), (test::ByteRow{1, 1, 'P', 'J', 1, 1}));
+    EXPECT_EQ((std::vector<std::uint32_t>{r.u32(96), r.u32(100), r.u32(104), r.u32(108)}),
+              (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
     ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
     EXPECT_EQ(r.u8(90), 'D');
@@ -405,22 +391,13 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
                 "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"},
                r),
         0);
-    const std::uint8_t list[] = {'P', 1, 0, 'S', 'A', 3, 0};
-    for (int i = 0; i < 7; ++i)
-        EXPECT_EQ(r.u8(90 + i), list[i]) << i;
-    EXPECT_EQ(r.u8(88), 'S');
-    EXPECT_EQ(r.u8(89), 1);
+    EXPECT_EQ(test::bytesAt(r, 88, 9), (test::ByteRow{'S', 1, 'P', 1, 0, 'S', 'A', 3, 0}));
     EXPECT_EQ(r.u32(152), 250000u);
     EXPECT_EQ(r.u32(160), 500u);
     EXPECT_EQ(r.u8(164), 100);
-    EXPECT_EQ(r.u8(172), 'P');
-    EXPECT_EQ(r.u8(173), 2);
-    EXPECT_EQ(r.u8(175), 0xAB);
+    EXPECT_EQ(test::bytesAt(r, 172, 4), (test::ByteRow{'P', 2, 0, 0xAB}));
+    EXPECT_EQ(test::bytesAt(r, 184, 5), (test::ByteRow{2, 'T', 1, 0, '<'}));
     EXPECT_FLOAT_EQ(r.f32(180), 12.5f);
-    EXPECT_EQ(r.u8(184), 2);
-    EXPECT_EQ(r.u8(185), 'T');
-    EXPECT_EQ(r.u8(186), 1);
-    EXPECT_EQ(r.u8(188), '<');
     EXPECT_FLOAT_EQ(r.f32(196), -3.0f);
     // Mode M stores 1 measurement at 1 s whatever the disabled fields hold.
     ASSERT_EQ(readAs('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r), 0);

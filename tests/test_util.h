@@ -57,6 +57,15 @@ inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>&
               static_cast<std::streamsize>(bytes.size()));
 }
 
+inline std::string readText(const std::string& path) {
+    const auto b = readBytes(path);
+    return {b.begin(), b.end()};
+}
+
+inline void writeText(const std::string& path, const std::string& s) {
+    writeBytes(path, {s.begin(), s.end()});
+}
+
 // Runs a shell command and returns its standard output and exit status.
 struct CommandResult {
     std::string out;
@@ -79,6 +88,14 @@ inline CommandResult runCommand(const std::string& command) {
 inline CommandResult runCli(const std::string& args) {
     return runCommand(std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
+
+// `n` bytes of a record from `offset`, to compare a stored field block at once.
+inline std::vector<std::uint8_t> bytesAt(const ComponentRecord& r, std::size_t offset,
+                                         std::size_t n) {
+    return {r.bytes.begin() + static_cast<std::ptrdiff_t>(offset),
+            r.bytes.begin() + static_cast<std::ptrdiff_t>(offset + n)};
+}
+using ByteRow = std::vector<std::uint8_t>;
 
 // A record with a type code, conditions and comment, as an editor fills it.
 inline ComponentRecord makeRecord(char type, const std::string& comment = "",

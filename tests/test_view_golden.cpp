@@ -1,11 +1,12 @@
-// What the view draws of every component type, in the four languages, as
-// `quelvari-cli dump` prints it, against the files in tests/data/golden.
+// What the view draws of every component type, in German (built-in texts) and
+// the three table languages, as `quelvari-cli dump` prints it, against the
+// files in tests/data/golden (every language's texts are proved complete by
+// the text tests).
 // QUELVARI_WRITE_GOLDEN=1 rewrites them after an intended change.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "check_builders.h"
@@ -61,13 +62,18 @@ Records viewRecords() {
     r.push_back(c);
     r.push_back(typed('x'));
     r.push_back(typed('B', 5));
+    ComponentRecord printer = typed('p');  // picture on the printer
+    printer.setText(112, "LOGO.BMP");
+    printer.setU8(90, 'P');
+    printer.setU8(92, 1);
+    r.push_back(printer);
     for (char bus : {'Z', 'I', 'R'})
         r.push_back(interbus(bus));
     r.push_back(withEntry(makeRecord('B', "Kommentar mit Umlaut \xE4", "B1", 2), "E3"));
     return r;
 }
 
-TEST(ViewGolden, DumpOfEveryTypeInEveryLanguage) {
+TEST(ViewGolden, DumpOfEveryType) {
     TempDir dir;
     const std::string pad = dir.file("views.PAD");
     writeRecords(pad, viewRecords());
@@ -87,37 +93,6 @@ TEST(ViewGolden, DumpOfEveryTypeInEveryLanguage) {
         std::stringstream expected;
         expected << in.rdbuf();
         EXPECT_EQ(dump.out, expected.str());
-    }
-}
-
-// Every text the view draws resolves in every language: a label that shows
-// as "?id?" is a hole in a text table. Every type in every state of its mode
-// bytes, and the example procedures.
-TEST(ViewGolden, NothingDrawnIsMissingFromATable) {
-    TempDir dir;
-    Records wide;
-    for (const ComponentType& type : kCatalogue) {
-        for (int mode : {0, 1, 2, 3, int{'G'}, int{'Z'}, int{'I'}, int{'R'}}) {
-            ComponentRecord r = typed(type.code, static_cast<std::uint8_t>(mode));
-            r.setU8(89, static_cast<std::uint8_t>(mode));
-            r.setU8(90, static_cast<std::uint8_t>(mode));
-            wide.push_back(r);
-        }
-    }
-    writeRecords(dir.file("wide.PAD"), wide);
-    const std::regex hole(R"(\?\d+\?)");
-    for (int n = 0; n < 4; ++n) {
-        for (const std::string& pad :
-             {dir.file("wide.PAD"), std::string(QUELVARI_EXAMPLES) + "/sample.PAD",
-              std::string(QUELVARI_EXAMPLES) + "/check-findings/FINDINGS.PAD"}) {
-            std::string out = runCli("dump " + pad + " --lang " + std::to_string(n)).out;
-            // The section component's name has no English text: kept so.
-            if (n == 1)
-                out = std::regex_replace(out, std::regex(R"(\?221\?)"), "");
-            std::smatch m;
-            EXPECT_FALSE(std::regex_search(out, m, hole))
-                << "language " << n << " lacks " << m.str();
-        }
     }
 }
 

@@ -12,10 +12,12 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
+#include "app/components/desktop_hooks.h"
 #include "app/dialog_texts.h"
 #include "app/qt_text.h"
 #include "commands/edit_commands.h"
 #include "render/resources.h"
+#include "texts/dialog_labels.h"
 #include "texts/texts.h"
 
 #ifndef QUELVARI_VERSION
@@ -34,9 +36,9 @@ QDialogButtonBox* OkCancel(QDialog* dialog, WidgetTexts& texts,
     auto* box = new QDialogButtonBox(dialog);
     QPushButton* ok = box->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole);
     QPushButton* cancel = box->addButton(cancelText, QDialogButtonBox::RejectRole);
-    ok->setDefault(true);
     QObject::connect(box, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
     QObject::connect(box, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    MakeOkTheDefault(dialog, ok);
     texts.add(1, ok);
     texts.add(2, cancel);
     return box;
@@ -75,7 +77,7 @@ GoToDialog::GoToDialog(std::uint32_t componentCount, std::function<bool(const QS
     layout->addWidget(range_);
     layout->addWidget(OkCancel(this, texts));
     texts.add(2053, label);
-    texts.localise(175, {2053, 1, 2, 0});
+    texts.localise(dialog_id::kGoTo, DialogLabelIds(dialog_id::kGoTo));
 }
 
 void GoToDialog::accept() {
@@ -100,7 +102,7 @@ SettingsDialog::SettingsDialog(Configuration& config, QWidget* parent)
     texts.add(2173, group);
     texts.add(2174, normal_);
     texts.add(2175, extended_);
-    texts.localise(205, {2173, 2174, 2175, 1, 2, 0});
+    texts.localise(dialog_id::kSettings, DialogLabelIds(dialog_id::kSettings));
     // Button 2174 + printSize; a value from a damaged file checks neither.
     if (config_.printSize == 0)
         normal_->setChecked(true);
@@ -109,8 +111,11 @@ SettingsDialog::SettingsDialog(Configuration& config, QWidget* parent)
 }
 
 void SettingsDialog::accept() {
-    config_.printSize = normal_->isChecked() ? 0 : 1;
-    WriteConfiguration(config_);
+    const std::uint32_t printSize = normal_->isChecked() ? 0 : 1;
+    config_.printSize = printSize;
+    // Only the print size changes in the file; the language another instance
+    // may have written stays.
+    UpdateConfiguration([printSize](Configuration& c) { c.printSize = printSize; });
     QDialog::accept();
 }
 
@@ -144,7 +149,7 @@ void LanguageDialog::accept() {
         lang = 2;
     config_.language = lang;
     setLanguage(lang);
-    WriteConfiguration(config_);
+    UpdateConfiguration([lang](Configuration& c) { c.language = lang; });
     apply_();
     QDialog::accept();
 }
@@ -172,10 +177,11 @@ AboutDialog::AboutDialog(QWidget* parent) : QDialog(parent) {
     auto* box = new QDialogButtonBox(this);
     QPushButton* ok = box->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole);
     connect(box, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    MakeOkTheDefault(this, ok);
     texts.add(1, ok);
     column->addWidget(box);
     layout->addLayout(column);
-    texts.localise(100, {1, 0});
+    texts.localise(dialog_id::kAbout, DialogLabelIds(dialog_id::kAbout));
 }
 
 }  // namespace quelvari::app

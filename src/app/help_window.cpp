@@ -1,6 +1,7 @@
 #include "app/help_window.h"
 
 #include <QAction>
+#include <QDialog>
 #include <QFile>
 #include <QTextBrowser>
 #include <QToolBar>
@@ -37,6 +38,46 @@ void HelpWindow::showTopic(const std::string& helpFile, std::uint32_t topic) {
     show();
     raise();
     activateWindow();
+}
+
+namespace {
+
+// Moves `help` under `parent` as a window of its own, keeping its place and
+// whether it is shown.
+void Reparent(HelpWindow* help, QWidget* parent) {
+    if (help->parentWidget() == parent)
+        return;
+    const bool shown = help->isVisible();
+    const QRect place = help->geometry();
+    help->setParent(parent, Qt::Window);
+    help->setGeometry(place);
+    if (shown)
+        help->show();
+}
+
+}  // namespace
+
+void ShowHelpBeside(QPointer<HelpWindow>& help, QWidget* home, QWidget* from,
+                    const std::string& helpFile, std::uint32_t topic) {
+    if (!help)
+        help = new HelpWindow(home);
+    QWidget* owner = from ? from->window() : nullptr;
+    auto* dialog = qobject_cast<QDialog*>(owner);
+    if (dialog && dialog->isModal() && help->parentWidget() != dialog) {
+        Reparent(help, dialog);
+        QPointer<HelpWindow> h = help;
+        QPointer<QWidget> back = home;
+        QObject::connect(
+            dialog, &QDialog::finished, help,
+            [h, back] {
+                if (h)
+                    Reparent(h, back);
+            },
+            Qt::SingleShotConnection);
+    } else if (!dialog) {
+        Reparent(help, home);
+    }
+    help->showTopic(helpFile, topic);
 }
 
 }  // namespace quelvari::app

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QUrl>
 
 #include <cstdint>
@@ -26,5 +27,13 @@ class HelpWindow : public QMainWindow {
   private:
     QTextBrowser* browser_;
 };
+
+// Shows `help` (made when null) at `topic`. Help asked for from a modal
+// dialog (`from` inside it) must stay usable beside it, and a modal dialog
+// blocks every window but its own: the help window becomes a window of that
+// dialog while it is open and returns to `home` (or stands alone) when the
+// dialog closes, staying where it is.
+void ShowHelpBeside(QPointer<HelpWindow>& help, QWidget* home, QWidget* from,
+                    const std::string& helpFile, std::uint32_t topic);
 
 }  // namespace quelvari::app

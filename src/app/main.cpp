@@ -3,6 +3,7 @@
 #include <QIcon>
 #include <QTimer>
 
+#include "app/editor_extras.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
 #include "render/resources.h"
@@ -15,9 +16,13 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(quelvari::render::Icon(QStringLiteral("quelvari")));
     quelvari::app::MainWindow window;
     window.show();
-    const QStringList args = QApplication::arguments();
-    if (args.size() > 1)
-        window.openPath(args.at(1));
+    // A session that did not end left its recovery copy: offer it first.
+    window.extras()->offerRecovery();
+    // The file name is taken as the bytes the system gives (QApplication has
+    // removed its own options from argv): a name that is not UTF-8 would not
+    // survive a round trip through QString.
+    if (argc > 1)
+        window.openNativePath(argv[1]);
     // For start-up measurements: quit once the view has painted.
     if (qEnvironmentVariableIsSet("QUELVARI_QUIT_AFTER_PAINT"))
         QObject::connect(window.view(), &quelvari::app::ProcedureView::painted, &app,

@@ -6,18 +6,25 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QLabel>
+#include <QLibraryInfo>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
+#include <QTranslator>
+
+#include <functional>
+#include <vector>
 
 #include "app/check/syntax_test_dialog.h"
 #include "app/components/component_dialogs.h"
 #include "app/components/desktop_hooks.h"
 #include "app/describe/description_dialog.h"
 #include "app/dialogs.h"
+#include "app/editor_extras.h"
+#include "app/exchange/variables_panel.h"
 #include "app/help_window.h"
 #include "app/link/link_settings_dialog.h"
 #include "app/print/printing.h"
@@ -25,7 +32,9 @@
 #include "app/qt_text.h"
 #include "app/transfer/transfer_dialog.h"
 #include "render/resources.h"
+#include "texts/dialog_labels.h"
 #include "texts/errors.h"
+#include "texts/texts.h"
 
 namespace quelvari::app {
 namespace {
@@ -70,15 +79,59 @@ Answer ToAnswer(int button) {
     }
 }
 
+// Qt's own texts (file chooser, print dialogs, standard buttons) in the
+// program's language, from Qt's translations; English takes Qt's built-in
+// texts, values other than 1 to 3 German (as the text tables do).
+void InstallQtTranslations(std::uint32_t lang) {
+    static QTranslator* installed = nullptr;
+    static const char* const kLocales[] = {"de", "en", "fr", "it"};
+    if (installed) {
+        QCoreApplication::removeTranslator(installed);
+        delete installed;
+        installed = nullptr;
+    }
+    const char* locale = lang < 4 ? kLocales[lang] : "de";
+    auto* translator = new QTranslator;
+    if (translator->load(QStringLiteral("qtbase_") + QLatin1String(locale),
+                         QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(translator);
+        installed = translator;
+    } else {
+        delete translator;
+    }
+}
+
+// The save and overwrite questions. German keeps the built-in "Ja" / "Nein";
+// the other languages take their table texts. A language change (a new Qt
+// translator) resets a message box's standard buttons to Qt's texts, so the
+// labels are set again after the box has handled it.
+class Question : public QMessageBox {
+  public:
+    Question(QWidget* parent, const QString& text, bool withCancel)
+        : QMessageBox(QMessageBox::Warning, QString(), text,
+                      withCancel ? Yes | No | Cancel : Yes | No, parent) {
+        label();
+    }
+
+  protected:
+    bool event(QEvent* e) override {
+        const bool handled = QMessageBox::event(e);
+        if (e->type() == QEvent::LanguageChange)
+            label();
+        return handled;
+    }
+
+  private:
+    void label() {
+        button(Yes)->setText(ToQt(ControlText(window_text::kYes)));
+        button(No)->setText(ToQt(ControlText(window_text::kNo)));
+        if (QAbstractButton* cancel = button(Cancel))
+            cancel->setText(LangQt(window_text::kCancel));
+    }
+};
+
 Answer Ask(QWidget* parent, const QString& text, bool withCancel) {
-    QMessageBox box(QMessageBox::Warning, QString(), text,
-                    withCancel ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
-                               : QMessageBox::Yes | QMessageBox::No,
-                    parent);
-    box.button(QMessageBox::Yes)->setText(LangQt(1057));
-    box.button(QMessageBox::No)->setText(LangQt(1056));
-    if (withCancel)
-        box.button(QMessageBox::Cancel)->setText(LangQt(2));
+    Question box(parent, text, withCancel);
     return ToAnswer(box.exec());
 }
 
@@ -94,6 +147,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     countPane_ = new QLabel(QStringLiteral(" "), this);
     countPane_->setMinimumWidth(120);
     statusBar()->addPermanentWidget(countPane_);
+    variables_ = new VariablesPanel(list_, this);
+    addDockWidget(Qt::RightDockWidgetArea, variables_);
+    variables_->hide();
+    connect(variables_, &VariablesPanel::stepActivated, this, &MainWindow::goToVariableStep);
     buildMenus();
 
     // The program directory from the command line in its Windows form: the
@@ -113,10 +170,14 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     applyLanguage();
 
     // The Help buttons of the component dialogs open this window's help.
-    uiHooks().help = [this](QWidget*, std::uint32_t context) { showHelpContext(context); };
+    uiHooks().help = [this](QWidget* from, std::uint32_t context) {
+        ShowHelpBeside(help_, this, from, helpFile_, context);
+    };
 
     QMainWindow::setWindowTitle(QString::fromLatin1(kProductName));
     resize(1000, 720);
+    extras_ = new EditorExtras(*this);
+    assignMnemonics();  // the extras' menu items too
     updateCommands();
 }
 
@@ -145,6 +206,10 @@ void MainWindow::buildMenus() {
     addCommand(menus_[0], cmd::kClose, QStringLiteral("&Schließen"), &MainWindow::fileClose);
     addCommand(menus_[0], cmd::kSave, QStringLiteral("Speichern"), &MainWindow::fileSave);
     addCommand(menus_[0], cmd::kSaveAs, QStringLiteral("Speichern unter"), &MainWindow::fileSaveAs);
+    menus_[0]->addSeparator();
+    // Text form: not commands of the resource menu, labelled from the own texts.
+    exportText_ = menus_[0]->addAction(LangQt(60600), this, &MainWindow::fileExportText);
+    importText_ = menus_[0]->addAction(LangQt(60601), this, &MainWindow::fileImportText);
     menus_[0]->addSeparator();
     addCommand(menus_[0], cmd::kPrintSetup, QStringLiteral("Drucker &einrichten"),
                &MainWindow::filePrintSetup);
@@ -176,6 +241,7 @@ void MainWindow::buildMenus() {
     status->setCheckable(true);
     tools->setChecked(true);
     status->setChecked(true);
+    menus_[2]->addAction(variables_->toggleViewAction());
 
     menus_[3] = bar->addMenu(QStringLiteral("Prüfablauf"));
     addCommand(menus_[3], cmd::kSyntaxTest, QStringLiteral("&Syntaxtest"),
@@ -282,14 +348,21 @@ void MainWindow::updateCommands() {
     for (const auto& [id, action] : actions_) {
         action->setEnabled(CommandEnabled(id, state));
         // The tool tip is the menu text without its mnemonic and accelerator.
-        QString tip = action->text().section(QLatin1Char('\t'), 0, 0);
-        tip.remove(QLatin1Char('&'));
-        action->setToolTip(tip);
+        const QString tip = action->text().section(QLatin1Char('\t'), 0, 0);
+        action->setToolTip(ToQt(WithoutMnemonic(FromQtLossy(tip))));
     }
+    if (extras_)
+        extras_->sync();
+    exportText_->setEnabled(list_.documentOpen != 0);
+    variables_->refresh();
 }
 
 void MainWindow::openPath(const QString& path) {
-    pendingOpen_ = QFile::encodeName(path).toStdString();
+    openNativePath(QFile::encodeName(path).toStdString());
+}
+
+void MainWindow::openNativePath(const std::string& path) {
+    pendingOpen_ = path;
     fileOpen();
     pendingOpen_.reset();
 }
@@ -343,6 +416,8 @@ void MainWindow::setStatusCount(const std::string& text) {
 }
 
 void MainWindow::repaint() {
+    if (extras_)
+        extras_->stepsChanged();
     view_->update();
 }
 
@@ -356,13 +431,27 @@ int MainWindow::openEditor(ComponentRecord& editRecord) {
     return OpenComponentEditor(this, editRecord);
 }
 
-void MainWindow::repaint(bool) {
+void MainWindow::repaint(bool erase) {
+    // A repaint with erase ends every change to the steps.
+    if (erase && extras_)
+        extras_->stepsChanged();
+    // The commands repaint in the middle of their work, after nodes were
+    // released: the list takes the nodes as they are now before anything of
+    // the window is drawn.
+    if (extras_)
+        extras_->refreshRows();
     // The view fills its background on every paint.
     view_->repaint();
 }
 
 void MainWindow::beep() {
     QApplication::beep();
+}
+
+void MainWindow::refuse(const std::string& message) {
+    QMessageBox box(QMessageBox::NoIcon, ToQt(LangText(3201)), ToQt(message), QMessageBox::Ok,
+                    this);
+    box.exec();
 }
 
 // MenuTexts.
@@ -388,41 +477,92 @@ void MainWindow::repaintAll() {
 
 void MainWindow::applyLanguage() {
     ApplyLanguage(*this, helpFile_);
-    static const char* const kLinkTexts[] = {"Schnittstelle", "Interface", "Interface",
-                                             "Interfaccia"};
-    const std::uint32_t lang = language();
-    actions_[cmd::kLinkSettings]->setText(QString::fromLatin1(kLinkTexts[lang < 4 ? lang : 0]));
+    if (extras_)
+        extras_->retranslate();
+    actions_[cmd::kLinkSettings]->setText(LangQt(window_text::kLinkSettings));
+    exportText_->setText(LangQt(60600));
+    importText_->setText(LangQt(60601));
+    variables_->relabel();
+    InstallQtTranslations(language());
+    assignMnemonics();
     updateCommands();
+}
+
+void MainWindow::assignMnemonics() {
+    // Within the menu bar, and within each menu, every text gets a letter of
+    // its own; the texts themselves stay as the tables have them.
+    const auto relabel = [](const std::vector<std::function<QString()>>& get,
+                            const std::vector<std::function<void(const QString&)>>& set) {
+        std::vector<std::string> plain;
+        for (const auto& g : get)
+            plain.push_back(WithoutMnemonic(FromQtLossy(g())));
+        const std::vector<std::string> marked = WithMnemonics(plain);
+        for (std::size_t i = 0; i < set.size(); ++i)
+            set[i](ToQt(marked[i]));
+    };
+    std::vector<std::function<QString()>> titles;
+    std::vector<std::function<void(const QString&)>> setTitles;
+    for (QMenu* m : menus_) {
+        if (!m)
+            continue;
+        titles.push_back([m] { return m->title(); });
+        setTitles.push_back([m](const QString& t) { m->setTitle(t); });
+        std::vector<std::function<QString()>> items;
+        std::vector<std::function<void(const QString&)>> setItems;
+        for (QAction* a : m->actions()) {
+            if (a->isSeparator() || a->text().isEmpty())
+                continue;
+            items.push_back([a] { return a->text(); });
+            setItems.push_back([a](const QString& t) { a->setText(t); });
+        }
+        relabel(items, setItems);
+    }
+    relabel(titles, setTitles);
 }
 
 // File.
 
 void MainWindow::fileNew() {
     files_.fileNew();
-    edits_.undoStack().clear();
+    edits_.clearHistory();
+    extras_->stepsChanged();
     updateCommands();
 }
 
 void MainWindow::fileOpen() {
     files_.fileOpen();
-    edits_.undoStack().clear();
+    edits_.clearHistory();
+    extras_->stepsChanged();
+    if (list_.documentOpen && !list_.modified)
+        extras_->fileUsed(list_.documentPath);
     updateCommands();
 }
 
 void MainWindow::fileClose() {
     files_.fileClose();
-    edits_.undoStack().clear();
+    edits_.clearHistory();
+    extras_->stepsChanged();
     updateCommands();
 }
 
 void MainWindow::fileSave() {
     files_.fileSave();
+    savedHook();
     updateCommands();
 }
 
 void MainWindow::fileSaveAs() {
     files_.fileSaveAs();
+    savedHook();
     updateCommands();
+}
+
+void MainWindow::savedHook() {
+    // A saved procedure needs no recovery copy; the file joins the recent files.
+    if (list_.documentOpen && !list_.modified) {
+        extras_->dropRecovery();
+        extras_->fileUsed(list_.documentPath);
+    }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -432,6 +572,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     }
     if (help_)
         help_->close();
+    extras_->dropRecovery();
     event->accept();
 }
 
@@ -443,12 +584,12 @@ void MainWindow::editUndo() {
 }
 
 void MainWindow::editCut() {
-    edits_.cut();
+    edits_.cutSteps(extras_->selectedSteps());
     updateCommands();
 }
 
 void MainWindow::editCopy() {
-    edits_.copy();
+    edits_.copySteps(extras_->selectedSteps());
     updateCommands();
 }
 
@@ -463,7 +604,7 @@ void MainWindow::editChange() {
 }
 
 void MainWindow::editDelete() {
-    edits_.remove();
+    edits_.removeSteps(extras_->selectedSteps());
     updateCommands();
 }
 

@@ -26,7 +26,9 @@ class QToolBar;
 
 namespace quelvari::app {
 
+class EditorExtras;
 class ProcedureView;
+class VariablesPanel;
 
 class MainWindow : public QMainWindow, public FileUi, public EditUi, public MenuTexts {
     Q_OBJECT
@@ -37,6 +39,9 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     // Opens `path` as File/Open does after its dialog (a path from the
     // command line).
     void openPath(const QString& path);
+    // Opens the file named by `path` as the system gives it (bytes, not
+    // necessarily UTF-8), such as a name from the command line.
+    void openNativePath(const std::string& path);
 
     ProcedureList& procedure() { return list_; }
     EditCommands& editCommands() { return edits_; }
@@ -47,6 +52,10 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     const std::string& helpFile() const { return helpFile_; }
     const std::string& programDirectory() const { return programDir_; }
     HelpWindow* helpWindow() const { return help_; }
+    // The step list, find panel, Redo, moves, recent files and recovery.
+    EditorExtras* extras() const { return extras_; }
+    std::uint32_t printOption() const { return config_.printSize; }
+    VariablesPanel* variablesPanel() const { return variables_; }
 
     // FileUi.
     Answer askYesNoCancel(const std::string& text) override;
@@ -63,6 +72,7 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     int openEditor(ComponentRecord& editRecord) override;
     void repaint(bool erase) override;
     void beep() override;
+    void refuse(const std::string& message) override;
     // MenuTexts.
     void setTopLevelText(int position, const std::string& cp1252Text) override;
     void setCommandText(std::uint32_t commandId, const std::string& cp1252Text) override;
@@ -81,6 +91,16 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     void fileSaveAs();
     void filePrint();       // hook: print the procedure
     void filePrintSetup();  // hook: printer setup
+    // The text form (main_window_text.cpp).
+    void fileExportText();
+    void fileImportText();
+    // Imports the text form at `path` as a new, unsaved procedure; false when
+    // the text was refused or the save question cancelled.
+    bool importTextPath(const QString& path);
+    // Writes the procedure in memory as text form to `path`; false (after a
+    // message) when it cannot be written.
+    bool exportTextPath(const QString& path);
+    void goToVariableStep(int step);
     // Edit.
     void editUndo();
     void editCut();
@@ -114,6 +134,9 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
                         void (MainWindow::*slot)());
     // Runs a core command and refreshes the enabling.
     void applyLanguage();
+    // Alt+letter mnemonics for the menu titles and items of the language.
+    void assignMnemonics();
+    void savedHook();
 
     ProcedureList list_;
     FileCommands files_{list_, *this};
@@ -128,6 +151,10 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     QLabel* countPane_ = nullptr;
     ProcedureView* view_ = nullptr;
     QPointer<HelpWindow> help_;
+    EditorExtras* extras_ = nullptr;
+    VariablesPanel* variables_ = nullptr;
+    QAction* exportText_ = nullptr;
+    QAction* importText_ = nullptr;
 };
 
 }  // namespace quelvari::app

@@ -3,6 +3,7 @@
 #include <QMessageBox>
 
 #include "model/encoding.h"
+#include "texts/dialog_labels.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -27,28 +28,7 @@ QString RefusedTextMessage(const QString& text) {
             break;
         }
     }
-    switch (language()) {
-        case kEnglish:
-            return QStringLiteral(
-                       "The text holds the character \"%1\", which cannot be stored "
-                       "(Windows-1252).")
-                .arg(bad);
-        case kFrench:
-            return QStringLiteral(
-                       "Le texte contient le caract\u00e8re \"%1\", qui ne peut pas "
-                       "\u00eatre enregistr\u00e9 (Windows-1252).")
-                .arg(bad);
-        case kItalian:
-            return QStringLiteral(
-                       "Il testo contiene il carattere \"%1\", che non pu\u00f2 essere "
-                       "memorizzato (Windows-1252).")
-                .arg(bad);
-        default:
-            return QStringLiteral(
-                       "Der Text enth\u00e4lt das Zeichen \"%1\", das nicht "
-                       "gespeichert werden kann (Windows-1252).")
-                .arg(bad);
-    }
+    return ToQt(LangText(window_text::kRefusedCharacter)).replace(QLatin1String("%s"), bad);
 }
 
 bool CheckStorable(QWidget* parent, const QString& text) {

@@ -48,11 +48,10 @@ PictureInfo ProbePicture(const std::string& path) {
         info.bitmap = true;
         // The info header follows the 14-byte file header; its size tells the
         // old core header (12 bytes, bit count at 24) from the later ones (at 28).
-        const unsigned headerSize =
-            head[14] | (head[15] << 8) | (head[16] << 16) | (static_cast<unsigned>(head[17]) << 24);
+        const std::uint32_t headerSize = GetLe32(head + 14);
         const std::size_t at = headerSize == 12 ? 24 : 28;
         if (got >= at + 2)
-            info.bitsPerPixel = head[at] | (head[at + 1] << 8);
+            info.bitsPerPixel = GetLe16(head + at);
     } else if (got >= 2 && head[0] == 0xFF && head[1] == 0xD8) {
         info.jpeg = true;
     }

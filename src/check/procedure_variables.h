@@ -1,6 +1,7 @@
 // The variables a procedure uses, for the description's automatic generation.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,22 @@ struct UsedVariable {
     std::optional<int> number;
     bool operator==(const UsedVariable&) const = default;
 };
+
+// How a step uses a variable: conditions, trigger and reference variables
+// and the string variable of an indirect measuring list are read; measured
+// variables, the registration variable of a break component and the ident
+// variable of a section component are written (the runtime sets them).
+enum class VariableAccess : std::uint8_t { Read, Write };
+
+// One use of a variable by one step (1-based position in `records`).
+struct VariableUse {
+    UsedVariable variable;
+    std::size_t step = 0;
+    VariableAccess access = VariableAccess::Read;
+};
+
+// Every use of a variable, step by step and within a step in the order below.
+std::vector<VariableUse> CollectVariableUses(const std::vector<ComponentRecord>& records);
 
 // Every variable named by the entry and branch conditions of every component,
 // the measured variables and trigger variables of the measuring components,

@@ -53,7 +53,8 @@ constexpr int kTextInstrumentConfig = 3159;
 constexpr int kTextMemoryPv3320 = 3165;
 constexpr int kTextSections = 3186;
 
-// Findings (text ids of the text tables).
+// Findings (text ids of the text tables). A new finding also goes into
+// SyntaxFindingTextIds, through which the text check sees it.
 enum Finding : int {
     kGraphicInInterrupt = 8001,
     kInterruptInInterrupt = 8002,
@@ -261,7 +262,10 @@ class SyntaxTest {
     SyntaxTestResult runInMemory(const ProcedureList& list) {
         head();
         ListSource pad(list);
-        runStages(pad);
+        if (IsModuleFileName(path_))
+            checkOpenModule(list, pad);
+        else
+            runStages(pad);
         if (!readError_.ok())
             result_.fileError = readError_;
         return done();
@@ -368,26 +372,47 @@ class SyntaxTest {
             FileSource reader;
             if (!m.readable || !reader.open(m.path).ok())
                 continue;  // listed as missing under the procedure
-            beginFile(reader);
-            FileWalk walk;
-            std::vector<std::size_t> missingCalls;
-            while (const ComponentRecord* record = reader.next()) {
-                const ComponentRecord& r = *record;
-                noteRecord(r, walk);
-                give(moduleTypeRule(r, missingCalls));
-                give(checkMeasuring(r));
-                give(checkReference(r));
-                give(checkModuleCount(r, false));
-                give(checkInterbus(r, false));
-                give(checkPicture(r));
-            }
-            noteReadError(reader);
-            fileRules(walk, reader.last(), true);
-            for (std::size_t index : missingCalls) {
-                detail_ = modules_[index].path;
-                addFinding(kModuleMissing);
-            }
+            checkModuleRecords(reader);
         }
+    }
+
+    // The module rules on one module's records.
+    void checkModuleRecords(RecordSource& reader) {
+        beginFile(reader);
+        FileWalk walk;
+        std::vector<std::size_t> missingCalls;
+        while (const ComponentRecord* record = reader.next()) {
+            const ComponentRecord& r = *record;
+            noteRecord(r, walk);
+            give(moduleTypeRule(r, missingCalls));
+            give(checkMeasuring(r));
+            give(checkReference(r));
+            give(checkModuleCount(r, false));
+            give(checkInterbus(r, false));
+            give(checkPicture(r));
+        }
+        noteReadError(reader);
+        fileRules(walk, reader.last(), true);
+        for (std::size_t index : missingCalls) {
+            detail_ = modules_[index].path;
+            addFinding(kModuleMissing);
+        }
+    }
+
+    // A module open in the editor is checked as the syntax test checks it
+    // when a procedure calls it: the module rules, with the modules it calls
+    // counted as registered (the calling procedure would register them),
+    // then those modules from beside it.
+    void checkOpenModule(const ProcedureList& list, RecordSource& pad) {
+        ListSource calls(list);
+        while (const ComponentRecord* r = calls.next())
+            if (r->typeCode() == 'U')
+                moduleIndex(moduleName(*r), true);
+        beginListing(CheckedFileKind::Module, 0, name_, path_);
+        checkModuleRecords(pad);
+        checkModules();
+        if (result_.errorCount == 0)
+            fillSummary();
     }
 
     void checkInterruptProcedures() {
@@ -1165,6 +1190,67 @@ std::vector<std::string> RenderProtocol(const SyntaxTestResult& result) {
     return out;
 }
 
+const std::vector<int>& SyntaxFindingTextIds() {
+    static const std::vector<int> ids = {kGraphicInInterrupt,
+                                         kInterruptInInterrupt,
+                                         kProtocolInInterrupt,
+                                         kTimeInInterrupt,
+                                         kRoutineAlreadyActive,
+                                         kRoutineNotActive,
+                                         kRoutineLeftActive,
+                                         kInterruptFileMissing,
+                                         kMemoryNotTransferredYet,
+                                         kTransferWithoutMemory,
+                                         kMemoryNotTransferred,
+                                         kMeasuringForbiddenInInterrupt,
+                                         kTooManyChannels,
+                                         kReferenceMissing,
+                                         kGotoMissing,
+                                         kBargraphInInterrupt,
+                                         kDbaseFiles,
+                                         kDbaseInInterrupt,
+                                         kModuleMissing,
+                                         kModuleInInterrupt,
+                                         kTooManyModules,
+                                         kInterruptInModule,
+                                         kLastWithCondition,
+                                         kModuleNotRegistered,
+                                         kModuleLastWithCondition,
+                                         kLastIsModule,
+                                         kBreakInModule,
+                                         kOtherReference,
+                                         kInterbusCycleFirst,
+                                         kInterbusInitialisedTwice,
+                                         kInterbusNotReset,
+                                         kInterbusWithControl,
+                                         kPictureMissing,
+                                         kJpegOnPv6410,
+                                         kPictureInInterrupt,
+                                         kPictureUnreadable,
+                                         kPictureTooLarge,
+                                         kTooManyPictures,
+                                         kExternalOnInstrument,
+                                         kInterruptTooLong,
+                                         kTransferCommand,
+                                         kBitmapColoursPv6410,
+                                         kPictureMissingWarning,
+                                         kOldFormat,
+                                         kSensorOutsideInstrument,
+                                         kBitmapColoursPv3320,
+                                         kIntervalTooLong,
+                                         kOnlineGraphicInInterrupt,
+                                         kOnlineGraphicOnInstrument,
+                                         kTooManyVariables,
+                                         kOptionsOutsidePc,
+                                         kTestSelectionTwice,
+                                         kSectionNameTwice,
+                                         kFirstSectionCount,
+                                         kLastSectionCount,
+                                         kTooManySections,
+                                         kRatedValueWarning};
+    return ids;
+}
+
 bool IsPadFileName(std::string_view path) {
     if (path.size() < 4)
         return false;
@@ -1173,10 +1259,12 @@ bool IsPadFileName(std::string_view path) {
            (ext[3] == 'D' || ext[3] == 'd');
 }
 
-std::string SystemFilePath(const std::string& padPath) {
-    if (padPath.size() < 3)
-        return "sys";
-    return padPath.substr(0, padPath.size() - 3) + "sys";
+bool IsModuleFileName(std::string_view path) {
+    if (path.size() < 4)
+        return false;
+    const std::string_view ext = path.substr(path.size() - 4);
+    return ext[0] == '.' && (ext[1] == 'P' || ext[1] == 'p') && (ext[2] == 'A' || ext[2] == 'a') &&
+           (ext[3] == 'M' || ext[3] == 'm');
 }
 
 SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMode) {

@@ -14,50 +14,11 @@
 #include <vector>
 
 #include "model/status.h"
+#include "model/system_file.h"
 
 namespace quelvari {
 
 class ProcedureList;
-
-// Check mode, kept in the system block at offset 4.
-enum CheckMode : std::uint16_t {
-    kCheckTarvisel = 0,  // PC runtime
-    kCheckLumo = 1,      // older DOS runtime
-    kCheckPv6410 = 2,    // instrument PV6410
-    kCheckPv3320 = 3,    // instrument PV3320
-};
-
-inline bool isInstrumentMode(std::uint16_t mode) {
-    return mode == kCheckPv6410 || mode == kCheckPv3320;
-}
-
-// The system block, written whole to the system file.
-inline constexpr std::size_t kSystemBlockSize = 24636;
-inline constexpr std::uint32_t kSystemBlockVersion = 35;
-
-// System block layout (byte offsets). Only the version word and the check mode
-// have a meaning fixed outside this program; the rest is what the checks fill.
-namespace sysblk {
-inline constexpr std::size_t kVersion = 0;          // u32, 35
-inline constexpr std::size_t kMode = 4;             // u16, check mode
-inline constexpr std::size_t kInterrupts = 10;      // u16, two bits per routine (see below)
-inline constexpr std::size_t kModuleCount = 12;     // u16, distinct modules called
-inline constexpr std::size_t kPictureCount = 14;    // u16, distinct picture files
-inline constexpr std::size_t kSectionCount = 16;    // u16, section components
-inline constexpr std::size_t kChannelCount = 18;    // u16, distinct measured variables
-inline constexpr std::size_t kProcedureBytes = 20;  // u32, records of all files x 800
-inline constexpr std::size_t kPictureBytes = 24;    // u32, sum of the picture file sizes
-inline constexpr std::size_t kMeasureBytes = 28;    // u32, instrument memory for measurements
-inline constexpr std::size_t kVariableCount = 32;   // u16, distinct Z, W, S and B variables
-inline constexpr std::size_t kChannels = 64;        // 36 x (letter, second letter, number)
-inline constexpr std::size_t kChannelEntry = 3;
-inline constexpr std::size_t kPictures = 256;  // 60 x char[260], picture paths
-inline constexpr std::size_t kPictureEntry = 260;
-inline constexpr std::size_t kSections = 16000;  // 100 x (u16 step, u8 kind, char[41] name)
-inline constexpr std::size_t kSectionEntry = 44;
-static_assert(kPictures + 60 * kPictureEntry <= kSections);
-static_assert(kSections + 100 * kSectionEntry <= kSystemBlockSize);
-}  // namespace sysblk
 
 // Interrupt word (system block offset 10): routine n (1..4) owns bits
 // 2(n-1) and 2(n-1)+1. The low bit is set when some interrupt component
@@ -67,7 +28,6 @@ inline constexpr std::uint16_t kInterruptEnabled = 1;
 inline constexpr std::uint16_t kInterruptComponentRoutine = 2;
 
 // Limits of the checks.
-inline constexpr int kMaxPictures = 60;
 inline constexpr long kMaxPictureBytesPv6410 = 1000000;  // decimal, not 1 MiB
 inline constexpr int kMaxBitsPerPixel = 4;
 inline constexpr int kMaxModuleComponents = 32;
@@ -144,10 +104,13 @@ std::vector<std::string> RenderProtocol(const SyntaxTestResult& result);
 // The one or two lines of a single finding, as the protocol lists it.
 std::vector<std::string> RenderFinding(const SyntaxFinding& finding);
 
+// The text id of every finding the test can report.
+const std::vector<int>& SyntaxFindingTextIds();
+
 // True when the last four characters of `path` are ".PAD" in any case.
 bool IsPadFileName(std::string_view path);
-// The procedure's path with its last three characters replaced by "sys".
-std::string SystemFilePath(const std::string& padPath);
+// True when the last four characters of `path` are ".PAM" in any case.
+bool IsModuleFileName(std::string_view path);
 
 // Runs the whole test on `padPath` for `checkMode` (0..3) and, when no error
 // was counted, writes the system file. Texts come in the current language.
@@ -158,7 +121,8 @@ SyntaxTestResult RunSyntaxTest(const std::string& padPath, std::uint16_t checkMo
 // the records in memory, the modules and interrupt procedures are read from
 // beside `padPath` (the path the procedure has or will have; empty for a
 // procedure never saved, whose modules are then all missing). No file is
-// written and `padPath` need not exist; its extension is not checked.
+// written and `padPath` need not exist. A `padPath` ending in ".PAM" is a
+// module: its records get the module rules, as when a procedure calls it.
 SyntaxTestResult RunSyntaxTestInMemory(const ProcedureList& list, const std::string& padPath,
                                        std::uint16_t checkMode);
 

@@ -1,9 +1,11 @@
 #include "commands/edit_commands.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "commands/file_commands.h"
 #include "texts/texts.h"
@@ -37,6 +39,14 @@ bool CommandEnabled(std::uint32_t id, const CommandState& s) {
             return s.componentCount != 0;
         case cmd::kUndo:
             return s.documentOpen && s.undoCount != 0;
+        case cmd::kRedo:
+            return s.documentOpen && s.redoCount != 0;
+        case cmd::kMoveUp:
+        case cmd::kMoveDown:
+            return s.documentOpen && s.componentCount > 1;
+        case cmd::kFind:
+        case cmd::kFindNext:
+            return s.documentOpen && s.componentCount != 0;
         case cmd::kCut:
         case cmd::kCopy:
         case cmd::kPaste:
@@ -88,12 +98,20 @@ std::string ProgramDirectory(const std::string& commandLine,
 
 void UndoStack::push(std::uint32_t commandId, std::uint32_t stepNumber,
                      const ComponentRecord& record) {
+    UndoEntry entry;
+    entry.commandId = commandId;
+    entry.stepNumber = stepNumber;
+    entry.record = record;
+    push(std::move(entry));
+}
+
+void UndoStack::push(UndoEntry entry) {
     if (count_ == kCapacity) {
         for (std::size_t i = 1; i < kCapacity; ++i)
-            entries_[i - 1] = entries_[i];
+            entries_[i - 1] = std::move(entries_[i]);
         count_ = kCapacity - 1;
     }
-    entries_[count_] = UndoEntry{commandId, stepNumber, record};
+    entries_[count_] = std::move(entry);
     ++count_;
 }
 
@@ -162,6 +180,7 @@ CommandState EditCommands::state() const {
     s.modified = list_.modified != 0;
     s.viewTypeCode = list_.viewRecord.typeCode();
     s.undoCount = undo_.count();
+    s.redoCount = redo_.size();
     std::error_code ec;
     s.documentFileExists =
         !list_.documentPath.empty() && std::filesystem::is_regular_file(list_.documentPath, ec);
@@ -174,7 +193,22 @@ void EditCommands::finishChange() {
     list_.modified = 1;
 }
 
+// Append, Insert and Paste stop before they change anything when the
+// procedure has no room for another step.
+bool EditCommands::refuseWhenFull(std::size_t steps) {
+    if (list_.componentCount + steps <= kMaxSteps)
+        return false;
+    ui_.refuse(FormatText(GetLangText(kTextProcedureFull), kMaxSteps));
+    return true;
+}
+
 void EditCommands::insert() {
+    if (refuseWhenFull(list_.pastePending ? std::max<std::size_t>(clipboard_.size(), 1) : 1))
+        return;
+    if (list_.pastePending && clipboard_.size() > 1) {
+        pasteSteps();
+        return;
+    }
     if (list_.pastePending)
         list_.editRecord = list_.clipboardRecord;
     else if (!ui_.selectComponent(list_.editRecord))
@@ -182,6 +216,7 @@ void EditCommands::insert() {
     // The current record moves behind the new one; references behind the
     // place rise by one (no undo entry for Insert).
     insertHere(list_.editRecord);
+    redo_.clear();
     finishChange();
     list_.pastePending = 0;
 }
@@ -203,6 +238,7 @@ void EditCommands::copy() {
         return;
     list_.pastePending = 1;
     list_.clipboardRecord = list_.viewRecord;
+    clipboard_.clear();
 }
 
 void EditCommands::cut() {
@@ -217,6 +253,7 @@ void EditCommands::remove() {
     if (list_.viewRecord.typeCode() == 0 && !cur->next)
         return;
     undo_.push(cmd::kDelete, cur->record.number(), cur->record);
+    redo_.clear();
     // The pivot of the renumbering is the number the now current record has
     // before renumbering: after deleting step k from the middle a reference
     // to k + 1 keeps its value.
@@ -226,12 +263,15 @@ void EditCommands::remove() {
 }
 
 void EditCommands::append() {
+    if (refuseWhenFull())
+        return;
     list_.currentNumber = list_.componentCount + 1;  // kept when cancelled
     if (!ui_.selectComponent(list_.editRecord))
         return;
     list_.appendRecord(list_.editRecord);
     list_.editRecord = list_.currentNode->record;
     undo_.push(cmd::kAppend, list_.currentNode->record.number(), list_.currentNode->record);
+    redo_.clear();
     finishChange();
 }
 
@@ -241,6 +281,7 @@ void EditCommands::change() {
     ComponentNode* cur = list_.currentNode;
     // The entry is made even when the editor is cancelled.
     undo_.push(cmd::kChange, cur->record.number(), cur->record);
+    redo_.clear();
     list_.editRecord = list_.viewRecord;
     const std::uint16_t n = list_.viewRecord.number();
     const int result = ui_.openEditor(list_.editRecord);
@@ -260,33 +301,67 @@ void EditCommands::undo() {
         list_.modified = 1;
         return;
     }
-    list_.goToStep(entry->stepNumber);
-    const auto number = static_cast<std::uint16_t>(entry->stepNumber);
-    switch (entry->commandId) {
+    // Undoing a Delete brings steps back: not into a procedure without room
+    // for them (the entry stays for later).
+    if (entry->commandId == cmd::kDelete &&
+        refuseWhenFull(entry->parts.empty() ? 1 : entry->parts.size())) {
+        undo_.push(*entry);
+        return;
+    }
+    redo_.push_back(undoEntry(*entry));
+    list_.viewRecord = list_.currentNode->record;
+    finishChange();
+}
+
+UndoEntry EditCommands::undoEntry(UndoEntry& entry) {
+    UndoEntry redo;
+    redo.commandId = entry.commandId;
+    redo.stepNumber = entry.stepNumber;
+    if (!entry.order.empty()) {
+        // A move goes back by the inverse order.
+        std::vector<std::uint32_t> back(entry.order.size());
+        for (std::size_t i = 0; i < entry.order.size(); ++i)
+            back[entry.order[i] - 1] = static_cast<std::uint32_t>(i + 1);
+        ReorderSteps(list_, back);
+        redo.order = entry.order;
+        return redo;
+    }
+    if (!entry.parts.empty()) {
+        // The single Deletes of a multi-step Delete, last one first.
+        for (auto part = entry.parts.rbegin(); part != entry.parts.rend(); ++part)
+            undoEntry(*part);
+        redo.parts = entry.parts;
+        return redo;
+    }
+    list_.goToStep(entry.stepNumber);
+    const auto number = static_cast<std::uint16_t>(entry.stepNumber);
+    switch (entry.commandId) {
         case cmd::kChange:
-            list_.currentNode->record = entry->record;
+            redo.record = list_.currentNode->record;
+            list_.currentNode->record = entry.record;
             break;
         case cmd::kDelete:
-            if (list_.currentNumber < entry->stepNumber) {
+            if (list_.currentNumber < entry.stepNumber) {
                 // The last step was deleted: the record comes back at the end.
-                list_.appendRecord(entry->record);
+                list_.appendRecord(entry.record);
                 list_.renumber(number, true);
             } else {
                 // Inserting renumbers around the place, as Insert does.
                 const std::uint32_t pending = list_.pastePending;
-                insertHere(entry->record);
+                insertHere(entry.record);
                 list_.pastePending = pending;
             }
             list_.currentNode->record.setNumber(number);
             break;
         default:
             // Append: the component goes again as Delete removes it.
+            redo.commandId = cmd::kAppend;
+            redo.record = list_.currentNode->record;
             list_.deleteCurrent();
-            entry->commandId = 0;
+            entry.commandId = 0;
             break;
     }
-    list_.viewRecord = list_.currentNode->record;
-    finishChange();
+    return redo;
 }
 
 void EditCommands::next() {

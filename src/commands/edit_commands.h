@@ -55,6 +55,16 @@ inline constexpr std::uint32_t kHelpVariables = 32795;
 inline constexpr std::uint32_t kAbout = 57664;
 // Not a command of the original menu: the link settings of the serial port.
 inline constexpr std::uint32_t kLinkSettings = 40001;
+// Commands of the step list and the editor's own additions.
+inline constexpr std::uint32_t kRedo = 40002;
+inline constexpr std::uint32_t kMoveUp = 40003;
+inline constexpr std::uint32_t kMoveDown = 40004;
+inline constexpr std::uint32_t kMove = 40005;  // drag and drop in the step list
+inline constexpr std::uint32_t kFind = 40006;
+inline constexpr std::uint32_t kFindNext = 40007;
+inline constexpr std::uint32_t kPrintPreview = 40008;
+inline constexpr std::uint32_t kStepList = 40009;    // show/hide the step list
+inline constexpr std::uint32_t kRecentFile = 40010;  // 40010..40017, newest first
 }  // namespace cmd
 
 // The help topic a help command opens; 0 is the contents.
@@ -67,6 +77,7 @@ struct CommandState {
     bool modified = false;
     std::uint8_t viewTypeCode = 0;
     std::size_t undoCount = 0;
+    std::size_t redoCount = 0;
     bool documentFileExists = false;  // documentPath names an existing file
 };
 // Whether command `id` is usable in `state`. Ids without a rule are enabled.
@@ -88,10 +99,17 @@ std::string ProgramDirectory(const std::string& commandLine,
 
 // Undo: the last ten changes. An entry holds the command, the step number of
 // the current record when it was made and a copy of that record.
+//
+// Commands over several steps are one entry each: a Delete of several steps
+// keeps the entries of its single Deletes in `parts` (in the order they ran),
+// a move keeps the new order of the steps in `order` (order[i] is the old
+// step number of new step i + 1).
 struct UndoEntry {
     std::uint32_t commandId = 0;
     std::uint32_t stepNumber = 0;
     ComponentRecord record;
+    std::vector<UndoEntry> parts;
+    std::vector<std::uint32_t> order;
 };
 
 class UndoStack {
@@ -99,6 +117,7 @@ class UndoStack {
     static constexpr std::size_t kCapacity = 10;
     // On a full stack the oldest entry is dropped first.
     void push(std::uint32_t commandId, std::uint32_t stepNumber, const ComponentRecord& record);
+    void push(UndoEntry entry);
     // Takes the top entry off; its slot stays readable through `slot`.
     UndoEntry* pop();
     std::size_t count() const { return count_; }
@@ -125,6 +144,12 @@ class EditUi {
     // Redraws the view; `erase` clears the background first.
     virtual void repaint(bool erase) = 0;
     virtual void beep() = 0;
+    // A command refused with a message (Windows-1252), such as Append on a
+    // full procedure; without a message box the refusal is a beep.
+    virtual void refuse(const std::string& message) {
+        static_cast<void>(message);
+        beep();
+    }
 };
 
 // The step column: ten boxes down the left side of the view.
@@ -159,6 +184,28 @@ std::optional<std::uint32_t> ParseGoToStep(const std::string& text, std::uint32_
 // The range line of the Go to dialog: "(1...%d)".
 std::string GoToRangeText(std::uint32_t componentCount);
 
+// Orders of the steps after a move: order[i] is the old step number that
+// becomes step i + 1. `selected` holds step numbers (1-based, any order); an
+// empty result means nothing moves.
+//
+// Move up: every selected step changes place with the unselected step in
+// front of it; a selected block at the top stays where it is.
+std::vector<std::uint32_t> MoveUpOrder(std::uint32_t count,
+                                       const std::vector<std::uint32_t>& selected);
+// Move down: the same towards the end.
+std::vector<std::uint32_t> MoveDownOrder(std::uint32_t count,
+                                         const std::vector<std::uint32_t>& selected);
+// Drag and drop: the selected steps, in their order, go in front of step
+// `before` (count + 1: to the end).
+std::vector<std::uint32_t> MoveToOrder(std::uint32_t count,
+                                       const std::vector<std::uint32_t>& selected,
+                                       std::uint32_t before);
+// Puts the records of `list` into `order` and points every step reference
+// (goto target with a branch condition; the step references of graphic, text
+// print and statistic components) at the same component as before. References
+// outside 1..count stay as they are. The current component stays current.
+void ReorderSteps(ProcedureList& list, const std::vector<std::uint32_t>& order);
+
 class EditCommands {
   public:
     EditCommands(ProcedureList& list, EditUi& ui) : list_(list), ui_(ui) {}
@@ -178,19 +225,54 @@ class EditCommands {
     // Double click in step box `box`.
     void selectStepBox(int box);
 
+    // Commands over the steps selected in the step list (step numbers).
+    // Copy keeps all of them for Paste; Delete and Cut remove them as one
+    // undoable command; a single step runs the command of the view.
+    void copySteps(const std::vector<std::uint32_t>& steps);
+    void cutSteps(const std::vector<std::uint32_t>& steps);
+    void removeSteps(const std::vector<std::uint32_t>& steps);
+    // Reorders the steps (one undoable command); the new step numbers of the
+    // moved steps are returned, empty when nothing moved.
+    std::vector<std::uint32_t> moveUp(const std::vector<std::uint32_t>& steps);
+    std::vector<std::uint32_t> moveDown(const std::vector<std::uint32_t>& steps);
+    std::vector<std::uint32_t> moveTo(const std::vector<std::uint32_t>& steps,
+                                      std::uint32_t before);
+    // Redo of the last undone command; a new command clears what could be
+    // redone.
+    void redo();
+    std::size_t redoCount() const { return redo_.size(); }
+    // New, Open and Close forget both.
+    void clearHistory();
+    // The steps Copy put aside for Paste (one for the view's Copy).
+    std::size_t clipboardCount() const { return clipboard_.empty() ? 1 : clipboard_.size(); }
+
     UndoStack& undoStack() { return undo_; }
     const UndoStack& undoStack() const { return undo_; }
     CommandState state() const;
 
   private:
+    // Refuses (and says so) when `steps` more steps would not fit.
+    bool refuseWhenFull(std::size_t steps = 1);
     // Insert before the current component.
     void insertHere(const ComponentRecord& record);
     // The end of every change: status pane, repaint with erase, modified.
     void finishChange();
+    // Undoes one entry; what Redo needs to run it again is returned.
+    UndoEntry undoEntry(UndoEntry& entry);
+    std::vector<std::uint32_t> move(std::uint32_t commandId, std::vector<std::uint32_t> order,
+                                    const std::vector<std::uint32_t>& steps);
+    // Paste of several copied steps: all of them go in front of the current
+    // one, in their order.
+    void pasteSteps();
+    // Runs the single Deletes of `steps` (highest first) as one undo entry.
+    void deleteSteps(std::vector<std::uint32_t> steps, bool keepRedo);
 
     ProcedureList& list_;
     EditUi& ui_;
     UndoStack undo_;
+    std::vector<UndoEntry> redo_;
+    // Several copied steps; empty when the view's Copy put one aside.
+    std::vector<ComponentRecord> clipboard_;
 };
 
 }  // namespace quelvari

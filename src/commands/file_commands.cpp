@@ -69,6 +69,10 @@ void FileCommands::setTitle(const std::string& path) {
 bool FileCommands::askSaveChanges() {
     if (!list_.modified)
         return true;
+    // A procedure without components and without a file of its own (never
+    // saved, or closed) has nothing to lose: no question.
+    if (list_.componentCount == 0 && (list_.documentPath.empty() || list_.documentPath == kNoName))
+        return true;
     switch (ui_.askYesNoCancel(LangText(3139))) {
         case Answer::Cancel:
             return false;

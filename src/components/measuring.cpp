@@ -1,8 +1,10 @@
 // Measuring component 'M': mode, measured-variable list, scan rate and number
 // of measurements, up to two trigger conditions and the pretrigger.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
+#include "components/controls.h"
 #include "components/editors.h"
 #include "components/layouts.h"
 #include "model/numbers.h"
@@ -14,7 +16,7 @@ namespace {
 
 using namespace layout::measuring;
 
-constexpr std::uint32_t kModeButton = 1004;  // + mode index 0..2
+using control::measuring::kModeButton;  // + mode index 0..2
 constexpr std::uint32_t kSaveGroup = 2025;
 constexpr std::uint32_t kSaveYes = 1451;
 constexpr std::uint32_t kSaveNo = 1452;
@@ -25,7 +27,7 @@ constexpr std::uint32_t kScanEdit = 1016;
 constexpr std::uint32_t kCountEdit = 1017;
 constexpr std::uint32_t kTriggerEdit = 1018;   // operator 1019, value 1020
 constexpr std::uint32_t kTrigger2Edit = 1023;  // operator 1024, value 1025
-constexpr std::uint32_t kLinkCombo = 2177;
+using control::measuring::kLinkCombo;
 constexpr std::uint32_t kPretriggerCombo = 2179;
 
 constexpr std::uint16_t kModeText = 3005;  // + mode index
@@ -169,6 +171,10 @@ std::string FormatVariableList(const ComponentRecord& r) {
             out += std::to_string(r.u8(at + 2));
         }
     }
+    // The text is a C string: a second character of 0 (the shape of a
+    // one-letter name with its number in the third byte) ends it there, as
+    // the edit field and the view would show it.
+    out.resize(std::min(out.find('\0'), out.size()));
     if (out.size() > 40)
         out.resize(40);
     return out;

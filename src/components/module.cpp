@@ -1,5 +1,6 @@
 // Module component 'U': the name of a procedure module (without extension).
 #include "components/module.h"
+#include "components/controls.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,7 +18,7 @@
 namespace quelvari {
 namespace {
 
-constexpr std::uint32_t kModuleName = 1206;
+using control::module::kModuleName;
 constexpr std::size_t kNameReadChars = 34;
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "components/controls.h"
 #include "components/editors.h"
 #include "components/layouts.h"
 #include "model/numbers.h"
@@ -12,8 +13,8 @@
 namespace quelvari {
 namespace {
 
-constexpr std::uint32_t kScreenButton = 1170;
-constexpr std::uint32_t kPrinterButton = 1171;
+using control::picture::kPrinterButton;
+using control::picture::kScreenButton;
 constexpr std::uint32_t kFileShown = 1173;
 constexpr std::uint32_t kXEdit = 1174;  // Y 1175, width 1176, height 1177
 constexpr std::uint32_t kYEdit = 1175;
@@ -22,7 +23,7 @@ constexpr std::uint32_t kClearYes = 1057;
 constexpr std::uint32_t kClearNo = 1056;
 constexpr std::uint32_t kClearGroup = 2006;
 constexpr std::uint32_t kTransparent = 2163;
-constexpr std::uint32_t kLinePosition = 2180;
+using control::picture::kLinePosition;
 
 std::int32_t leadingInt(const std::string& text) {
     const long v = ParseLeadingInteger(text);
@@ -140,8 +141,9 @@ void DescribePicture(const ComponentRecord& r, ComponentView& view) {
                  std::to_string(static_cast<std::int32_t>(r.u32(kXPercent + 4 * i))) + " %");
     }
     if (!screen) {
-        view.boxes(LangText(2163), {{LangText(3009), r.u8(kTransparentText) != 0}});
-        view.boxes(LangText(2180), {{LangText(3009), r.u8(kUseLinePosition) != 0}});
+        // Labels of the dialog's check boxes: German has them only built in.
+        view.boxes(ControlText(kTransparent), {{LangText(3009), r.u8(kTransparentText) != 0}});
+        view.boxes(ControlText(kLinePosition), {{LangText(3009), r.u8(kUseLinePosition) != 0}});
     }
 }
 

@@ -46,6 +46,17 @@ struct ComponentView {
     }
 };
 
+// The labels of the head every drawn component carries beside its picture:
+// step, entry and branch condition, branch target, comment.
+namespace view_text {
+inline constexpr std::uint32_t kEntry = 3000;
+inline constexpr std::uint32_t kBranch = 3001;
+inline constexpr std::uint32_t kStep = 3002;
+inline constexpr std::uint32_t kTarget = 3003;
+inline constexpr std::uint32_t kComment = 3004;
+inline constexpr std::uint32_t kAll[] = {kEntry, kBranch, kStep, kTarget, kComment};
+}  // namespace view_text
+
 // The description of `r` in the current language.
 ComponentView DescribeComponent(const ComponentRecord& r);
 

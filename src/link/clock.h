@@ -4,6 +4,7 @@
 // clock that only moves when somebody waits.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace quelvari::link {
@@ -17,6 +18,30 @@ class Clock {
     // Waits until nowMs() >= t (returns at once when t has passed).
     void sleepUntil(std::uint64_t t);
 };
+
+// Asks the link to stop: the dialog's Cancel or Ctrl+C sets it, from any
+// thread (or a signal handler). Every wait of the link looks at it at least
+// every kSliceMs, so a stop is heard within that time.
+class CancelToken {
+  public:
+    static constexpr std::uint32_t kSliceMs = 20;
+    void cancel() { flag_.store(true, std::memory_order_relaxed); }
+    void reset() { flag_.store(false, std::memory_order_relaxed); }
+    bool cancelled() const { return flag_.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<bool> flag_{false};
+};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+// True when `token` is set (a null token never is).
+inline bool Cancelled(const CancelToken* token) {
+    return token && token->cancelled();
+}
+
+// Waits on `clock` until `t` in slices of CancelToken::kSliceMs; false when
+// `token` was set first.
+bool WaitUntil(Clock& clock, std::uint64_t t, const CancelToken* token);
 
 // The monotonic wall clock.
 class SteadyClock : public Clock {

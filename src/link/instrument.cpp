@@ -1,5 +1,6 @@
 #include "link/instrument.h"
 
+#include "model/numbers.h"
 #include "model/status.h"
 
 #include <algorithm>
@@ -8,14 +9,6 @@
 namespace quelvari::link {
 
 namespace {
-
-std::uint16_t Le16(const std::uint8_t* p) {
-    return static_cast<std::uint16_t>(p[0] | p[1] << 8);
-}
-void PutLe16(std::uint8_t* p, std::uint16_t v) {
-    p[0] = static_cast<std::uint8_t>(v);
-    p[1] = static_cast<std::uint8_t>(v >> 8);
-}
 
 // Where bytes 1 to 8 and 10 to 12 of the entry come from.
 constexpr std::size_t kByte1to8Source[8] = {17, 16, 18, 19, 20, 21, 24, 23};
@@ -30,12 +23,12 @@ int ParseIdentification(const std::uint8_t* d, std::size_t n, InstrumentEntry& e
     // checked, through the bytes behind the name.
     std::uint8_t fixed[kNameOffset] = {};
     std::memcpy(fixed, d, std::min(n, kNameOffset));
-    e.model = Le16(fixed + 0);
-    e.word2 = Le16(fixed + 2);
+    e.model = GetLe16(fixed + 0);
+    e.word2 = GetLe16(fixed + 2);
     e.word3 = static_cast<std::uint16_t>(fixed[4] << 8 | fixed[5]);
-    e.word6 = Le16(fixed + 6);
-    e.word5 = Le16(fixed + 8);
-    e.word4 = Le16(fixed + 10);
+    e.word6 = GetLe16(fixed + 6);
+    e.word5 = GetLe16(fixed + 8);
+    e.word4 = GetLe16(fixed + 10);
     e.long1 = static_cast<std::uint32_t>(fixed[12]) | static_cast<std::uint32_t>(fixed[13]) << 8 |
               static_cast<std::uint32_t>(fixed[14]) << 16 |
               static_cast<std::uint32_t>(fixed[15]) << 24;

@@ -25,8 +25,10 @@ class LibusbBackend : public UsbBackend {
             libusb_exit(ctx_);
     }
 
-    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& out) override {
+    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& out,
+                    std::vector<UsbSeen>& all) override {
         out.clear();
+        all.clear();
         if (!ctx_) {
             const int r = libusb_init(&ctx_);
             if (r < 0) {
@@ -41,28 +43,33 @@ class LibusbBackend : public UsbBackend {
         const ssize_t n = libusb_get_device_list(ctx_, &list);
         if (n < 0)
             return static_cast<int>(n);
+        // Every device on the bus, in the order of bus and address (stable
+        // between runs); the instruments are those with a listed id. A device
+        // number is its place in `all`.
+        std::vector<std::pair<UsbSeen, libusb_device*>> seen;
         for (ssize_t i = 0; i < n; ++i) {
             libusb_device_descriptor desc{};
             if (libusb_get_device_descriptor(list[i], &desc) != 0)
                 continue;
-            const UsbId id{desc.idVendor, desc.idProduct};
-            if (std::find(ids.begin(), ids.end(), id) == ids.end())
-                continue;
-            devices_.push_back(libusb_ref_device(list[i]));
+            seen.push_back({{{desc.idVendor, desc.idProduct},
+                             libusb_get_bus_number(list[i]),
+                             libusb_get_device_address(list[i])},
+                            list[i]});
+        }
+        std::sort(seen.begin(), seen.end(), [](const auto& a, const auto& b) {
+            return a.first.bus * 256 + a.first.address < b.first.bus * 256 + b.first.address;
+        });
+        for (const auto& [info, dev] : seen) {
+            all.push_back(info);
+            devices_.push_back(libusb_ref_device(dev));
+            if (std::find(ids.begin(), ids.end(), info.id) != ids.end())
+                out.push_back(static_cast<int>(all.size() - 1));
         }
         libusb_free_device_list(list, 1);
-        // Bus and address give a stable order between runs.
-        std::sort(devices_.begin(), devices_.end(), [](libusb_device* a, libusb_device* b) {
-            const int ka = libusb_get_bus_number(a) * 256 + libusb_get_device_address(a);
-            const int kb = libusb_get_bus_number(b) * 256 + libusb_get_device_address(b);
-            return ka < kb;
-        });
-        for (std::size_t i = 0; i < devices_.size(); ++i)
-            out.push_back(static_cast<int>(i));
         return 0;
     }
 
-    int open(int device, std::string& reason) override {
+    int open(int device, bool mayDetach, std::string& reason) override {
         if (device < 0 || static_cast<std::size_t>(device) >= devices_.size())
             return LIBUSB_ERROR_NOT_FOUND;
         libusb_device* d = devices_[static_cast<std::size_t>(device)];
@@ -76,9 +83,9 @@ class LibusbBackend : public UsbBackend {
             return r;
         }
         r = libusb_claim_interface(h, 0);
-        // A kernel driver that holds the interface is detached, then the
-        // claim is tried once more.
-        if (r == LIBUSB_ERROR_BUSY && libusb_kernel_driver_active(h, 0) == 1 &&
+        // A kernel driver that holds the interface is detached only when the
+        // caller allows it, then the claim is tried once more.
+        if (r == LIBUSB_ERROR_BUSY && mayDetach && libusb_kernel_driver_active(h, 0) == 1 &&
             libusb_detach_kernel_driver(h, 0) == 0)
             r = libusb_claim_interface(h, 0);
         if (r < 0) {

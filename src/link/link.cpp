@@ -2,15 +2,12 @@
 
 #include "model/status.h"
 
+#include <cstdlib>
+
+#include "link/link_texts.h"
 #include "link/posix_serial.h"
 
 namespace quelvari::link {
-
-std::string SerialPortName(std::uint8_t comPortIndex) {
-    std::string name = "COM1";
-    name.back() = static_cast<char>('1' + comPortIndex);
-    return name;
-}
 
 std::string SerialDevicePath(std::uint8_t comPortIndex, const std::string& chosenDevice) {
     if (!chosenDevice.empty())
@@ -32,6 +29,12 @@ Link::Link(Clock& c) : clock(c), serial(buf, c), usb(buf, c) {
     };
 }
 
+void Link::setCancel(const CancelToken* token) {
+    cancel_ = token;
+    serial.cancel = token;
+    usb.cancel = token;
+}
+
 void Link::setTrace(Trace* trace) {
     serial.trace = trace;
     usb.trace = trace;
@@ -39,27 +42,55 @@ void Link::setTrace(Trace* trace) {
         serial.port()->setTrace(trace, &clock);
 }
 
-Link& ProgramLink() {
-    static Link link(SystemClock());
-    return link;
+LinkBackend* Backend(Link& link) {
+    switch (link.linkKind) {
+        case kLinkSerial:
+            return &link.serial;
+        case kLinkUsb:
+            return &link.usb;
+        default:
+            return nullptr;
+    }
+}
+
+LinkResult LinkFault(Link& link) {
+    LinkBackend* b = Backend(link);
+    return b ? b->fault() : LinkResult{};
+}
+
+std::string LinkDetail(Link& link) {
+    if (!link.lastReason.empty())
+        return link.lastReason;
+    const LinkResult fault = LinkFault(link);
+    return fault.ok() ? std::string() : TextWith(kTextLinkLost, {fault.reason});
+}
+
+// A serial port that may not be opened: the user is not in the group that
+// owns serial ports.
+std::string SerialReason(const LinkResult& why, const std::string& device) {
+    if (why.status != LinkStatus::kNoAccess)
+        return why.reason;
+    const char* user = std::getenv("USER");
+    return why.reason + "\n" + TextWith(kTextDialout, {device, user && *user ? user : "$USER"});
 }
 
 int LinkConnect(Link& link) {
-    if (link.busyCursor)
-        link.busyCursor(true);
     int result = 0;
     link.lastReason.clear();
     if (link.linkKind == kLinkSerial) {
         link.serial.slowLink = link.slowLink != 0;
+        link.serial.baudRate = SerialBaudRate(link.baudIndex);
         LinkResult why;
         if (!link.serial.open(&why)) {
-            link.lastReason = why.reason;
+            link.lastReason =
+                SerialReason(why, SerialDevicePath(link.comPortIndex, link.serialDevice));
             result = kErrNoUsbInstrument;
         }
     } else if (link.linkKind == kLinkUsb) {
         UsbFound found;
-        if (link.usb.enumerate(found) != 0) {
-            link.lastReason = link.usb.reason;
+        const int enumerated = link.usb.enumerate(found);
+        link.lastReason = link.usb.reason;
+        if (enumerated != 0) {
             result = kErrTransfer;
         } else {
             for (int i = 0; i < kUsbSlots; ++i)
@@ -73,49 +104,27 @@ int LinkConnect(Link& link) {
         }
     }
     link.linkBusy = 0;
-    if (link.busyCursor)
-        link.busyCursor(false);
     return result;
 }
 
 void LinkDisconnect(Link& link) {
-    if (link.linkKind == kLinkSerial)
-        link.serial.close();
-    else if (link.linkKind == kLinkUsb)
-        link.usb.closeAll();
+    if (LinkBackend* b = Backend(link))
+        b->disconnect();
     link.table[0].present = 0;
 }
 
 int LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs) {
-    if (link.linkKind == kLinkSerial)
-        return link.serial.request(length, timeoutMs);
-    if (link.linkKind == kLinkUsb)
-        return link.usb.request(length, timeoutMs, 0);
-    return 0;
+    return LinkBlockRequest(link, length, timeoutMs, 0);
 }
 
 int LinkSend(Link& link, std::size_t length) {
-    if (link.linkKind == kLinkSerial)
-        return link.serial.sendFrame(length);
-    if (link.linkKind == kLinkUsb)
-        return link.usb.bulkWrite(length);
-    return 0;
+    LinkBackend* b = Backend(link);
+    return b ? b->send(length) : 0;
 }
 
 int LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
-    if (link.linkKind == kLinkSerial)
-        return link.serial.request(length, timeoutMs);
-    if (link.linkKind == kLinkUsb)
-        return link.usb.request(length, timeoutMs, viaBulk);
-    return 0;
-}
-
-int LinkBlockWrite(Link& link, std::size_t length) {
-    if (link.linkKind == kLinkSerial)
-        return link.serial.sendFrame(length);
-    if (link.linkKind == kLinkUsb)
-        return link.usb.bulkWrite(length);
-    return 0;
+    LinkBackend* b = Backend(link);
+    return b ? b->request(length, timeoutMs, viaBulk) : 0;
 }
 
 }  // namespace quelvari::link

@@ -7,8 +7,9 @@
 //                   76 not delivered (serial), -99 not sent twice (USB)
 //   LinkSend        non-zero when the request went out and was acknowledged
 //
-// They dispatch by linkKind: 0 serial, 1 USB; any other value is no link, and
-// every operation then does nothing and returns 0.
+// They go through one table (LinkBackend) chosen by linkKind: 0 serial, 1 USB;
+// any other value is no link, and every operation then does nothing and
+// returns 0. The simulated instrument sits beneath either backend.
 #pragma once
 
 #include <array>
@@ -45,8 +46,6 @@ using InstrumentTable = std::array<InstrumentEntry, kInstrumentEntries>;
 inline constexpr std::uint16_t kLinkSerial = 0;
 inline constexpr std::uint16_t kLinkUsb = 1;
 
-// "COM1" with its last character replaced by '1' + comPortIndex.
-std::string SerialPortName(std::uint8_t comPortIndex);
 // The device the serial link opens: the path the user chose, else the
 // system's port of the same number (COM1 is /dev/ttyS0).
 std::string SerialDevicePath(std::uint8_t comPortIndex, const std::string& chosenDevice);
@@ -74,36 +73,46 @@ class Link {
     // Set when a connect succeeded; the serial link clears it when it closes.
     bool instrumentConnected = false;
     std::uint16_t linkBusy = 0;
-    // Why the last connect failed, in the system's words (may be empty).
+    // Why the last connect failed, in the system's words and what to do about
+    // it (may be empty; lines end with "\n" between them).
     std::string lastReason;
 
-    // The user-interface side: the transfer cursor while connecting, and the
-    // beep for a NAK. Both may stay empty.
-    std::function<void(bool busy)> busyCursor;
+    // Stops every wait of the link; null for none. The caller owns it.
+    void setCancel(const CancelToken* token);
+    const CancelToken* cancel() const { return cancel_; }
+
+    // The beep for a NAK; may stay empty.
     std::function<void()> beep;
 
     // Hex dump of all traffic; null for none.
     void setTrace(Trace* trace);
     // Serial port factory; by default the system's port named by the settings.
     std::function<std::unique_ptr<Transport>()> makeSerialPort;
+
+  private:
+    const CancelToken* cancel_ = nullptr;
 };
 
-// The program's one link, on the wall clock. The editor applies the link
-// settings to it when its main window is created; until then it is USB.
-Link& ProgramLink();
+// The backend of the link's kind, or null for no link.
+LinkBackend* Backend(Link& link);
+// The instrument went away or the line failed for good, with the system's
+// reason (ok when not).
+LinkResult LinkFault(Link& link);
+// What a message about the link should add below the catalogue text: the
+// connect's reason, else the reason the device was lost. Empty when none.
+std::string LinkDetail(Link& link);
 
 int LinkConnect(Link& link);
 void LinkDisconnect(Link& link);
 int LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs);
 int LinkSend(Link& link, std::size_t length);
 
-// The requests that the original reaches only through its USB functions (the
-// memory query and the transfer's requests and blocks). On USB they are
-// UsbRequest (control or bulk) and UsbBulkWrite; on the serial link a request
-// is a framed request (SerialRequest) and a block an acknowledged frame
-// (SerialSendFrame, non-zero when acknowledged). Other kinds return 0.
+// The requests that the instrument's tools reach only through their USB
+// functions (the memory query and the transfer's requests). On USB it is
+// UsbRequest (control or bulk); on the serial link a framed request
+// (SerialRequest). A block goes with LinkSend: UsbBulkWrite, or one
+// acknowledged frame (SerialSendFrame). Other kinds return 0.
 int LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk);
-int LinkBlockWrite(Link& link, std::size_t length);
 
 // Answer data byte i (receive buffer byte i + 1).
 inline std::uint8_t AnswerByte(const Link& link, std::size_t i) {

@@ -1,13 +1,11 @@
 #include "link/link_settings.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
 #include <sstream>
 
+#include "link/link_files.h"
 #include "link/simulator.h"
 #include "model/config.h"
+#include "model/file_io.h"
 
 namespace quelvari::link {
 
@@ -31,6 +29,7 @@ std::string FormatLinkConfig(const LinkConfig& c) {
     out << "baud=" << c.baudIndex << "\n";
     out << "slow=" << (c.slow ? 1 : 0) << "\n";
     out << "usbids=" << FormatUsbIds(c.usbIds) << "\n";
+    out << "usbmap=" << FormatUsbRequestMap(c.usbMap) << "\n";
     out << "card=" << c.cardDir << "\n";
     return out.str();
 }
@@ -46,7 +45,9 @@ LinkConfig ParseLinkConfig(const std::string& text) {
         return out <= max;
     };
     while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r')
+        // Lines may end in CR LF (a file edited on Windows), also more than
+        // one CR: none of them belongs to the value.
+        while (!line.empty() && line.back() == '\r')
             line.pop_back();
         const auto eq = line.find('=');
         if (eq == std::string::npos)
@@ -72,6 +73,10 @@ LinkConfig ParseLinkConfig(const std::string& text) {
             std::vector<UsbId> ids;
             if (ParseUsbIds(value, ids))
                 c.usbIds = ids;
+        } else if (key == "usbmap") {
+            UsbRequestMap map;
+            if (ParseUsbRequestMap(value, map))
+                c.usbMap = map;
         } else if (key == "card") {
             c.cardDir = value;
         }
@@ -80,28 +85,29 @@ LinkConfig ParseLinkConfig(const std::string& text) {
 }
 
 LinkConfig ReadLinkConfig(const std::string& path) {
-    std::ifstream in(path);
-    if (!in)
+    std::vector<std::uint8_t> bytes;
+    if (!ReadBoundedFile(path, kLinkConfigMax, bytes))
         return LinkConfig{};
-    std::ostringstream text;
-    text << in.rdbuf();
-    return ParseLinkConfig(text.str());
+    return ParseLinkConfig(std::string(bytes.begin(), bytes.end()));
 }
 
 bool WriteLinkConfig(const LinkConfig& config, const std::string& path) {
     EnsureConfigDirectories();
-    const std::string temp = path + ".tmp";
     const std::string text = FormatLinkConfig(config);
-    std::FILE* f = std::fopen(temp.c_str(), "wb");
-    if (!f)
-        return false;
-    const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size() &&
-                         std::fflush(f) == 0 && ::fsync(::fileno(f)) == 0;
-    if (std::fclose(f) != 0 || !written || std::rename(temp.c_str(), path.c_str()) != 0) {
-        std::remove(temp.c_str());
-        return false;
-    }
-    return true;
+    return WriteFileAtomically(path, text.data(), text.size()).ok();
+}
+
+Status UpdateLinkConfig(const std::string& path, const std::function<void(LinkConfig&)>& change) {
+    EnsureConfigDirectories();
+    // Held from the read until the new file is in place, so that a second
+    // program saving at the same time does not undo this change.
+    FileLock lock;
+    if (Status s = lock.acquire(path, kErrFileWrite, kLockWait, true); !s.ok())
+        return s;
+    LinkConfig config = ReadLinkConfig(path);
+    change(config);
+    const std::string text = FormatLinkConfig(config);
+    return WriteFileAtomically(path, text.data(), text.size());
 }
 
 void ApplyLinkConfig(Link& link, const LinkConfig& c) {
@@ -110,6 +116,8 @@ void ApplyLinkConfig(Link& link, const LinkConfig& c) {
     link.slowLink = c.slow ? 1 : 0;
     link.serialDevice = c.device;
     link.usb.ids = c.usbIds;
+    link.usb.map = c.usbMap;
+    link.usb.settingsPath = LinkConfigPath();
     switch (c.kind) {
         case LinkConfig::Kind::kSerial:
             link.linkKind = kLinkSerial;

@@ -1,5 +1,6 @@
 #include "link/memory.h"
 
+#include "model/numbers.h"
 #include "model/status.h"
 
 #include <cstdio>
@@ -8,14 +9,6 @@ namespace quelvari::link {
 
 namespace {
 
-std::uint32_t Le32(const std::uint8_t* p) {
-    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
-}
-void PutLe32(std::uint8_t* p, std::uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        p[i] = static_cast<std::uint8_t>(v >> (8 * i));
-}
 std::string Format(const char* format, long value) {
     char buf[32];
     std::snprintf(buf, sizeof buf, format, value);
@@ -27,12 +20,12 @@ std::string Format(const char* format, long value) {
 bool ParseMemoryAnswer(const std::uint8_t* d, std::size_t n, InstrumentMemory& m) {
     if (n < kMemoryAnswerSize)
         return false;
-    m.word0 = Le32(d + 0);
-    m.totalMb = Le32(d + 4);
-    m.seriesMb = Le32(d + 8);
-    m.databaseMb = Le32(d + 12);
+    m.word0 = GetLe32(d + 0);
+    m.totalMb = GetLe32(d + 4);
+    m.seriesMb = GetLe32(d + 8);
+    m.databaseMb = GetLe32(d + 12);
     m.procedureNumber = d[16];
-    m.freeBlocks = Le32(d + 17);
+    m.freeBlocks = GetLe32(d + 17);
     return true;
 }
 

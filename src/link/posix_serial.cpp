@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -43,6 +44,10 @@ LinkResult StatusFromErrno(int error, const std::string& what) {
 }
 
 namespace {
+
+// A wait for input returns at least this often, so the link can look at its
+// cancel token.
+constexpr std::uint32_t kWaitSliceMs = CancelToken::kSliceMs;
 
 speed_t SpeedFor(std::uint16_t baudIndex) {
     switch (SerialBaudRate(baudIndex)) {
@@ -113,19 +118,34 @@ std::size_t PosixSerialPort::bytesWaiting() {
     return static_cast<std::size_t>(n);
 }
 
-void PosixSerialPort::purgeInput() {
+std::size_t PosixSerialPort::doPurge(std::uint8_t* data, std::size_t n) {
     if (fd_ < 0)
-        return;
+        return 0;
     // One read of what the driver reports, as the link expects; tcflush would
     // also drop bytes that arrive while we look.
     std::uint8_t scratch[2500];
-    std::size_t waiting = bytesWaiting();
+    std::size_t waiting = bytesWaiting(), dropped = 0;
     while (waiting > 0) {
         const ssize_t got = ::read(fd_, scratch, std::min(waiting, sizeof scratch));
         if (got <= 0)
             break;
-        waiting -= static_cast<std::size_t>(got);
+        const auto g = static_cast<std::size_t>(got);
+        if (dropped < n)
+            std::copy_n(scratch, std::min(g, n - dropped), data + dropped);
+        dropped += g;
+        waiting -= std::min(waiting, g);
     }
+    return dropped;
+}
+
+LinkStatus PosixSerialPort::drain() {
+    if (fd_ < 0)
+        return LinkStatus::kInvalid;
+    while (::tcdrain(fd_) != 0) {
+        if (errno != EINTR)
+            return StatusFromErrno(errno, device_).status;
+    }
+    return LinkStatus::kOk;
 }
 
 LinkStatus PosixSerialPort::setModemLines(bool dtr, bool rts) {
@@ -146,16 +166,20 @@ bool PosixSerialPort::pollFor(short events, int timeoutMs) {
         const int r = ::poll(&p, 1, timeoutMs);
         if (r < 0 && errno == EINTR)
             continue;
+        // The line hung up (the adapter was pulled, the terminal's far end
+        // closed): nothing will come any more.
+        if (r > 0 && (p.revents & (POLLHUP | POLLERR | POLLNVAL)) && !(p.revents & POLLIN))
+            setFault(StatusFromErrno((p.revents & POLLNVAL) ? EBADF : EIO, device_));
         return r > 0 && (p.revents & events);
     }
 }
 
 bool PosixSerialPort::waitReadable(Clock&, std::uint32_t maxMs) {
-    if (fd_ < 0)
+    if (fd_ < 0 || !fault().ok())
         return false;
     if (bytesWaiting() > 0)
         return true;
-    return pollFor(POLLIN, static_cast<int>(std::min<std::uint32_t>(maxMs, 1000)));
+    return pollFor(POLLIN, static_cast<int>(std::min<std::uint32_t>(maxMs, kWaitSliceMs)));
 }
 
 LinkStatus PosixSerialPort::doRead(std::uint8_t* data, std::size_t n, std::size_t& got,
@@ -168,8 +192,13 @@ LinkStatus PosixSerialPort::doRead(std::uint8_t* data, std::size_t n, std::size_
     if (bytesWaiting() == 0 && !pollFor(POLLIN, total))
         return LinkStatus::kTimeout;
     const ssize_t r = ::read(fd_, data, n);
-    if (r < 0)
-        return errno == EAGAIN ? LinkStatus::kTimeout : StatusFromErrno(errno, device_).status;
+    if (r < 0) {
+        if (errno == EAGAIN || errno == EINTR)
+            return LinkStatus::kTimeout;
+        const LinkResult failed = StatusFromErrno(errno, device_);
+        setFault(failed);
+        return failed.status;
+    }
     got = static_cast<std::size_t>(r);
     return LinkStatus::kOk;
 }
@@ -184,8 +213,11 @@ LinkStatus PosixSerialPort::doWrite(const std::uint8_t* data, std::size_t n, std
             written += static_cast<std::size_t>(r);
             continue;
         }
-        if (r < 0 && errno != EAGAIN && errno != EINTR)
-            return StatusFromErrno(errno, device_).status;
+        if (r < 0 && errno != EAGAIN && errno != EINTR) {
+            const LinkResult failed = StatusFromErrno(errno, device_);
+            setFault(failed);
+            return failed.status;
+        }
         if (!pollFor(POLLOUT, total))
             return LinkStatus::kTimeout;
     }

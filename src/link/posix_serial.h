@@ -21,13 +21,14 @@ class PosixSerialPort : public Transport {
     void close() override;
     bool isOpen() const override { return fd_ >= 0; }
     std::size_t bytesWaiting() override;
-    void purgeInput() override;
+    LinkStatus drain() override;
     LinkStatus setModemLines(bool dtr, bool rts) override;
     bool waitReadable(Clock& clock, std::uint32_t maxMs) override;
 
     const SerialTimeouts& timeouts() const { return timeouts_; }
 
   protected:
+    std::size_t doPurge(std::uint8_t* data, std::size_t n) override;
     LinkStatus doRead(std::uint8_t* data, std::size_t n, std::size_t& got, int timeoutMs) override;
     LinkStatus doWrite(const std::uint8_t* data, std::size_t n, std::size_t& written) override;
 

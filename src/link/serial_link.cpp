@@ -26,14 +26,28 @@ unsigned SerialBaudRate(std::uint16_t baudIndex) {
     }
 }
 
-std::string SerialModeText(std::uint16_t baudIndex) {
-    return "baud=" + std::to_string(SerialBaudRate(baudIndex)) + " parity=N data=8 stop=1";
+std::uint64_t WireTimeMs(std::size_t bytes, unsigned baud) {
+    if (baud == 0)
+        return 0;
+    return (std::uint64_t{bytes} * 10 * 1000 + baud - 1) / baud;
 }
 
 void SerialLink::attach(std::unique_ptr<Transport> port) {
     port_ = std::move(port);
     if (port_)
         port_->setTrace(trace, &clock_);
+}
+
+bool SerialLink::waitUntil(std::uint64_t t) {
+    // In slices, so that a line that hangs up meanwhile ends the wait too.
+    while (!lost()) {
+        const std::uint64_t now = clock_.nowMs();
+        if (now >= t)
+            return !Cancelled(cancel);
+        if (!WaitUntil(clock_, std::min<std::uint64_t>(t, now + CancelToken::kSliceMs), cancel))
+            return false;
+    }
+    return false;
 }
 
 void SerialLink::drainInput() {
@@ -68,15 +82,15 @@ int SerialLink::open(LinkResult* reason) {
     // at most five times. An instrument that never answers does not fail the
     // open: the requests after it will tell.
     for (int attempt = 0; attempt < SerialTiming::kGreetingAttempts; ++attempt) {
-        if (attempt > 0)
-            clock_.sleepMs(SerialTiming::kGreetingPause);
+        if (attempt > 0 && !waitUntil(clock_.nowMs() + SerialTiming::kGreetingPause))
+            break;
         drainInput();
         buf_.tx[0] = 'B';
         if (sendFrame(1))
             break;
     }
     lastFrameTime = clock_.nowMs();
-    clock_.sleepMs(SerialTiming::kSettle);
+    waitUntil(lastFrameTime + SerialTiming::kSettle);
     return 1;
 }
 
@@ -101,14 +115,16 @@ bool SerialLink::readByte(std::uint8_t& byte) {
 }
 
 int SerialLink::sendFrame(std::size_t length) {
-    if (!isOpen() || length > kLinkBufferSize)
+    // Checks in order: the line is there, not cancelled, the pacing.
+    if (!isOpen() || lost() || length > kLinkBufferSize)
         return 0;
     // Pacing: at least 100 ms from one frame start to the next.
-    clock_.sleepUntil(lastFrameTime + SerialTiming::kFrameSpacing);
+    if (!waitUntil(lastFrameTime + SerialTiming::kFrameSpacing))
+        return 0;
     lastFrameTime = clock_.nowMs();
 
     // Whatever waits now is no answer to this frame.
-    port_->purgeInput();
+    port_->purge();
 
     // The frame, byte by byte; the closing DLE ETX in one write.
     const std::vector<std::uint8_t> wire = EncodeFrame(buf_.tx.data(), length);
@@ -120,14 +136,24 @@ int SerialLink::sendFrame(std::size_t length) {
     if (written != 2)
         return 0;
 
+    // The instrument acknowledges after the frame's last byte, so the window
+    // opens only when that byte can have reached it: once the port's queue is
+    // drained, and no earlier than the frame's time on the line after its
+    // first byte (adapters hold bytes in buffers that a drain does not see).
+    // A 1828-byte header takes 1.9 s at 9600 baud.
+    port_->drain();
+    if (!waitUntil(lastFrameTime + WireTimeMs(wire.size(), baudRate)))
+        return 0;
+
     // The first byte of the acknowledgement must arrive within the window.
     const std::uint32_t window = slowLink ? SerialTiming::kAckWaitSlow : SerialTiming::kAckWait;
     const std::uint64_t deadline = clock_.nowMs() + window;
     while (port_->bytesWaiting() == 0) {
         const std::uint64_t now = clock_.nowMs();
-        if (now >= deadline)
+        if (now >= deadline || lost() || Cancelled(cancel))
             return 0;
-        port_->waitReadable(clock_, static_cast<std::uint32_t>(deadline - now));
+        port_->waitReadable(clock_, static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                        deadline - now, CancelToken::kSliceMs)));
     }
     // ACK among what waits; other bytes are dropped. No further waiting.
     std::uint8_t byte = 0;
@@ -165,10 +191,11 @@ int SerialLink::receiveFrame() {
     FrameDecoder::Step step = FrameDecoder::Step::kMore;
     while (step == FrameDecoder::Step::kMore) {
         const std::uint64_t now = clock_.nowMs();
-        if (now > deadline)
-            return -1;  // too slow: no NAK
+        if (now > deadline || lost() || Cancelled(cancel))
+            return -1;  // too slow, gone or stopped: no NAK
         if (port_->bytesWaiting() == 0) {
-            port_->waitReadable(clock_, static_cast<std::uint32_t>(deadline - now + 1));
+            port_->waitReadable(clock_, static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                            deadline - now + 1, CancelToken::kSliceMs)));
             continue;
         }
         std::uint8_t byte = 0;
@@ -192,9 +219,9 @@ int SerialLink::receiveFrame() {
 }
 
 int SerialLink::request(std::size_t length, std::uint32_t timeoutMs) {
+    // A line that is gone or a stop gets no second attempt.
     if (!sendFrame(length)) {
-        clock_.sleepMs(SerialTiming::kResendDelay);
-        if (!sendFrame(length))
+        if (!waitUntil(clock_.nowMs() + SerialTiming::kResendDelay) || !sendFrame(length))
             return kErrNoUsbInstrument;
     }
     const std::uint64_t timeout = slowLink ? 2ull * timeoutMs : timeoutMs;
@@ -206,11 +233,10 @@ int SerialLink::request(std::size_t length, std::uint32_t timeoutMs) {
         if (result != 0)
             return result;
         const std::uint64_t now = clock_.nowMs();
-        if (now - sent >= timeout)
+        if (now - sent >= timeout || !isOpen() || lost() || Cancelled(cancel))
             return 0;
-        if (!isOpen())
-            return 0;
-        port_->waitReadable(clock_, static_cast<std::uint32_t>(timeout - (now - sent)));
+        port_->waitReadable(clock_, static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                        timeout - (now - sent), CancelToken::kSliceMs)));
     }
 }
 

@@ -49,18 +49,29 @@ struct SerialTimeouts {
 SerialTimeouts SerialTimeoutsFor(std::uint16_t baudIndex, bool slow);
 // 0 "9600", 1 "19200", 2 "38400", anything else "57600".
 unsigned SerialBaudRate(std::uint16_t baudIndex);
-// The port's line settings as text: "baud=9600 parity=N data=8 stop=1".
-std::string SerialModeText(std::uint16_t baudIndex);
+// How long `bytes` take on the line at `baud` (8N1: ten bits a byte), in whole
+// milliseconds, rounded up.
+std::uint64_t WireTimeMs(std::size_t bytes, unsigned baud);
 
-class SerialLink {
+class SerialLink : public LinkBackend {
   public:
     SerialLink(LinkBuffers& buffers, Clock& clock) : buf_(buffers), clock_(clock) {}
+
+    void disconnect() override { close(); }
+    int request(std::size_t length, std::uint32_t timeoutMs, int) override {
+        return request(length, timeoutMs);
+    }
+    int send(std::size_t length) override { return sendFrame(length); }
+    LinkResult fault() const override { return port_ ? port_->fault() : LinkResult{}; }
 
     // Makes the (closed) port that SerialOpen opens.
     std::function<std::unique_ptr<Transport>()> makePort;
     // Called for a NAK or a stray byte at the start of an answer.
     std::function<void()> beep;
     bool slowLink = false;
+    // The line's rate; the acknowledgement wait counts from when a frame's
+    // last byte can have reached the instrument at this rate.
+    unsigned baudRate = 9600;
     Trace* trace = nullptr;
 
     // SerialOpen: 1 when the port is open (greeted or not), 0 when it cannot be
@@ -86,6 +97,9 @@ class SerialLink {
     Transport* port() { return port_.get(); }
 
   private:
+    bool lost() const { return port_ && !port_->fault().ok(); }
+    // Waits until `t`; false when cancelled or the line is gone.
+    bool waitUntil(std::uint64_t t);
     bool readByte(std::uint8_t& byte);
     void drainInput();
     bool writeByte(std::uint8_t byte);

@@ -2,6 +2,7 @@
 
 #include <libusb.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -210,7 +211,9 @@ std::vector<std::uint8_t> SimSerialPeer::frameEnded(bool good) {
     if (chance(f.corruptFraction)) {
         // Same frame with a wrong check byte.
         const std::uint8_t check = BlockCheck(answer->data(), answer->size());
-        wire.resize(wire.size() - (check == kDle ? 4 : 3));
+        const std::size_t keep = wire.size() - (check == kDle ? 4 : 3);
+        wire = std::vector<std::uint8_t>(wire.begin(),
+                                         wire.begin() + static_cast<std::ptrdiff_t>(keep));
         const std::uint8_t bad = static_cast<std::uint8_t>(check ^ 0x5A);
         wire.push_back(bad);
         if (bad == kDle)
@@ -264,15 +267,22 @@ LinkStatus SimSerialTransport::doWrite(const std::uint8_t* data, std::size_t n,
     return LinkStatus::kOk;
 }
 
-int SimUsbBackend::findDevices(const std::vector<UsbId>&, std::vector<int>& devices) {
+// The simulated instruments carry the test id, on bus 1 from address 1 on.
+int SimUsbBackend::findDevices(const std::vector<UsbId>& ids, std::vector<int>& devices,
+                               std::vector<UsbSeen>& all) {
     devices.clear();
-    for (std::size_t i = 0; i < instruments_.size(); ++i)
-        devices.push_back(static_cast<int>(i));
+    all.clear();
+    const bool listed = std::find(ids.begin(), ids.end(), kUsbTestId) != ids.end();
+    for (std::size_t i = 0; i < instruments_.size(); ++i) {
+        all.push_back({kUsbTestId, 1, static_cast<int>(i) + 1});
+        if (listed)
+            devices.push_back(static_cast<int>(i));
+    }
     open_.assign(instruments_.size(), false);
     return 0;
 }
 
-int SimUsbBackend::open(int device, std::string&) {
+int SimUsbBackend::open(int device, bool, std::string&) {
     if (device < 0 || static_cast<std::size_t>(device) >= instruments_.size())
         return LIBUSB_ERROR_NOT_FOUND;
     open_.resize(instruments_.size());
@@ -304,14 +314,23 @@ void SimUsbBackend::answer(std::size_t device, const std::uint8_t* data, std::si
     answers_[device] = *a;
 }
 
+bool SimUsbBackend::gone(std::size_t device) {
+    const int after = instruments_[device]->settings().faults.goneAfter;
+    return after > 0 && transfersOut_[device] >= after;
+}
+
 int SimUsbBackend::controlOut(int handle, std::uint8_t requestType, std::uint8_t request,
                               std::uint16_t, std::uint16_t, const std::uint8_t* data,
                               std::uint16_t length, unsigned) {
     if (handle < 0 || static_cast<std::size_t>(handle) >= open_.size() ||
         !open_[static_cast<std::size_t>(handle)])
         return LIBUSB_ERROR_NO_DEVICE;
-    if (requestType != kUsbRequestType || request != kUsbRequestWrite)
+    const UsbRequestMap expected;
+    if (requestType != expected.requestType || request != expected.request)
         return LIBUSB_ERROR_PIPE;
+    if (gone(static_cast<std::size_t>(handle)))
+        return LIBUSB_ERROR_NO_DEVICE;
+    ++transfersOut_[static_cast<std::size_t>(handle)];
     answer(static_cast<std::size_t>(handle), data, length);
     return length;
 }
@@ -323,7 +342,10 @@ int SimUsbBackend::bulk(int handle, std::uint8_t endpoint, std::uint8_t* data, i
         !open_[static_cast<std::size_t>(handle)])
         return LIBUSB_ERROR_NO_DEVICE;
     const std::size_t device = static_cast<std::size_t>(handle);
+    if (gone(device))
+        return LIBUSB_ERROR_NO_DEVICE;
     if (endpoint == kUsbEndpointOut) {
+        ++transfersOut_[device];
         const int payload = length % 64 == 1 ? length - 1 : length;
         answer(device, data, static_cast<std::size_t>(payload));
         transferred = length;
@@ -379,6 +401,7 @@ std::vector<std::shared_ptr<SimulatedInstrument>> AttachSimulatedUsb(Link& link,
     }
     link.linkKind = kLinkUsb;
     link.usb.backend = std::make_unique<SimUsbBackend>(sims);
+    link.usb.ids = {kUsbTestId};
     return sims;
 }
 

@@ -39,6 +39,7 @@ struct SimFaults {
     int busyPolls = 0;             // "p?" polls answered busy before done
     bool refuseHeader = false;     // "pPH" answered 0
     bool refuseSelection = false;  // "Z" answered 0
+    int goneAfter = 0;             // USB: the device goes away after n transfers out
     std::uint32_t seed = 1;
 };
 
@@ -90,6 +91,8 @@ class SimSerialPeer {
     explicit SimSerialPeer(SimulatedInstrument& instrument) : instrument_(instrument) {}
     // Feeds received bytes; returns what the instrument sends back.
     std::vector<std::uint8_t> feed(const std::uint8_t* data, std::size_t n);
+    // Inside a frame (its DLE came, its DLE ETX not yet).
+    bool inFrame() const { return inFrame_; }
 
   private:
     std::vector<std::uint8_t> frameEnded(bool good);
@@ -111,10 +114,15 @@ class SimSerialTransport : public Transport {
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }
     std::size_t bytesWaiting() override { return pending_.size(); }
-    void purgeInput() override { pending_.clear(); }
     LinkStatus setModemLines(bool, bool) override { return LinkStatus::kOk; }
 
   protected:
+    std::size_t doPurge(std::uint8_t* data, std::size_t n) override {
+        const std::size_t dropped = pending_.size();
+        std::copy_n(pending_.begin(), std::min(n, dropped), data);
+        pending_.clear();
+        return dropped;
+    }
     LinkStatus doRead(std::uint8_t* data, std::size_t n, std::size_t& got, int) override;
     LinkStatus doWrite(const std::uint8_t* data, std::size_t n, std::size_t& written) override;
 
@@ -132,8 +140,9 @@ class SimUsbBackend : public UsbBackend {
     explicit SimUsbBackend(std::vector<std::shared_ptr<SimulatedInstrument>> instruments)
         : instruments_(std::move(instruments)) {}
 
-    int findDevices(const std::vector<UsbId>&, std::vector<int>& devices) override;
-    int open(int device, std::string& reason) override;
+    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& devices,
+                    std::vector<UsbSeen>& all) override;
+    int open(int device, bool mayDetach, std::string& reason) override;
     void close(int handle) override;
     int controlOut(int handle, std::uint8_t requestType, std::uint8_t request, std::uint16_t value,
                    std::uint16_t index, const std::uint8_t* data, std::uint16_t length,
@@ -149,8 +158,12 @@ class SimUsbBackend : public UsbBackend {
     void answer(std::size_t device, const std::uint8_t* data, std::size_t n);
 
     std::vector<std::shared_ptr<SimulatedInstrument>> instruments_;
+    // A device that went away (SimFaults::goneAfter) answers nothing any more.
+    bool gone(std::size_t device);
+
     std::map<std::size_t, std::vector<std::uint8_t>> answers_;
     std::vector<bool> open_;
+    std::map<std::size_t, int> transfersOut_;
 };
 
 // One or two simulated USB instruments behind `link` (the second of

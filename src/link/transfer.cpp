@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 #include "link/instrument.h"
+#include "link/link_files.h"
 
 namespace quelvari::link {
 
@@ -28,37 +27,34 @@ std::uint64_t WholeBlocks(std::uint64_t bytes) {
     return (bytes + 511) / 512 * 512;
 }
 
-bool Cancelled(const std::atomic<bool>* cancel) {
-    return cancel && cancel->load(std::memory_order_relaxed);
-}
-
 // One block out. A serial frame that was not acknowledged goes once more
-// after the resend delay, as requests do.
+// after the resend delay, as requests do; not when the line is gone or the
+// transfer was cancelled.
 bool SendBlock(Link& link, const std::vector<std::uint8_t>& block) {
     std::copy(block.begin(), block.end(), link.buf.tx.begin());
-    if (LinkBlockWrite(link, block.size()) != 0)
+    if (LinkSend(link, block.size()) != 0)
         return true;
-    if (link.linkKind != kLinkSerial)
+    if (link.linkKind != kLinkSerial || !LinkFault(link).ok())
         return false;
-    link.clock.sleepMs(SerialTiming::kResendDelay);
-    return LinkBlockWrite(link, block.size()) != 0;
+    if (!WaitUntil(link.clock, link.clock.nowMs() + SerialTiming::kResendDelay, link.cancel()))
+        return false;
+    return LinkSend(link, block.size()) != 0;
 }
 
-bool ReadWholeFile(const std::string& path, std::vector<std::uint8_t>& out) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return false;
-    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return !in.bad();
+// A picture as its file is: a regular file no larger than the block counter
+// can number.
+bool ReadPictureFile(const std::string& path, std::vector<std::uint8_t>& out) {
+    return ReadBoundedFile(path, kPictureBytesMax, out);
 }
 
 // The 30 ms timer of a phase. A tick that ran long is followed at once by the
 // next, as a pending timer message would be; ticks never bunch up.
 class Ticker {
   public:
-    explicit Ticker(Clock& clock) : clock_(clock), next_(clock.nowMs() + TransferTiming::kTick) {}
+    Ticker(Clock& clock, const CancelToken* cancel)
+        : clock_(clock), cancel_(cancel), next_(clock.nowMs() + TransferTiming::kTick) {}
     void wait() {
-        clock_.sleepUntil(next_);
+        WaitUntil(clock_, next_, cancel_);
         next_ = std::max(next_, clock_.nowMs()) + TransferTiming::kTick;
     }
     // A new timer starts: its first tick is one period away.
@@ -66,6 +62,7 @@ class Ticker {
 
   private:
     Clock& clock_;
+    const CancelToken* cancel_;
     std::uint64_t next_;
 };
 
@@ -87,11 +84,7 @@ MemoryNeed ComputeMemoryNeed(const TransferJob& job,
 std::uint64_t SentPictureSize(const TransferPicture& picture, const TransferSettings& settings) {
     if (picture.screen && settings.fastPictures && settings.toScreen)
         return kScreenBufferSize;
-    std::ifstream in(picture.path, std::ios::binary | std::ios::ate);
-    if (!in)
-        return 0;
-    const auto end = in.tellg();
-    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+    return RegularFileSize(picture.path);
 }
 
 bool RefreshMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& display) {
@@ -137,7 +130,8 @@ std::uint8_t PictureUnits(std::size_t dataBytes) {
 namespace {
 
 int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uint16_t blocks,
-                   const std::atomic<bool>* cancel, bool& cancelled) {
+                   bool& cancelled) {
+    const CancelToken* cancel = link.cancel();
     auto& tx = link.buf.tx;
     tx[0] = 'p';
     tx[1] = static_cast<std::uint8_t>(kind);
@@ -154,22 +148,28 @@ int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uin
     const int r = LinkBlockRequest(link, length, TransferTiming::kFinish, kind == 'Q' ? 1 : 0);
 
     int code = 0;
-    if (!Answered(link, r) || AnswerByte(link, 0) == 255) {
+    if (Cancelled(cancel)) {
+        cancelled = true;
+    } else if (!Answered(link, r) || AnswerByte(link, 0) == 255) {
         code = 91;  // not answered, or the instrument could not write
     } else if (AnswerByte(link, 1) == 1) {
         // Still writing: poll until an answer with data byte 0 = 0 comes.
         int left = TransferTiming::kMaxPolls;
         bool done = false;
-        while (left > 0 && !done) {
-            if (Cancelled(cancel)) {
+        // A lost instrument ends the polls at once.
+        while (left > 0 && !done && LinkFault(link).ok()) {
+            if (!WaitUntil(link.clock, link.clock.nowMs() + TransferTiming::kPollPause, cancel)) {
                 cancelled = true;
                 break;
             }
-            link.clock.sleepMs(TransferTiming::kPollPause);
             tx[0] = 'p';
             tx[1] = static_cast<std::uint8_t>(kind);
             tx[2] = '?';
             const int p = LinkBlockRequest(link, 3, TransferTiming::kFinish, 0);
+            if (Cancelled(cancel)) {
+                cancelled = true;
+                break;
+            }
             --left;
             done = Answered(link, p) && AnswerByte(link, 0) == 0;
         }
@@ -178,7 +178,9 @@ int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uin
         if (!cancelled && !(done && AnswerByte(link, 1) == 0 && left > 0))
             code = 91;
     }
-    link.clock.sleepMs(TransferTiming::kEndWait);
+    // A lost instrument is final at once: no pause for it.
+    if (!cancelled && LinkFault(link).ok())
+        link.clock.sleepMs(TransferTiming::kEndWait);
     return code;
 }
 
@@ -186,18 +188,22 @@ int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uin
 
 int FinishFile(Link& link, char kind, std::uint8_t number, int sub, std::uint16_t blocks) {
     bool cancelled = false;
-    return FinishFileImpl(link, kind, number, sub, blocks, nullptr, cancelled);
+    return FinishFileImpl(link, kind, number, sub, blocks, cancelled);
 }
 
 TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSettings& settings,
-                           TransferObserver& observer, const std::atomic<bool>* cancel) {
+                           TransferObserver& observer) {
     TransferResult result;
     const std::uint8_t number = settings.number;
+    const CancelToken* cancel = link.cancel();
     auto stop = [&](int code) {
         result.code = code;
         result.cancelled = code == 0;
-        // Nothing is left selected on the instrument.
+        // Nothing is left selected on the instrument: the release goes out
+        // even after a Cancel (which must not stop it in turn).
+        link.setCancel(nullptr);
         InstrumentRelease(link, 0);
+        link.setCancel(cancel);
         return result;
     };
 
@@ -219,10 +225,13 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
     if (r > 0 && AnswerByte(link, 0) == 0)
         return stop(101);
 
-    Ticker ticker(link.clock);
+    if (Cancelled(cancel))
+        return stop(0);
+
+    Ticker ticker(link.clock, cancel);
     bool finishCancelled = false;
     auto finish = [&](char kind, int sub, std::uint16_t blocks) {
-        return FinishFileImpl(link, kind, number, sub, blocks, cancel, finishCancelled);
+        return FinishFileImpl(link, kind, number, sub, blocks, finishCancelled);
     };
 
     // Procedure phase: one record per tick; the tick that finds no next record
@@ -239,7 +248,7 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
             break;
         observer.progress(counter);
         if (!SendBlock(link, ProcedureBlock(number, counter, job.records[i])))
-            return stop(79);
+            return stop(Cancelled(cancel) ? 0 : 79);
         ++counter;
         ++result.blocks;
     }
@@ -265,7 +274,7 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
                 break;
             observer.progress(counter);
             if (!SendBlock(link, InterruptBlock(number, irq, counter, list[i])))
-                return stop(79);
+                return stop(Cancelled(cancel) ? 0 : 79);
             ++counter;
             ++result.blocks;
         }
@@ -297,7 +306,7 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
                 observer.status(path.size() > 30 ? path.substr(path.size() - 30) : path);
                 const bool loaded = picture.screen && settings.fastPictures && settings.toScreen
                                         ? settings.toScreen(path, settings.model, data)
-                                        : ReadWholeFile(path, data);
+                                        : ReadPictureFile(path, data);
                 if (!loaded) {
                     if (!reported)
                         observer.pictureMissing(path);
@@ -317,7 +326,7 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
             block.insert(block.end(), data.begin() + static_cast<std::ptrdiff_t>(offset),
                          data.begin() + static_cast<std::ptrdiff_t>(offset + n));
             if (!SendBlock(link, block))
-                return stop(79);
+                return stop(Cancelled(cancel) ? 0 : 79);
             offset += n;
             counter = static_cast<std::uint16_t>(counter + units);
             ++result.blocks;

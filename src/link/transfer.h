@@ -144,10 +144,51 @@ std::uint8_t PictureUnits(std::size_t dataBytes);
 int FinishFile(Link& link, char kind, std::uint8_t number, int sub, std::uint16_t blocks);
 
 // Sends the header and runs the three phases on `link.clock`, one block per
-// tick. `cancel` is looked at before every tick; a cancelled or failed
+// tick. The link's cancel token stops every wait; a cancelled or failed
 // transfer releases the instrument ("W", 0). A picture that cannot be opened
 // is tried again on every tick until it opens or the transfer is cancelled.
 TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSettings& settings,
-                           TransferObserver& observer, const std::atomic<bool>* cancel = nullptr);
+                           TransferObserver& observer);
+
+// The picture counter after the last block of a picture of `bytes` (it starts
+// at 1, advances by each block's units, and the closing request carries it).
+constexpr std::uint64_t PictureCounterEnd(std::uint64_t bytes) {
+    const std::uint64_t rest = bytes % kPictureBlockMax;
+    return 1 + 3 * (bytes / kPictureBlockMax) +
+           (rest == 0      ? 0
+            : rest >= 1024 ? 3
+            : rest >= 512  ? 2
+                           : 1);
+}
+inline constexpr std::uint64_t kPictureCounterMax = 0xFFFF;
+// The largest picture the 16-bit counter carries: 21844 full blocks and a
+// last one of two units.
+inline constexpr std::uint64_t kPictureBytesMax =
+    (kPictureCounterMax - 1) / 3 * kPictureBlockMax + 1023;
+static_assert(PictureCounterEnd(kPictureBytesMax) == kPictureCounterMax);
+static_assert(PictureCounterEnd(kPictureBytesMax + 1) > kPictureCounterMax);
+
+// A transfer as the dialog's start button and the command line run it:
+// connect (unless connected) -> the file check and the job for the connected
+// model -> the memory display ("pI") -> the start checks -> the header and the
+// three phases -> the memory display again. Every refusal stops it before the
+// first request of the transfer: the file check's code, 79 when "pI" is not
+// answered, 78 a second instrument, 82 no free place (procedure number 0,
+// " voll") or not enough free memory, 83 the measuring series, 79 a picture
+// that the block counter cannot carry. A detail for the message is left in
+// link.lastReason.
+struct TransferOutcome {
+    int code = 0;  // 0, a catalogue message number, or -99
+    bool cancelled = false;
+    TransferResult result;
+    std::size_t records = 0;
+    std::size_t interrupts = 0;  // interrupt procedures that held records
+    // The memory display after the transfer.
+    bool memoryAnswered = false;
+    InstrumentMemory memory;
+};
+TransferOutcome TransferToInstrument(Link& link, const std::string& padPath,
+                                     TransferSettings settings, MemoryDisplay& display,
+                                     TransferObserver& observer);
 
 }  // namespace quelvari::link

@@ -3,10 +3,10 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "link/instrument.h"
+#include "link/link_files.h"
+#include "model/numbers.h"
 #include "model/record_reader.h"
 
 namespace quelvari::link {
@@ -21,12 +21,10 @@ constexpr std::size_t kPictureFile = 112;
 constexpr std::size_t kPictureFileSize = 260;
 
 std::uint16_t Le16(const std::vector<std::uint8_t>& b, std::size_t at) {
-    return static_cast<std::uint16_t>(b[at] | b[at + 1] << 8);
+    return GetLe16(b.data() + at);
 }
 std::uint32_t Le32(const std::vector<std::uint8_t>& b, std::size_t at) {
-    return static_cast<std::uint32_t>(b[at]) | static_cast<std::uint32_t>(b[at + 1]) << 8 |
-           static_cast<std::uint32_t>(b[at + 2]) << 16 |
-           static_cast<std::uint32_t>(b[at + 3]) << 24;
+    return GetLe32(b.data() + at);
 }
 
 // Modification time in nanoseconds, or -1 when the file is missing.
@@ -47,12 +45,6 @@ int ModelArgument(std::uint16_t model) {
     return model == kModel6410 ? 1 : model == kModel3320 ? 2 : -1;
 }
 
-std::string TransferSystemFilePath(const std::string& padPath) {
-    if (padPath.size() < 3)
-        return "sys";
-    return padPath.substr(0, padPath.size() - 3) + "sys";
-}
-
 int PrepareTransferJob(const std::string& padPath, int modelArgument, TransferJob& job) {
     job = TransferJob{};
     if (modelArgument != 1 && modelArgument != 2)
@@ -67,28 +59,24 @@ int PrepareTransferJob(const std::string& padPath, int modelArgument, TransferJo
 
     // The system file of an error-free check for this model, newer than the
     // procedure.
-    const std::string sysPath = TransferSystemFilePath(padPath);
+    const std::string sysPath = SystemFilePath(padPath);
     std::vector<std::uint8_t> sys;
-    {
-        std::ifstream in(sysPath, std::ios::binary);
-        if (!in)
-            return missing;
-        sys.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
+    if (!ReadBoundedFile(sysPath, kSystemBlockSize, sys))
+        return missing;
     const long long sysTime = ModifiedNs(sysPath);
-    if (sys.size() != sysfile::kSize || Le32(sys, sysfile::kVersion) != sysfile::kVersionValue ||
+    if (sys.size() != kSystemBlockSize || Le32(sys, sysblk::kVersion) != kSystemBlockVersion ||
         sysTime < ModifiedNs(padPath))
         return missing;
-    const std::uint16_t wanted = modelArgument == 1 ? sysfile::kModePv6410 : sysfile::kModePv3320;
-    if (Le16(sys, sysfile::kMode) != wanted)
+    const std::uint16_t wanted = modelArgument == 1 ? kCheckPv6410 : kCheckPv3320;
+    if (Le16(sys, sysblk::kMode) != wanted)
         return 75;
 
     std::copy(sys.begin(), sys.begin() + kHeaderBlockSize, job.header.begin());
     job.records = std::move(pad.records);
-    job.seriesKb = (Le32(sys, sysfile::kMeasureBytes) + 1023) / 1024;
+    job.seriesKb = (Le32(sys, sysblk::kMeasureBytes) + 1023) / 1024;
 
     // The interrupt procedures the check went through, beside the procedure.
-    const std::uint16_t word = Le16(sys, sysfile::kInterrupts);
+    const std::uint16_t word = Le16(sys, sysblk::kInterrupts);
     const std::string stem = padPath.substr(0, padPath.size() - 4);
     for (int n = 1; n <= kInterruptProcedures; ++n) {
         if (((word >> (2 * (n - 1))) & 3) != 3)
@@ -109,12 +97,12 @@ int PrepareTransferJob(const std::string& padPath, int modelArgument, TransferJo
 
     // The pictures in the order of the check; a picture shown on the screen
     // by some component goes in the screen format.
-    const int pictures = std::min<int>(Le16(sys, sysfile::kPictureCount), sysfile::kMaxPictures);
+    const int pictures = std::min<int>(Le16(sys, sysblk::kPictureCount), kMaxPictures);
     for (int i = 0; i < pictures; ++i) {
-        const char* entry = reinterpret_cast<const char*>(sys.data()) + sysfile::kPictures +
-                            sysfile::kPictureEntry * static_cast<std::size_t>(i);
+        const char* entry = reinterpret_cast<const char*>(sys.data()) + sysblk::kPictures +
+                            sysblk::kPictureEntry * static_cast<std::size_t>(i);
         TransferPicture p;
-        p.path = CutAtZero(entry, sysfile::kPictureEntry);
+        p.path = CutAtZero(entry, sysblk::kPictureEntry);
         if (p.path.empty())
             break;
         for (const ComponentRecord& r : job.records)

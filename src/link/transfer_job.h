@@ -22,27 +22,12 @@
 #include <vector>
 
 #include "link/transfer.h"
+#include "model/system_file.h"
 
 namespace quelvari::link {
 
-namespace sysfile {
-inline constexpr std::size_t kSize = 24636;
-inline constexpr std::size_t kVersion = 0;
-inline constexpr std::uint32_t kVersionValue = 35;
-inline constexpr std::size_t kMode = 4;
-inline constexpr std::size_t kInterrupts = 10;
-inline constexpr std::size_t kPictureCount = 14;
-inline constexpr std::size_t kMeasureBytes = 28;
-inline constexpr std::size_t kPictures = 256;
-inline constexpr std::size_t kPictureEntry = 260;
-inline constexpr int kMaxPictures = 60;
-inline constexpr std::uint16_t kModePv6410 = 2;
-inline constexpr std::uint16_t kModePv3320 = 3;
-}  // namespace sysfile
-
 // The model argument of the file check: 1 for PV6410, 2 for PV3320, -1 else.
 int ModelArgument(std::uint16_t model);
-std::string TransferSystemFilePath(const std::string& padPath);
 
 // The file check: 0, or 72 (the procedure cannot be read), 85 (old format),
 // 86 (an interrupt procedure in the old format), 90 (no current system file

@@ -1,27 +1,11 @@
 #include "link/transport.h"
 
+#include <algorithm>
+
 namespace quelvari::link {
 
-const char* LinkStatusName(LinkStatus status) {
-    switch (status) {
-        case LinkStatus::kOk:
-            return "ok";
-        case LinkStatus::kTimeout:
-            return "time-out";
-        case LinkStatus::kIo:
-            return "input/output error";
-        case LinkStatus::kNoDevice:
-            return "no such device";
-        case LinkStatus::kNoAccess:
-            return "no access";
-        case LinkStatus::kBusy:
-            return "device busy";
-        case LinkStatus::kInvalid:
-            return "invalid request";
-        case LinkStatus::kUnsupported:
-            return "not supported by the device";
-    }
-    return "unknown";
+namespace {
+constexpr std::size_t kPurgeTraceMax = 6000;
 }
 
 void Trace::bytes(char direction, std::uint64_t timeMs, const std::uint8_t* data, std::size_t n) {
@@ -31,13 +15,6 @@ void Trace::bytes(char direction, std::uint64_t timeMs, const std::uint8_t* data
     for (std::size_t i = 0; i < n; ++i)
         std::fprintf(out_, " %02X", data[i]);
     std::fputc('\n', out_);
-    std::fflush(out_);
-}
-
-void Trace::note(std::uint64_t timeMs, const std::string& text) {
-    if (!out_)
-        return;
-    std::fprintf(out_, "%10llu # %s\n", static_cast<unsigned long long>(timeMs), text.c_str());
     std::fflush(out_);
 }
 
@@ -55,6 +32,14 @@ LinkStatus Transport::write(const std::uint8_t* data, std::size_t n, std::size_t
     if (trace_)
         trace_->bytes('>', traceClock_ ? traceClock_->nowMs() : 0, data, written);
     return s;
+}
+
+void Transport::purge() {
+    std::uint8_t dropped[kPurgeTraceMax];
+    const std::size_t n = doPurge(dropped, sizeof dropped);
+    if (trace_)
+        trace_->bytes('x', traceClock_ ? traceClock_->nowMs() : 0, dropped,
+                      std::min(n, sizeof dropped));
 }
 
 bool Transport::waitReadable(Clock& clock, std::uint32_t maxMs) {

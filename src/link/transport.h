@@ -27,7 +27,6 @@ enum class LinkStatus {
     kInvalid,      // bad argument or the transport is closed
     kUnsupported,  // the operation does not apply to this device (modem lines on a pty)
 };
-const char* LinkStatusName(LinkStatus status);
 
 // A status with the system's own explanation, for messages.
 struct LinkResult {
@@ -36,12 +35,13 @@ struct LinkResult {
     bool ok() const { return status == LinkStatus::kOk; }
 };
 
-// Hex dump of the traffic: one line per call, direction, time and the bytes.
+// Hex dump of the traffic: one line per call, time, direction and the bytes.
+// '>' went to the instrument, '<' came from it, 'x' was received and dropped
+// unread (input purged before a frame).
 class Trace {
   public:
     explicit Trace(std::FILE* out) : out_(out) {}
     void bytes(char direction, std::uint64_t timeMs, const std::uint8_t* data, std::size_t n);
-    void note(std::uint64_t timeMs, const std::string& text);
 
   private:
     std::FILE* out_;
@@ -61,8 +61,11 @@ class Transport {
     virtual bool isOpen() const = 0;
     // How many received bytes wait to be read.
     virtual std::size_t bytesWaiting() = 0;
-    // Drops everything received and not yet read.
-    virtual void purgeInput() = 0;
+    // Drops everything received and not yet read; the trace sees what went.
+    void purge();
+    // Returns when every byte written has left the port's output queue. A port
+    // without a queue of its own has nothing to wait for.
+    virtual LinkStatus drain() { return LinkStatus::kOk; }
     // Data terminal ready and request to send.
     virtual LinkStatus setModemLines(bool dtr, bool rts) = 0;
     // Waits at most `maxMs` (on `clock`) for a byte to arrive; returns true when
@@ -74,7 +77,20 @@ class Transport {
         traceClock_ = clock;
     }
 
+    // Set when the device went away or failed for good (the line hung up, the
+    // port reported an I/O error), with the system's reason. The link gives up
+    // at once after it.
+    const LinkResult& fault() const { return fault_; }
+
   protected:
+    // Removes what waits unread and hands it back (up to `n` bytes; what does
+    // not fit is dropped all the same).
+    virtual std::size_t doPurge(std::uint8_t* data, std::size_t n) = 0;
+    void setFault(LinkResult r) {
+        if (fault_.ok() && !r.ok())
+            fault_ = std::move(r);
+    }
+
     virtual LinkStatus doRead(std::uint8_t* data, std::size_t n, std::size_t& got,
                               int timeoutMs) = 0;
     virtual LinkStatus doWrite(const std::uint8_t* data, std::size_t n, std::size_t& written) = 0;
@@ -82,6 +98,26 @@ class Transport {
   private:
     Trace* trace_ = nullptr;
     Clock* traceClock_ = nullptr;
+    LinkResult fault_;
+};
+
+// One backend of the link (the serial line, USB); the simulated instrument
+// plugs in beneath either. The link's operations go through this table and
+// keep the result conventions of LinkRequest and LinkSend.
+class LinkBackend {
+  public:
+    virtual ~LinkBackend() = default;
+    virtual void disconnect() = 0;
+    // An answer's count (data + 2), 0 no answer, -1 corrupt; 76 (serial) or
+    // -99 (USB) when the request could not be sent.
+    virtual int request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) = 0;
+    // Non-zero when the bytes went out (and, serial, were acknowledged).
+    virtual int send(std::size_t length) = 0;
+    // The device went away or failed for good, with the system's reason.
+    virtual LinkResult fault() const = 0;
+
+    // Looked at in every wait; null for none.
+    const CancelToken* cancel = nullptr;
 };
 
 }  // namespace quelvari::link

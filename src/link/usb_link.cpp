@@ -1,6 +1,9 @@
 #include "link/usb_link.h"
 
 #include "model/status.h"
+#include "texts/texts.h"
+
+#include "link/link_texts.h"
 
 #include <libusb.h>
 
@@ -10,11 +13,85 @@
 
 namespace quelvari::link {
 
-const std::vector<UsbId>& DefaultUsbIds() {
-    // The test id of the open pid.codes range, used by the simulated and the
-    // faked devices; real instruments are added in the link settings.
-    static const std::vector<UsbId> ids{{0x1209, 0x0001}};
+const std::vector<UsbIdEntry>& KnownUsbIds() {
+    static const std::vector<UsbIdEntry> ids{
+        {kUsbTestId, "pid.codes test id: the simulated instrument and test set-ups", true},
+    };
     return ids;
+}
+
+std::vector<UsbId> DefaultUsbIds() {
+    std::vector<UsbId> ids;
+    for (const UsbIdEntry& e : KnownUsbIds())
+        if (!e.testOnly)
+            ids.push_back(e.id);
+    return ids;
+}
+
+std::string UsbPlace(const UsbSeen& seen) {
+    char buf[48];
+    std::snprintf(buf, sizeof buf, "%04x:%04x (bus %03d device %03d)", seen.id.vendor,
+                  seen.id.product, seen.bus, seen.address);
+    return buf;
+}
+
+namespace {
+
+bool HexField(const std::string& text, unsigned digits, unsigned& out) {
+    if (text.size() != digits ||
+        text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return false;
+    out = static_cast<unsigned>(std::stoul(text, nullptr, 16));
+    return true;
+}
+
+std::vector<std::string> Split(const std::string& text, char sep) {
+    std::vector<std::string> parts;
+    std::string part;
+    std::istringstream in(text);
+    while (std::getline(in, part, sep))
+        parts.push_back(part);
+    return parts;
+}
+
+}  // namespace
+
+bool ParseUsbRequestMap(const std::string& text, UsbRequestMap& map) {
+    UsbRequestMap m;
+    for (std::string item : Split(text, ',')) {
+        item.erase(std::remove(item.begin(), item.end(), ' '), item.end());
+        if (item.empty())
+            continue;
+        const std::vector<std::string> f = Split(item, ':');
+        unsigned a = 0, b = 0, c = 0, d = 0;
+        if (f[0] == "control" && f.size() == 5 && HexField(f[1], 2, a) && HexField(f[2], 2, b) &&
+            HexField(f[3], 4, c) && HexField(f[4], 4, d)) {
+            m.viaControl = true;
+            m.requestType = static_cast<std::uint8_t>(a);
+            m.request = static_cast<std::uint8_t>(b);
+            m.value = static_cast<std::uint16_t>(c);
+            m.index = static_cast<std::uint16_t>(d);
+        } else if (f[0] == "bulk" && f.size() == 2 && HexField(f[1], 2, a) && !(a & 0x80)) {
+            m.viaControl = false;
+            m.outEndpoint = static_cast<std::uint8_t>(a);
+        } else if (f[0] == "in" && f.size() == 2 && HexField(f[1], 2, a) && (a & 0x80)) {
+            m.answerEndpoint = static_cast<std::uint8_t>(a);
+        } else {
+            return false;
+        }
+    }
+    map = m;
+    return true;
+}
+
+std::string FormatUsbRequestMap(const UsbRequestMap& m) {
+    char buf[64];
+    if (m.viaControl)
+        std::snprintf(buf, sizeof buf, "control:%02x:%02x:%04x:%04x,in:%02x", m.requestType,
+                      m.request, m.value, m.index, m.answerEndpoint);
+    else
+        std::snprintf(buf, sizeof buf, "bulk:%02x,in:%02x", m.outEndpoint, m.answerEndpoint);
+    return buf;
 }
 
 bool ParseUsbIds(const std::string& text, std::vector<UsbId>& ids) {
@@ -74,10 +151,7 @@ LinkResult StatusFromLibusb(int error, const std::string& what) {
         default:
             break;
     }
-    std::string text = what + ": " + libusb_strerror(error);
-    if (status == LinkStatus::kNoAccess)
-        text += " (install the udev rule of Quelvari or add the user to the group plugdev)";
-    return {status, text};
+    return {status, what + ": " + libusb_strerror(error)};
 }
 
 UsbLink::~UsbLink() {
@@ -105,11 +179,13 @@ int UsbLink::enumerate(UsbFound& found) {
     currentDevice = 0;
     closeAll();
     reason.clear();
+    fault_ = {};
     found = {};
     if (!backend)
         backend = MakeLibusbBackend();
     std::vector<int> devices;
-    const int listed = backend->findDevices(ids, devices);
+    std::vector<UsbSeen> all;
+    const int listed = backend->findDevices(ids, devices, all);
     if (listed < 0) {
         reason = StatusFromLibusb(listed, "USB").reason;
         return kErrUsbAccess;
@@ -122,11 +198,31 @@ int UsbLink::enumerate(UsbFound& found) {
             backend->close(handles_[currentDevice]);
             handles_[currentDevice] = -1;
         }
+        const UsbSeen seen = device >= 0 && static_cast<std::size_t>(device) < all.size()
+                                 ? all[static_cast<std::size_t>(device)]
+                                 : UsbSeen{};
+        // A kernel driver is never taken from a device that merely carries
+        // the test id: any prototype board may have it.
+        const bool mayDetach = !(seen.id == kUsbTestId);
         std::string why;
-        const int h = backend->open(device, why);
+        const int h = backend->open(device, mayDetach, why);
+        if (h == LIBUSB_ERROR_ACCESS) {
+            reason = why + "\n" +
+                     TextWith(kTextUdevRuleMissing,
+                              {UsbPlace(seen), UdevRulePath(), "sudo udevadm control --reload"});
+            return kErrUsbAccess;
+        }
+        if (h == LIBUSB_ERROR_BUSY) {
+            // The interface cannot be claimed: the enumeration ends here with
+            // the instruments found so far.
+            reason = why + "\n" + TextWith(kTextKernelDriver, {UsbPlace(seen)});
+            break;
+        }
         if (h < 0) {
             reason = why.empty() ? StatusFromLibusb(h, "USB device").reason : why;
-            return kErrUsbAccess;
+            if (h == LIBUSB_ERROR_NO_DEVICE || h == LIBUSB_ERROR_NOT_FOUND)
+                return kErrUsbAccess;
+            break;
         }
         handles_[currentDevice] = h;
         // The product string (descriptor 2) names the instrument. It always goes
@@ -145,7 +241,26 @@ int UsbLink::enumerate(UsbFound& found) {
             ++currentDevice;
     }
     currentDevice = 0;
+    if (!found.present[0] && reason.empty())
+        reason = noInstrumentDetail(all);
     return 0;
+}
+
+std::string UsbLink::noInstrumentDetail(const std::vector<UsbSeen>& all) const {
+    std::string seen;
+    for (const UsbSeen& d : all)
+        seen += (seen.empty() ? "" : ", ") + UsbPlace(d);
+    if (seen.empty())
+        seen = LangText(kTextNone);
+    const std::string wanted = ids.empty() ? LangText(kTextNone) : FormatUsbIds(ids);
+    return TextWith(kTextDevicesPresent, {seen}) + "\n" +
+           TextWith(kTextNoIdMatches, {wanted, settingsPath});
+}
+
+void UsbLink::noteError(int error, const char* what) {
+    if (error == LIBUSB_ERROR_NO_DEVICE || error == LIBUSB_ERROR_IO)
+        if (fault_.ok())
+            fault_ = StatusFromLibusb(error, what);
 }
 
 int UsbLink::deviceCount() const {
@@ -160,11 +275,23 @@ int UsbLink::deviceCount() const {
 // data stage. This is the one place that decides how requests travel.
 int UsbLink::controlWrite(std::size_t length) {
     const int h = handle();
-    if (h < 0 || length > 0xFFFF)
+    if (h < 0 || length > 0xFFFF || !fault_.ok())
         return 0;
-    traceBytes('>', buf_.tx.data(), length);
-    const int r = backend->controlOut(h, kUsbRequestType, kUsbRequestWrite, 0, 0, buf_.tx.data(),
-                                      static_cast<std::uint16_t>(length), 1000);
+    if (!map.viaControl) {
+        int transferred = 0;
+        const int r = backend->bulk(h, map.outEndpoint, buf_.tx.data(), static_cast<int>(length),
+                                    transferred, 1000);
+        traceBytes('>', buf_.tx.data(), static_cast<std::size_t>(std::max(transferred, 0)));
+        noteError(r, "USB request");
+        if (r < 0)
+            return 0;
+        bytesReturned = static_cast<std::uint32_t>(transferred);
+        return transferred;
+    }
+    const int r = backend->controlOut(h, map.requestType, map.request, map.value, map.index,
+                                      buf_.tx.data(), static_cast<std::uint16_t>(length), 1000);
+    traceBytes('>', buf_.tx.data(), r > 0 ? static_cast<std::size_t>(r) : 0);
+    noteError(r, "USB request");
     if (r < 0)
         return 0;
     bytesReturned = static_cast<std::uint32_t>(r);
@@ -177,7 +304,7 @@ int UsbLink::controlWrite(std::size_t length) {
 // reports 807. Callers test only for zero: a one-byte write counts as failed.
 int UsbLink::bulkWrite(std::size_t length) {
     const int h = handle();
-    if (h < 0)
+    if (h < 0 || !fault_.ok())
         return 0;
     std::size_t n = length % 64 == 0 ? length + 1 : length;
     n = std::min(n, kLinkBufferSize);
@@ -185,6 +312,7 @@ int UsbLink::bulkWrite(std::size_t length) {
     const int r =
         backend->bulk(h, kUsbEndpointOut, buf_.tx.data(), static_cast<int>(n), transferred, 5000);
     traceBytes('>', buf_.tx.data(), static_cast<std::size_t>(std::max(transferred, 0)));
+    noteError(r, "USB block");
     if (r < 0)
         return 0;
     bytesReturned = static_cast<std::uint32_t>(transferred);
@@ -193,11 +321,12 @@ int UsbLink::bulkWrite(std::size_t length) {
 
 int UsbLink::read() {
     const int h = handle();
-    if (h < 0)
+    if (h < 0 || !fault_.ok())
         return 0;
     int transferred = 0;
-    backend->bulk(h, kUsbEndpointIn, buf_.rx.data() + 1, static_cast<int>(kUsbReadCapacity),
-                  transferred, 10);
+    const int r = backend->bulk(h, map.answerEndpoint, buf_.rx.data() + 1,
+                                static_cast<int>(kUsbReadCapacity), transferred, 10);
+    noteError(r, "USB answer");
     if (transferred > 0)
         traceBytes('<', buf_.rx.data() + 1, static_cast<std::size_t>(transferred));
     bytesReturned = static_cast<std::uint32_t>(std::max(transferred, 0));
@@ -207,7 +336,8 @@ int UsbLink::read() {
 int UsbLink::request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
     const std::uint64_t t0 = clock_.nowMs();
     auto send = [&] { return viaBulk ? bulkWrite(length) : controlWrite(length); };
-    if (send() == 0 && send() == 0)
+    // A device that is gone gets no second attempt.
+    if (send() == 0 && (!fault_.ok() || send() == 0))
         return -99;
     const std::uint64_t t1 = clock_.nowMs();
     // Poll every 20 ms from the start of the request on, until the time-out
@@ -222,9 +352,10 @@ int UsbLink::request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
             if (result != 0)
                 return result;
         }
-        if (clock_.nowMs() - t1 > timeoutMs)
+        if (clock_.nowMs() - t1 > timeoutMs || !fault_.ok())
             return result;
-        clock_.sleepUntil(std::min(lastPoll + kPollInterval + 1, t1 + timeoutMs + 1));
+        if (!WaitUntil(clock_, std::min(lastPoll + kPollInterval + 1, t1 + timeoutMs + 1), cancel))
+            return result;
     }
 }
 

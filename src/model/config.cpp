@@ -74,4 +74,18 @@ Status WriteConfiguration(const Configuration& config) {
     return WriteFileAtomically(GetConfigPaths().file, b, sizeof b);
 }
 
+Status UpdateConfiguration(const std::function<void(Configuration&)>& change,
+                           Configuration* config) {
+    const ConfigPaths paths = GetConfigPaths();
+    CreateDirectories(paths.programDir);
+    return LockedUpdate(paths.file, kErrFileWrite, [&] {
+        Configuration now;
+        ReadConfiguration(now);
+        change(now);
+        if (config)
+            *config = now;
+        return WriteConfiguration(now);
+    });
+}
+
 }  // namespace quelvari

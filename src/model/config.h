@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "model/status.h"
@@ -39,5 +40,11 @@ void ReadConfiguration(Configuration& config);
 // and the system's reason (the program does not report it; the command-line
 // tool does).
 Status WriteConfiguration(const Configuration& config);
+// Changes settings in the file as one read-modify-write under the file's lock:
+// the file is read again, `change` sets the values it is about, and the file
+// is written, so a value that another instance of the program wrote meanwhile
+// is kept. `config`, when given, receives the values written.
+Status UpdateConfiguration(const std::function<void(Configuration&)>& change,
+                           Configuration* config = nullptr);
 
 }  // namespace quelvari

@@ -4,11 +4,14 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -78,7 +81,12 @@ int OpenRegularFile(const std::string& path, Access access, int message, Status&
         (access == Access::ReadWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     const int fd = ::open(path.c_str(), flags);
     if (fd < 0) {
-        status = Status::system(message, errno, path);
+        const int err = errno;
+        struct stat link {};
+        if (err == ENOENT && ::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode))
+            status = Status::refused(message, path + ": symbolic link to a missing file");
+        else
+            status = Status::system(message, err, path);
         return -1;
     }
     struct stat st {};
@@ -106,6 +114,48 @@ int OpenRegularFile(const std::string& path, Access access, int message, Status&
     return fd;
 }
 
+Status ReadRegularFile(const std::string& path, std::size_t limit, std::string& data, int message,
+                       bool* truncated) {
+    data.clear();
+    if (truncated)
+        *truncated = false;
+    Status status;
+    std::uint64_t size = 0;
+    const int fd = OpenRegularFile(path, Access::ReadOnly, message, status, &size);
+    if (fd < 0)
+        return status;
+    // One byte more than the limit tells whether the file goes on; the size
+    // from fstat only sizes the buffer (a file may grow while it is read).
+    const std::size_t want = limit == SIZE_MAX ? limit : limit + 1;
+    data.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, want)));
+    std::size_t got = 0;
+    for (;;) {
+        if (got == data.size()) {
+            if (data.size() >= want)
+                break;
+            data.resize(std::min(want, std::max<std::size_t>(data.size() * 2, 4096)));
+        }
+        const long n = ReadFully(fd, data.data() + got, data.size() - got);
+        if (n < 0) {
+            status = Status::system(message, errno, path);
+            ::close(fd);
+            data.clear();
+            return status;
+        }
+        got += static_cast<std::size_t>(n);
+        if (got < data.size())
+            break;  // the end of the file
+    }
+    ::close(fd);
+    data.resize(got);
+    if (got > limit) {
+        data.resize(limit);
+        if (truncated)
+            *truncated = true;
+    }
+    return {};
+}
+
 bool IsReadableRegularFile(const std::string& path) {
     Status ignored;
     const int fd = OpenRegularFile(path, Access::ReadOnly, kErrFileOpen, ignored);
@@ -115,20 +165,35 @@ bool IsReadableRegularFile(const std::string& path) {
     return true;
 }
 
-long ReadFully(int fd, void* data, std::size_t size) {
-    auto* at = static_cast<std::uint8_t*>(data);
+long ReadFullyInto(int fd, std::uint8_t* const* buffers, std::size_t count, std::size_t size) {
+    constexpr std::size_t kMaxVectors = 256;
+    iovec vectors[kMaxVectors];
     std::size_t got = 0;
-    while (got < size) {
-        const ssize_t n = guarded(IoCall::Read, [&] { return ::read(fd, at + got, size - got); });
-        if (n < 0 && errno == EINTR)
+    const std::size_t total = count * size;
+    while (got < total) {
+        // The buffers not yet full, the first one from where the last read ended.
+        const std::size_t first = got / size;
+        const std::size_t n = std::min(count - first, kMaxVectors);
+        for (std::size_t i = 0; i < n; ++i)
+            vectors[i] = {buffers[first + i], size};
+        vectors[0].iov_base = buffers[first] + got % size;
+        vectors[0].iov_len = size - got % size;
+        const ssize_t r =
+            guarded(IoCall::Read, [&] { return ::readv(fd, vectors, static_cast<int>(n)); });
+        if (r < 0 && errno == EINTR)
             continue;
-        if (n < 0)
+        if (r < 0)
             return -1;
-        if (n == 0)
+        if (r == 0)
             break;
-        got += static_cast<std::size_t>(n);
+        got += static_cast<std::size_t>(r);
     }
     return static_cast<long>(got);
+}
+
+long ReadFully(int fd, void* data, std::size_t size) {
+    std::uint8_t* buffer = static_cast<std::uint8_t*>(data);
+    return ReadFullyInto(fd, &buffer, 1, size);
 }
 
 // ---- Writing --------------------------------------------------------------
@@ -220,11 +285,16 @@ Status AtomicFile::begin(const std::string& path, int message) {
     if (char* real = ::realpath(path.c_str(), nullptr)) {
         target_ = real;
         std::free(real);
+    } else if (struct stat link{}; ::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+        // A link to a missing file is neither replaced nor followed.
+        return failed_ = Status::refused(message, path + ": symbolic link to a missing file");
     }
     struct stat st {};
     if (::stat(target_.c_str(), &st) == 0) {
         if (!S_ISREG(st.st_mode))
-            return failed_ = Status::refused(message, target_ + ": is not a regular file");
+            return failed_ = Status::refused(
+                       message, target_ + (S_ISDIR(st.st_mode) ? ": is a directory"
+                                                               : ": is not a regular file"));
         // A file that cannot be opened for writing is not replaced either: a
         // write-protected file stays as it is. No write bit at all counts as
         // write-protected for every user, root included.
@@ -235,7 +305,11 @@ Status AtomicFile::begin(const std::string& path, int message) {
             return failed_ = Status::system(message, errno, target_);
         ::close(probe);
         mode_ = st.st_mode & 07777;
+        keepOwner_ = true;
+        owner_ = st.st_uid;
+        group_ = st.st_gid;
     } else {
+        keepOwner_ = false;
         const mode_t mask = ::umask(0);
         ::umask(mask);
         mode_ = 0666 & ~mask;
@@ -274,6 +348,13 @@ Status AtomicFile::write(const void* data, std::size_t size) {
 Status AtomicFile::commit() {
     if (fd_ < 0)
         return failed_.ok() ? Status::refused(message_, target_ + ": not prepared") : failed_;
+    // The new file is the old one's owner's, where the process may say so
+    // (root may; another user may keep a group it belongs to). A refusal is
+    // no error: the file is saved, owned by whoever saved it. The owner goes
+    // first because a change of owner clears the set-id bits of the mode.
+    if (keepOwner_ && (owner_ != ::geteuid() || group_ != ::getegid()))
+        if (::fchown(fd_, owner_, group_) != 0)
+            static_cast<void>(::fchown(fd_, static_cast<uid_t>(-1), group_));
     if (::fchmod(fd_, mode_) != 0)
         return fail(errno, target_);
     if (guarded(IoCall::Fsync, [&] { return ::fsync(fd_); }) != 0)
@@ -325,8 +406,16 @@ Status FileLock::acquire(const std::string& path, int message, std::chrono::mill
             if (!createMissing)
                 return {};
             fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_CREAT | O_EXCL, 0666);
-            if (fd < 0 && errno == EEXIST)
+            if (fd < 0 && errno == EEXIST) {
+                // A symbolic link to a missing file: the open does not find
+                // the file and the exclusive create finds the link.
+                struct stat link {};
+                if (::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode))
+                    return Status::refused(message, path + ": symbolic link to a missing file");
+                if (std::chrono::steady_clock::now() >= deadline)
+                    return Status::refused(message, path + ": in use by another program");
                 continue;  // another writer created it first: lock that one
+            }
             created = fd >= 0;
         }
         if (fd < 0)
@@ -358,6 +447,14 @@ Status FileLock::acquire(const std::string& path, int message, std::chrono::mill
         }
         ::close(fd);
     }
+}
+
+Status LockedUpdate(const std::string& path, int message, const std::function<Status()>& update,
+                    std::chrono::milliseconds wait) {
+    FileLock lock;
+    if (Status s = lock.acquire(path, message, wait, true); !s.ok())
+        return s;
+    return update();
 }
 
 void FileLock::release() {

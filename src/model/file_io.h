@@ -14,8 +14,9 @@
 // leaves only its temporary file behind, which a later save into the same
 // directory removes.
 //
-// Locking: a read-modify-write of a procedure file holds an advisory lock
-// (flock) on the file from the read until the new file has replaced it.
+// Locking: a read-modify-write of a file (procedure, side file,
+// configuration) holds an advisory lock (flock) on the file from the read
+// until the new file has replaced it.
 #pragma once
 
 #include <sys/types.h>
@@ -45,6 +46,14 @@ enum class Access { ReadOnly, ReadWrite };
 int OpenRegularFile(const std::string& path, Access access, int message, Status& status,
                     std::uint64_t* size = nullptr);
 
+// Reads at most `limit` bytes of the regular file `path` (opened as above,
+// read-only) into `data`. `truncated`, when given, tells whether the file held
+// more. Every file a user or a procedure names is read through here or through
+// OpenRegularFile: a FIFO, a device, a directory or a dangling link is refused
+// with `message` before anything is read, and no file is read without bound.
+Status ReadRegularFile(const std::string& path, std::size_t limit, std::string& data,
+                       int message = kErrFileOpen, bool* truncated = nullptr);
+
 // True when `path` names a regular file that can be opened for reading.
 bool IsReadableRegularFile(const std::string& path);
 
@@ -53,13 +62,18 @@ bool IsReadableRegularFile(const std::string& path);
 // or -1 with errno set on an I/O error.
 long ReadFully(int fd, void* data, std::size_t size);
 
+// The same into several buffers (one readv per turn): `count` buffers of
+// `size` bytes each, filled in order. Open reads records straight into the
+// nodes of the procedure this way.
+long ReadFullyInto(int fd, std::uint8_t* const* buffers, std::size_t count, std::size_t size);
+
 // ---- Faults ---------------------------------------------------------------
 
 // The system calls that can fail, for the fault seam below.
 enum class IoCall { Write, Fsync, Rename, Close, Read };
 
 // Test seam: when set, it is asked before every write, fsync, rename and
-// close of a save and every read of ReadFully; a non-zero answer makes that
+// close of a save and every read of ReadFully and ReadFullyInto; a non-zero answer makes that
 // call fail with the answer as errno. An empty function removes the seam.
 using IoFault = std::function<int(IoCall call)>;
 void SetIoFault(IoFault fault);
@@ -90,8 +104,9 @@ class AtomicFile {
     // size limit fails the write with EFBIG instead of killing the program.
     Status begin(const std::string& path, int message = kErrFileWrite);
     Status write(const void* data, std::size_t size);
-    // Flushes, renames over the target (its permission bits kept; a new file
-    // gets 0666 less the umask) and flushes the directory.
+    // Flushes, renames over the target (its permission bits kept, and its
+    // owner and group as far as the process may set them; a new file gets
+    // 0666 less the umask) and flushes the directory.
     Status commit();
 
     const std::string& target() const { return target_; }
@@ -105,6 +120,9 @@ class AtomicFile {
     int fd_ = -1;
     int message_ = kErrFileWrite;
     mode_t mode_ = 0;
+    bool keepOwner_ = false;
+    uid_t owner_ = 0;
+    gid_t group_ = 0;
     Status failed_;
 };
 
@@ -156,5 +174,15 @@ class FileLock {
 
 // How long the command-line tool and the editor wait for another writer.
 inline constexpr std::chrono::milliseconds kLockWait{30000};
+
+// One read-modify-write of a file the program owns, kept apart from every
+// other one on the same file: takes the FileLock of `path` (creating the file
+// empty when it is missing, so that two first writers are kept apart too),
+// runs `update`, which reads the file, changes the content and replaces the
+// file, and releases the lock. A file created for the lock and left empty is
+// removed again. Lock failures carry `message`; otherwise the result is
+// `update`'s.
+Status LockedUpdate(const std::string& path, int message, const std::function<Status()>& update,
+                    std::chrono::milliseconds wait = kLockWait);
 
 }  // namespace quelvari

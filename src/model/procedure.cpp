@@ -1,5 +1,7 @@
 #include "model/procedure.h"
 
+#include "model/record_reader.h"
+
 #include <new>
 #include <type_traits>
 
@@ -76,6 +78,18 @@ ComponentRecord& ProcedureList::appendUnfilledNode() {
     tail_ = node;
     ++componentCount;
     return node->record;
+}
+
+void ProcedureList::dropTail(std::size_t n) {
+    for (; n > 0 && tail_ != &procedureHead; --n) {
+        ComponentNode* node = tail_;
+        tail_ = node->prev;
+        tail_->next = nullptr;
+        if (currentNode == node)
+            currentNode = tail_;
+        releaseNode(node);
+        --componentCount;
+    }
 }
 
 namespace {
@@ -197,6 +211,11 @@ std::size_t ProcedureList::nodeCount() const {
     for (const ComponentNode* n = &procedureHead; n; n = n->next)
         ++count;
     return count;
+}
+
+bool HasRoomForStep(const ProcedureList& list) {
+    static_assert(kMaxSteps == kMaxProcedureSteps);
+    return list.componentCount < kMaxSteps;
 }
 
 }  // namespace quelvari

@@ -23,6 +23,16 @@ struct ComponentNode {
     explicit ComponentNode(Uninitialised) : record(Uninitialised{}) {}
 };
 
+class ProcedureList;
+
+// Step numbers are 16-bit, so a procedure holds at most 65535 steps (the
+// limit a file is read with). True while one more step fits: Append, Insert
+// and Paste are refused at the limit, and Save refuses a longer procedure.
+bool HasRoomForStep(const ProcedureList& list);
+// Own text of that refusal ("%d" is the limit).
+inline constexpr std::uint32_t kTextProcedureFull = 60901;
+inline constexpr std::uint32_t kMaxSteps = 65535;
+
 class ProcedureList {
   public:
     ProcedureList() = default;
@@ -56,6 +66,9 @@ class ProcedureList {
     // bytes are undefined: the caller must fill all 800 of them (the file
     // reader reads straight into it).
     ComponentRecord& appendUnfilledNode();
+    // Unlinks and releases the last `n` nodes behind procedureHead and
+    // uncounts them (the reader's nodes that no record filled).
+    void dropTail(std::size_t n);
 
     // Renumbers every step 1..n and shifts the step references that point
     // behind `pivot`: the goto target of a record with a branch condition, the

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "model/file_io.h"
+#include "model/numbers.h"
 
 namespace quelvari {
 namespace {
@@ -36,7 +37,7 @@ bool IsOldFormat(const std::uint8_t* head, std::size_t got) {
     std::uint8_t word[2] = {};
     for (std::size_t i = 0; i < got && i < 2; ++i)
         word[i] = head[i];
-    return (word[0] | (word[1] << 8)) != kCurrentFormatMark;
+    return GetLe16(word) != kCurrentFormatMark;
 }
 
 bool hasPayloadConverter(std::uint8_t typeCode) {
@@ -116,10 +117,10 @@ void convertOldRecord(const std::uint8_t* old, ComponentRecord& out) {
     out.clear();
     out.setFormatMark(kCurrentFormatMark);
     out.setRecordMark(kRecordMarkMemory);
-    out.setNumber(static_cast<std::uint16_t>(old[0] | (old[1] << 8)));
+    out.setNumber(GetLe16(old));
     copyText(old + 2, rec::kConditionSize, out.data() + rec::kInputCondition);
     copyText(old + 13, rec::kConditionSize, out.data() + rec::kBranchCondition);
-    out.setGotoTarget(static_cast<std::uint16_t>(old[24] | (old[25] << 8)));
+    out.setGotoTarget(GetLe16(old + 24));
     convertDosComment(old + 26, rec::kCommentSize, out.data() + rec::kComment, rec::kCommentSize);
     out.setTypeCode(old[77]);
     auto& table = converters();
@@ -137,12 +138,30 @@ Status loadProcedure(const std::string& path, ProcedureList& list) {
         return s;
     list.oldFormat = reader.oldFormat() ? 1 : 0;
     // Every file gives a first record; it lives in procedureHead.
-    const ComponentRecord* record = reader.next();
-    if (record) {
-        list.procedureHead.record = *record;
-        list.componentCount = 1;
-        while ((record = reader.next()))
-            std::memcpy(list.appendUnfilledNode().data(), record->data(), rec::kRecordSize);
+    if (reader.oldFormat()) {
+        const ComponentRecord* record = reader.next();
+        if (record) {
+            list.procedureHead.record = *record;
+            list.componentCount = 1;
+            while ((record = reader.next()))
+                list.appendUnfilledNode() = *record;
+        }
+    } else {
+        // Current records are read straight into the nodes, a batch of nodes
+        // per read; the nodes of a batch that the file did not fill are dropped.
+        constexpr std::size_t kBatch = 256;
+        ComponentRecord* records[kBatch] = {&list.procedureHead.record};
+        if (reader.readInto(records, 1) == 1) {
+            list.componentCount = 1;
+            for (;;) {
+                for (ComponentRecord*& r : records)
+                    r = &list.appendUnfilledNode();
+                const std::size_t got = reader.readInto(records, kBatch);
+                list.dropTail(kBatch - got);
+                if (got < kBatch)
+                    break;
+            }
+        }
     }
     if (!reader.status().ok()) {
         list.freeProcedure();
@@ -159,6 +178,10 @@ Status loadProcedure(const std::string& path, ProcedureList& list) {
 }
 
 Status writeProcedure(const std::string& path, ProcedureList& list) {
+    // What Open would refuse is not written: step numbers are 16-bit.
+    if (list.nodeCount() > kMaxSteps)
+        return Status::refused(kErrFileWrite, path + ": too large for a procedure (at most " +
+                                                  std::to_string(kMaxSteps) + " steps)");
     AtomicFile file;
     if (Status s = file.begin(path, kErrFileWrite); !s.ok())
         return s;

@@ -4,6 +4,8 @@
 #include <cassert>
 #include <cstring>
 
+#include "model/numbers.h"
+
 namespace quelvari {
 
 std::uint8_t ComponentRecord::u8(std::size_t off) const {
@@ -13,7 +15,7 @@ std::uint8_t ComponentRecord::u8(std::size_t off) const {
 
 std::uint16_t ComponentRecord::u16(std::size_t off) const {
     assert(off + 2 <= rec::kRecordSize);
-    return static_cast<std::uint16_t>(bytes[off] | (bytes[off + 1] << 8));
+    return GetLe16(&bytes[off]);
 }
 
 std::int16_t ComponentRecord::i16(std::size_t off) const {
@@ -22,10 +24,7 @@ std::int16_t ComponentRecord::i16(std::size_t off) const {
 
 std::uint32_t ComponentRecord::u32(std::size_t off) const {
     assert(off + 4 <= rec::kRecordSize);
-    return static_cast<std::uint32_t>(bytes[off]) |
-           (static_cast<std::uint32_t>(bytes[off + 1]) << 8) |
-           (static_cast<std::uint32_t>(bytes[off + 2]) << 16) |
-           (static_cast<std::uint32_t>(bytes[off + 3]) << 24);
+    return GetLe32(&bytes[off]);
 }
 
 float ComponentRecord::f32(std::size_t off) const {
@@ -39,8 +38,7 @@ void ComponentRecord::setU8(std::size_t off, std::uint8_t v) {
 
 void ComponentRecord::setU16(std::size_t off, std::uint16_t v) {
     assert(off + 2 <= rec::kRecordSize);
-    bytes[off] = static_cast<std::uint8_t>(v);
-    bytes[off + 1] = static_cast<std::uint8_t>(v >> 8);
+    PutLe16(&bytes[off], v);
 }
 
 void ComponentRecord::setI16(std::size_t off, std::int16_t v) {
@@ -49,8 +47,7 @@ void ComponentRecord::setI16(std::size_t off, std::int16_t v) {
 
 void ComponentRecord::setU32(std::size_t off, std::uint32_t v) {
     assert(off + 4 <= rec::kRecordSize);
-    for (int i = 0; i < 4; ++i)
-        bytes[off + i] = static_cast<std::uint8_t>(v >> (8 * i));
+    PutLe32(&bytes[off], v);
 }
 
 void ComponentRecord::setF32(std::size_t off, float v) {

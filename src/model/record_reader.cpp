@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -56,12 +57,12 @@ Status RecordReader::open(const std::string& path, Access access) {
         close();
         return status_;
     }
-    chunk_.resize(kChunkRecords * (oldFormat_ ? kOldRecordSize : rec::kRecordSize));
     return status_;
 }
 
 bool RecordReader::fill() {
     const std::size_t step = oldFormat_ ? kOldRecordSize : rec::kRecordSize;
+    chunk_.resize(kChunkRecords * step);
     const long got = ReadFully(fd_, chunk_.data(), chunk_.size());
     if (got < 0) {
         status_ = Status::system(kErrFileOpen, errno, path_);
@@ -106,6 +107,44 @@ const ComponentRecord* RecordReader::next() {
     }
     ++given_;
     return &current_;
+}
+
+std::size_t RecordReader::readInto(ComponentRecord* const* records, std::size_t count) {
+    if (fd_ < 0 || !status_.ok() || oldFormat_ || count == 0)
+        return 0;
+    if (ended_) {
+        close();
+        return 0;
+    }
+    std::uint8_t* buffers[kChunkRecords];
+    count = std::min(count, kChunkRecords);
+    for (std::size_t i = 0; i < count; ++i)
+        buffers[i] = records[i]->data();
+    const long got = ReadFullyInto(fd_, buffers, count, rec::kRecordSize);
+    if (got < 0) {
+        status_ = Status::system(kErrFileOpen, errno, path_);
+        close();
+        return 0;
+    }
+    const auto bytes = static_cast<std::size_t>(got);
+    std::size_t whole = bytes / rec::kRecordSize;
+    if (given_ == 0 && whole == 0) {
+        // The first record is taken whatever is left; its missing bytes are zero.
+        std::memset(buffers[0] + bytes, 0, rec::kRecordSize - bytes);
+        whole = 1;
+    }
+    if (bytes < count * rec::kRecordSize)
+        ended_ = true;
+    if (given_ + whole > kMaxProcedureSteps) {
+        // The file grew past what step numbers can count.
+        status_ = Status::refused(kErrFileOpen, path_ + ": " + kTooLarge);
+        close();
+        return 0;
+    }
+    given_ += whole;
+    if (whole > 0)
+        last_ = *records[whole - 1];
+    return whole;
 }
 
 Status readRecordFile(const std::string& path, RecordFile& out, Access access) {

@@ -41,6 +41,13 @@ class RecordReader {
     // The next record, or null at the end of the file or on an error (then
     // status() is not ok). The record stays valid until the next call.
     const ComponentRecord* next();
+    // Current format only, and instead of next() (a reader is read one way):
+    // reads up to `count` whole records straight into `records`, under the
+    // same rules as next() (the first record whatever its length, a partial
+    // last record dropped, the step limit). Returns how many were filled; 0 at
+    // the end or on an error (then status() is not ok). Buffers past the
+    // returned count may hold the bytes of a dropped partial record.
+    std::size_t readInto(ComponentRecord* const* records, std::size_t count);
     const Status& status() const { return status_; }
     // After next() gave null at the end: the last record of the file.
     const ComponentRecord& last() const { return last_; }

@@ -166,22 +166,46 @@ std::string SerializeSideFile(const SideFileContent& content) {
     return out;
 }
 
+std::size_t SideFileExcess(const SideFileContent& content) {
+    std::size_t excess = 0;
+    if (content.comment.size() > kSideCommentMax)
+        excess += content.comment.size() - kSideCommentMax;
+    if (content.text.size() > kSideTextMax)
+        excess += content.text.size() - kSideTextMax;
+    // The size of the file as written (after those cuts).
+    const std::size_t size = SerializeSideFile(content).size();
+    if (size > kSideFileReadLimit)
+        excess += size - kSideFileReadLimit;
+    return excess;
+}
+
+std::size_t SideTextRoom(const SideFileContent& content) {
+    SideFileContent rest = content;
+    rest.text.clear();
+    const std::size_t used = SerializeSideFile(rest).size();
+    if (used >= kSideFileReadLimit)
+        return 0;
+    return std::min(kSideTextMax, kSideFileReadLimit - used);
+}
+
 SideFileLoad LoadSideFile(const std::string& sideFilePath) {
     SideFileLoad load;
-    if (std::FILE* f = std::fopen(sideFilePath.c_str(), "rb")) {
-        std::string data(kSideFileReadLimit, '\0');
-        data.resize(std::fread(data.data(), 1, kSideFileReadLimit, f));
-        std::fclose(f);
+    std::string data;
+    load.status = ReadRegularFile(sideFilePath, kSideFileReadLimit, data, kErrFileOpen);
+    if (load.status.ok()) {
         load.found = true;
         load.content = ParseSideFile(data);
     }
-    // Opening for writing without creating or truncating anything.
+    struct stat st {};
+    const bool exists = ::lstat(sideFilePath.c_str(), &st) == 0;
     if (load.found) {
-        const int fd = ::open(sideFilePath.c_str(), O_WRONLY);
+        // Opening for writing without creating or truncating anything.
+        const int fd = ::open(sideFilePath.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         load.writable = fd >= 0;
         if (fd >= 0)
             ::close(fd);
-    } else {
+    } else if (!exists && load.status.sysError == ENOENT) {
+        load.status = {};
         load.writable = ::access(directoryOf(sideFilePath).c_str(), W_OK | X_OK) == 0;
     }
     return load;
@@ -194,6 +218,32 @@ int SaveSideFile(const std::string& sideFilePath, const SideFileContent& content
     const std::string bytes = SerializeSideFile(content);
     const Status status = WriteFileAtomically(sideFilePath, bytes.data(), bytes.size());
     return status.ok() ? 0 : kSideFileWriteError;
+}
+
+Status UpdateSideFile(const std::string& sideFilePath,
+                      const std::function<void(SideFileContent&)>& change, std::size_t* excess) {
+    if (excess)
+        *excess = 0;
+    if (IsProcedureFileName(sideFilePath))
+        return Status::refused(kErrFileWrite, sideFilePath + ": names a procedure file");
+    // The lock is taken before the read, so that the content changed here is
+    // the one no other writer replaces meanwhile.
+    return LockedUpdate(sideFilePath, kErrFileWrite, [&]() -> Status {
+        SideFileLoad load = LoadSideFile(sideFilePath);
+        if (!load.status.ok())
+            return Status{kErrFileWrite, 0, load.status.sysError, load.status.description};
+        if (!load.writable)
+            return Status::system(kErrFileWrite, EACCES, sideFilePath);
+        change(load.content);
+        if (const std::size_t over = SideFileExcess(load.content); over > 0) {
+            if (excess)
+                *excess = over;
+            return Status::refused(kErrFileWrite, sideFilePath + ": " + std::to_string(over) +
+                                                      " characters too many to load back whole");
+        }
+        const std::string bytes = SerializeSideFile(load.content);
+        return WriteFileAtomically(sideFilePath, bytes.data(), bytes.size());
+    });
 }
 
 std::string FormatVariableLine(std::string_view name, std::optional<int> number,

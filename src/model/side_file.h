@@ -15,11 +15,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "model/status.h"
 
 namespace quelvari {
 
@@ -27,6 +30,12 @@ inline constexpr std::size_t kSideFileReadLimit = 20000;
 inline constexpr std::size_t kSideCommentMax = 99;
 inline constexpr std::size_t kSideTextMax = 19999;
 inline constexpr std::size_t kVariableDescriptionColumn = 16;
+// Own text: "%d characters too long to be read back whole".
+inline constexpr std::uint32_t kTextSideFileTooLong = 60900;
+// Own text: "%d characters left" beside the description text.
+inline constexpr std::uint32_t kTextSideTextRoom = 60902;
+// Own text: a text file of more than "%d" bytes, which no description holds.
+inline constexpr std::uint32_t kTextTextFileTooLong = 60903;
 // Error code of a failed save: catalogue message 92, file write error.
 inline constexpr int kSideFileWriteError = 92 << 8;
 
@@ -79,16 +88,40 @@ SideFileContent ParseSideFile(std::string_view data);
 // The bytes Save writes: comment cut to 99 and text to 19999 characters.
 std::string SerializeSideFile(const SideFileContent& content);
 
+// How many characters must go before `content` can be saved so that its file
+// loads back whole: the comment beyond 99 and the text beyond 19999
+// characters (a save would cut them) and every byte by which the file would
+// pass the 20000 bytes a load reads (a line break of the text is two bytes).
+// 0 when the content fits.
+std::size_t SideFileExcess(const SideFileContent& content);
+
+// The most characters the description text can have beside the comment and
+// the variable lines of `content` (at most 19999).
+std::size_t SideTextRoom(const SideFileContent& content);
+
 struct SideFileLoad {
     SideFileContent content;
     bool found = false;     // the file could be read
     bool writable = false;  // it can be opened for writing (or created)
+    // Why the file could not be read: a missing file leaves it ok; a FIFO, a
+    // device, a directory or a dangling link carries message 93 and the reason.
+    Status status;
 };
 
-// Reads at most 20000 bytes of `sideFilePath` and tries whether the file can
-// be opened for writing (a missing file counts as writable when its directory
-// takes a new file).
+// Reads at most 20000 bytes of `sideFilePath` (a regular file only) and tries
+// whether the file can be opened for writing (a missing file counts as
+// writable when its directory takes a new file; anything else at the path
+// that is not a regular file as not writable).
 SideFileLoad LoadSideFile(const std::string& sideFilePath);
+
+// One read-modify-write of the side file under its lock: loads it, lets
+// `change` edit the content and saves it, while every other writer of the same
+// side file waits. Refused with message 92 when the file is not writable, and
+// when the changed content would not load back whole: then `excess` (when
+// given) says how many characters must go. Nothing is written on a refusal.
+Status UpdateSideFile(const std::string& sideFilePath,
+                      const std::function<void(SideFileContent&)>& change,
+                      std::size_t* excess = nullptr);
 
 // Writes the side file safely: a temporary file beside it, renamed over it
 // only when every byte reached the disk; the old file is untouched on any

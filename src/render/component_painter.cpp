@@ -1,10 +1,9 @@
 #include "render/component_painter.h"
 
-#include <QFile>
 #include <QFont>
+#include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QString>
-#include <QSvgRenderer>
 
 #include <cstdio>
 
@@ -33,8 +32,23 @@ std::string FormattedNumber(const char* format, unsigned value) {
     return buf;
 }
 
+// The view's fixed-pitch face: the first of these families that is installed,
+// else the system's fixed font. Chosen once, so that no paint pays for the
+// font matcher's substitution of a missing family.
+const QString& ViewFamily() {
+    static const QString family = [] {
+        for (const char* name : {"DejaVu Sans Mono", "Liberation Mono", "Noto Sans Mono",
+                                 "Nimbus Mono PS", "Courier New"}) {
+            if (QFontDatabase::hasFamily(QLatin1String(name)))
+                return QString::fromLatin1(name);
+        }
+        return QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
+    }();
+    return family;
+}
+
 QFont ViewFont(double pixelHeight, bool bold = false) {
-    QFont font(QStringLiteral("SYSTEM FONT"));
+    QFont font(ViewFamily());
     font.setStyleHint(QFont::TypeWriter);
     font.setPixelSize(std::max(1, static_cast<int>(pixelHeight + 0.5)));
     font.setBold(bold);
@@ -43,25 +57,35 @@ QFont ViewFont(double pixelHeight, bool bold = false) {
 
 // The picture of a type from the resources (InitResources must have run),
 // else a plain frame with the type letter.
+// Draws the picture into `box` as the cached image of its size in device
+// pixels: on the screen at the device pixel ratio, on a printer page at the
+// printer's resolution (the PDF keeps one copy of an image drawn many times).
+// False when there is no picture.
+bool DrawPicture(QPainter& p, std::uint16_t pictureId, const QRectF& box) {
+    const qreal dpr = p.device()->devicePixelRatioF();
+    const QSizeF device = p.transform().mapRect(box).size() * dpr;
+    const QImage image =
+        PictureImage(pictureId, QSize(qRound(device.width()), qRound(device.height())), dpr);
+    if (image.isNull())
+        return false;
+    p.drawImage(box, image);
+    return true;
+}
+
 void PaintPicture(QPainter& p, const QRectF& box, const ComponentRecord& r,
                   const ComponentView& view) {
-    const QString path = PicturePath(view.pictureId);
     p.save();
     p.setPen(QPen(kMagenta, 2));
     p.setBrush(Qt::white);
     p.drawRect(box);
     if (FindType(r) == nullptr) {
         // A type without a drawing: the word "unknown" over the unknown picture.
-        if (QFile::exists(path))
-            QSvgRenderer(path).render(&p, box.adjusted(4, 4, -4, -4));
+        DrawPicture(p, view.pictureId, box.adjusted(4, 4, -4, -4));
         p.setPen(Qt::black);
         p.setFont(ViewFont(box.height() / 8, true));
         p.drawText(box.adjusted(0, 0, 0, -box.height() / 10), Qt::AlignHCenter | Qt::AlignBottom,
                    QStringLiteral("unknown"));
-    } else if (QFile::exists(path)) {
-        QSvgRenderer svg(path);
-        svg.render(&p, box.adjusted(4, 4, -4, -4));
-    } else {
+    } else if (!DrawPicture(p, view.pictureId, box.adjusted(4, 4, -4, -4))) {
         p.setPen(QPen(kDarkGreen, 1));
         p.setBrush(kBrightGreen);
         p.drawRoundedRect(
@@ -90,21 +114,21 @@ QRectF PaintComponent(QPainter& p, QPointF origin, const ViewScale& scale, const
     p.setPen(Qt::black);
     p.setFont(bold);
     // Head: step number, type name, conditions, target.
-    p.drawText(at(0, 40), Text(LangText(3002) + FormattedNumber(" %03d", stepNumber)));
+    p.drawText(at(0, 40), Text(LangText(view_text::kStep) + FormattedNumber(" %03d", stepNumber)));
     p.drawText(at(170, 40), Text(view.typeName));
     const QRectF picture(at(0, 60), QSizeF(150 * s, 150 * s));
     PaintPicture(p, picture, r, view);
 
     p.setFont(font);
-    p.drawText(at(170, 90), Text(LangText(3000)));
+    p.drawText(at(170, 90), Text(LangText(view_text::kEntry)));
     p.drawText(at(380, 90), Text(Formatted("%-10s", r.inputCondition())));
-    p.drawText(at(170, 125), Text(LangText(3001)));
+    p.drawText(at(170, 125), Text(LangText(view_text::kBranch)));
     p.drawText(at(380, 125), Text(Formatted("%-10s", r.branchCondition())));
     if (!r.branchCondition().empty()) {
-        p.drawText(at(170, 160), Text(LangText(3003)));
+        p.drawText(at(170, 160), Text(LangText(view_text::kTarget)));
         p.drawText(at(380, 160), Text(FormattedNumber("%-3d", r.gotoTarget())));
     }
-    p.drawText(at(170, 195), Text(LangText(3004)));
+    p.drawText(at(170, 195), Text(LangText(view_text::kComment)));
     p.drawText(at(380, 195), Text(Formatted("%-50s", r.comment())));
 
     // The type's own lines below the picture.

@@ -30,6 +30,33 @@ QRectF toQt(const Rect& r) {
     return {r.x, r.y, r.width, r.height};
 }
 
+// A thin grey rule on the edges that two cells of the page share, so that
+// the drawings of neighbouring steps read apart.
+void drawCellRules(QPainter& painter, const ProcedurePage& page, double widthFactor) {
+    double right = 0, bottom = 0;
+    for (const ProcedureCell& cell : page.cells) {
+        right = std::max(right, cell.rect.x + cell.rect.width);
+        bottom = std::max(bottom, cell.rect.y + cell.rect.height);
+    }
+    painter.save();
+    painter.setPen(QPen(Qt::gray, std::max(1.0, widthFactor * 0.5)));
+    const double slack = 0.5;
+    for (const ProcedureCell& cell : page.cells) {
+        const QRectF r = toQt(cell.rect);
+        if (r.right() < right - slack)
+            painter.drawLine(r.topRight(), r.bottomRight());
+        if (r.bottom() < bottom - slack)
+            painter.drawLine(r.bottomLeft(), r.bottomRight());
+    }
+    painter.restore();
+}
+
+// The inner margin of a cell: nothing of a step's drawing comes closer to
+// its cell's edge.
+double cellMargin(const QRectF& cell) {
+    return std::max(2.0, std::min(cell.width(), cell.height()) * 0.02);
+}
+
 }  // namespace
 
 int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRecord>& records,
@@ -63,6 +90,7 @@ int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRe
                       plan.grid.widthFactor);
             painter.restore();
         }
+        drawCellRules(painter, page, plan.grid.widthFactor);
     }
     painter.end();
     return static_cast<int>(plan.pages.size());
@@ -76,10 +104,13 @@ int PrintProcedureToDevice(QPagedPaintDevice& device, const std::vector<Componen
         device, records, printOption, documentTitle,
         [first](QPainter& painter, const ComponentRecord& record, const QRectF& cell, double scale,
                 double widthFactor) {
-            painter.setClipRect(cell);
+            // The drawing starts inside the margin and is cut at it, so that
+            // neither its first letters nor a long value touch the rules.
+            const double m = cellMargin(cell);
+            painter.setClipRect(cell.adjusted(m, m, -m, -m));
             const auto step = static_cast<std::uint32_t>(&record - first) + 1;
-            render::PaintComponent(painter, cell.topLeft(), render::ViewScale{scale, widthFactor},
-                                   record, step);
+            render::PaintComponent(painter, cell.topLeft() + QPointF(m, m),
+                                   render::ViewScale{scale, widthFactor}, record, step);
         });
 }
 
@@ -116,8 +147,14 @@ int PaintProtocolPrint(QPagedPaintDevice& device, const std::vector<std::string>
         painter.drawText(QPointF(plan.x1 - fm.horizontalAdvance(pageText), page.headY + ascent),
                          pageText);
         painter.drawLine(QPointF(plan.x0, page.ruleY), QPointF(plan.x1, page.ruleY));
+        // A line longer than the column ends in an ellipsis at x1 (or at the
+        // printable area's edge, when that comes first) instead of running
+        // off the paper.
+        const double right = std::min(plan.x1, static_cast<double>(device.width()));
         for (const ProtocolLine& line : page.lines)
-            painter.drawText(QPointF(plan.x0, line.y + ascent), fromCp1252(lines[line.index]));
+            painter.drawText(QPointF(plan.x0, line.y + ascent),
+                             fm.elidedText(fromCp1252(lines[line.index]), Qt::ElideRight,
+                                           std::max(0.0, right - plan.x0)));
     }
     painter.end();
     return static_cast<int>(plan.pages.size());

@@ -2,7 +2,12 @@
 
 #include <QFile>
 #include <QHash>
+#include <QSvgRenderer>
 #include <QTextStream>
+
+#include <map>
+#include <memory>
+#include <tuple>
 
 // Q_INIT_RESOURCE names a function of the global namespace, so it must be
 // used from outside any namespace.
@@ -66,11 +71,64 @@ QString PicturePath(std::uint16_t pictureId) {
     return QFile::exists(path) ? path : QString::fromLatin1(kUnknownPicture);
 }
 
-QIcon Icon(const QString& name) {
-    const QString path = QStringLiteral(":/icons/%1.svg").arg(name);
-    if (name.isEmpty() || !QFile::exists(path))
+namespace {
+
+// One parsed SVG per picture path; null when the path has no picture.
+QSvgRenderer* PictureRenderer(std::uint16_t pictureId) {
+    static std::map<std::uint16_t, std::unique_ptr<QSvgRenderer>> renderers;
+    auto [it, added] = renderers.try_emplace(pictureId);
+    if (added) {
+        const QString path = PicturePath(pictureId);
+        if (QFile::exists(path))
+            it->second = std::make_unique<QSvgRenderer>(path);
+    }
+    return it->second.get();
+}
+
+}  // namespace
+
+QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRatio) {
+    using Key = std::tuple<std::uint16_t, int, int, qreal>;
+    static std::map<Key, QImage> images;
+    if (pixels.isEmpty())
         return {};
-    return QIcon(path);
+    const Key key{pictureId, pixels.width(), pixels.height(), devicePixelRatio};
+    if (auto it = images.find(key); it != images.end())
+        return it->second;
+    QSvgRenderer* svg = PictureRenderer(pictureId);
+    if (!svg)
+        return {};
+    // A resized window leaves sizes behind that are not drawn again.
+    if (images.size() >= 256)
+        images.clear();
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        svg->render(&painter);
+    }
+    image.setDevicePixelRatio(devicePixelRatio);
+    return images.emplace(key, std::move(image)).first->second;
+}
+
+QIcon Icon(const QString& name) {
+    static QHash<QString, QIcon> icons;
+    if (auto it = icons.constFind(name); it != icons.constEnd())
+        return *it;
+    QIcon icon;
+    const QString png = QStringLiteral(":/icons/%1.png").arg(name);
+    const QString svg = QStringLiteral(":/icons/%1.svg").arg(name);
+    if (name.isEmpty())
+        return {};
+    if (QFile::exists(png)) {
+        // 24, 48 and 72 pixels: QIcon takes the one that fits the screen.
+        for (const char* scale : {"", "@2x", "@3x"})
+            icon.addFile(QStringLiteral(":/icons/%1%2.png").arg(name, QLatin1String(scale)));
+    } else if (QFile::exists(svg))
+        icon = QIcon(svg);
+    icons.insert(name, icon);
+    return icon;
 }
 
 QString FlagPath(std::uint32_t language) {

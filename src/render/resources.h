@@ -13,6 +13,8 @@
 #pragma once
 
 #include <QIcon>
+#include <QImage>
+#include <QPainter>
 #include <QString>
 #include <QUrl>
 
@@ -30,10 +32,18 @@ void InitResources();
 // picture of that id exists.
 QString PicturePath(std::uint16_t pictureId);
 
+// The picture of `pictureId` (the unknown-type picture for an id without one)
+// drawn into an image of `pixels` device pixels, with `devicePixelRatio` set
+// on it. Each picture is parsed from SVG once and each size rendered once;
+// the view draws these images instead of parsing SVG on every paint. A null
+// image when there is no picture at all.
+QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRatio);
+
 // A tool bar icon by name ("new", "open", "save", "cut", "copy", "paste",
 // "undo", "print", "syntax-test", "pre-check", "transfer", "help", "append",
 // "insert", "change", "delete", "goto", "quelvari"). A null icon for an
-// unknown name.
+// unknown name. The icons are rendered to PNG at build time (1x, 2x and 3x);
+// an icon without a rendering comes from its SVG. Loaded once per name.
 QIcon Icon(const QString& name);
 
 // ":/flags/<code>.svg" for language 0..3 (German, English, French, Italian),

@@ -53,10 +53,33 @@ std::string LangText(std::uint32_t id, std::uint32_t lang);
 bool HasLangText(std::uint32_t id, std::uint32_t lang);
 
 // The label of a control or the title of a dialog that the program builds in
-// code (the transfer dialog, the instrument verb's memory lines): in German
+// code or draws (the transfer dialog, the instrument verb's memory lines, the
+// buttons of the questions, check-box labels in the view): in German
 // the texts built into the program stand, as they do in every dialog layout;
 // the other languages take the text tables. Windows-1252.
 std::string ControlText(std::uint32_t id);
+
+// True when `id` shows a text of its own in `lang` through ControlText: the
+// table holds it, or (in German) it is built into the program.
+bool HasControlText(std::uint32_t id, std::uint32_t lang);
+
+// Called by every lookup: notes `id` for the recorder, if one lives.
+void NoteLookup(std::uint32_t id);
+
+// Notes the id of every lookup while it lives (one at a time), so that the
+// texts a piece of the program shows can be gathered by running it.
+class TextLookupRecorder {
+  public:
+    TextLookupRecorder();
+    ~TextLookupRecorder();
+    TextLookupRecorder(const TextLookupRecorder&) = delete;
+    TextLookupRecorder& operator=(const TextLookupRecorder&) = delete;
+    const std::vector<std::uint32_t>& ids() const { return ids_; }
+
+  private:
+    friend void NoteLookup(std::uint32_t id);
+    std::vector<std::uint32_t> ids_;
+};
 
 // Formats a table text that holds one printf placeholder (such as "%d %s").
 std::string FormatText(const char* format, long value);
@@ -87,6 +110,18 @@ struct MenuRelabel {
 };
 // The command items relabelled by id, in this order.
 const std::vector<std::uint32_t>& MenuCommandIds();
+
+// Gives each text of one menu (Windows-1252, an accelerator after a tab
+// allowed) an Alt+letter mnemonic: a "&" before the first letter or digit
+// that no earlier text of the list has taken, preferring the starts of words.
+// Ampersands of the text itself are doubled, so the shown text is unchanged;
+// a text whose letters are all taken gets none.
+std::vector<std::string> WithMnemonics(const std::vector<std::string>& cp1252Texts);
+// The mnemonic character of a text made by WithMnemonics, folded to lower
+// case; 0 when it has none.
+unsigned char MnemonicOf(const std::string& cp1252Text);
+// The shown text: the mnemonic mark removed, doubled ampersands made single.
+std::string WithoutMnemonic(const std::string& cp1252Text);
 
 // The help file name after ApplyLanguage: `current` is kept for values above 3.
 std::string HelpFileName(std::uint32_t lang, const std::string& current);

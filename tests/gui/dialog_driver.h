@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QTest>
 #include <QTimer>
 #include <functional>
@@ -38,6 +39,32 @@ void WhenShown(std::function<void(D&)> act) {
             d->reject();
         else if (!d && modal)
             modal->close();
+    });
+}
+
+// Runs `step` on the next modal widget once it is up (its exec() blocks the
+// caller until then).
+inline void WhenModal(std::function<void(QWidget*)> step) {
+    auto* timer = new QTimer;
+    timer->setInterval(10);
+    QObject::connect(timer, &QTimer::timeout, [timer, step] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        step(modal);
+    });
+    timer->start();
+}
+
+// Keeps the text of the next message box in `text` and accepts the box.
+inline void ReadNextBox(QString& text) {
+    WhenModal([&text](QWidget* modal) {
+        auto* box = qobject_cast<QMessageBox*>(modal);
+        ASSERT_NE(box, nullptr);
+        text = box->text();
+        box->accept();
     });
 }
 

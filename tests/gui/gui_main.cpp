@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     // Settings go to a private directory, never the user's home.
     QString config = QDir::tempPath() + QString("/quelvari-gui-tests-config-%1").arg(getpid());
     setenv("QUELVARI_CONFIG_ROOT", config.toLocal8Bit().constData(), 1);
+    setenv("XDG_DATA_HOME", (config + "/data").toLocal8Bit().constData(), 1);
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

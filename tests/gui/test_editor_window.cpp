@@ -7,50 +7,48 @@
 #include <QApplication>
 #include <QDialog>
 #include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBrowser>
 #include <QTimer>
 
 #include <functional>
+#include <set>
 
 #include "app/dialogs.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
+#include "app/qt_text.h"
+#include "dialog_driver.h"
 #include "model/config.h"
+#include "model/procedure_file.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
 namespace {
 
-const QString kSample = QStringLiteral(QUELVARI_EXAMPLES "/sample.PAD");
+using test::WhenModal;
 
-// Runs `step` on the next modal dialog once it is up (a dialog's exec()
-// blocks the test until then).
-void OnModal(std::function<void(QWidget*)> step) {
-    auto* timer = new QTimer;
-    timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, [timer, step] {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (!modal)
-            return;
-        timer->stop();
-        timer->deleteLater();
-        step(modal);
-    });
-    timer->start();
-}
+const QString kSample = QStringLiteral(QUELVARI_EXAMPLES "/sample.PAD");
 
 // Presses the message box button whose role answers the question.
 void Answer(QWidget* modal, QMessageBox::StandardButton which) {
     auto* box = qobject_cast<QMessageBox*>(modal);
     ASSERT_NE(box, nullptr);
     box->button(which)->click();
+}
+
+// A menu text as shown, without its mnemonic mark.
+QString Shown(const QString& text) {
+    return ToQt(WithoutMnemonic(FromQtLossy(text)));
 }
 
 bool Enabled(MainWindow& w, std::uint32_t id) {
@@ -84,9 +82,9 @@ TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
     EXPECT_EQ(w.windowTitle(), QStringLiteral("Quelvari"));
     EXPECT_EQ(w.countPane()->text(), QStringLiteral(" "));
     // Six menus in order; the five first relabelled from the table at start.
-    const QStringList titles = {"Datei", "Bearbeiten", "Ansicht", "Prüfablauf", "Extras", "&?"};
+    const QStringList titles = {"Datei", "Bearbeiten", "Ansicht", "Prüfablauf", "Extras", "?"};
     for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(w.menu(i)->title(), titles[i]);
+        EXPECT_EQ(Shown(w.menu(i)->title()), titles[i]);
     EXPECT_EQ(w.helpFile(), "Quelvari-dt.hlp");
     // Syntax test and transfer only while nothing is open.
     w.fileNew();
@@ -106,11 +104,6 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
     ASSERT_EQ(list.componentCount, 8u);
     EXPECT_EQ(w.countPane()->text(), QStringLiteral("8 Schritte"));
     EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral("sample.PAD")));
-    EXPECT_TRUE(Enabled(w, cmd::kGoTo));
-    EXPECT_TRUE(Enabled(w, cmd::kChange));
-    EXPECT_TRUE(Enabled(w, cmd::kDescription));
-    EXPECT_FALSE(Enabled(w, cmd::kSave));  // not modified yet
-    EXPECT_TRUE(Enabled(w, cmd::kSaveAs));
 
     ProcedureView* view = w.view();
     view->setFocus();
@@ -127,7 +120,7 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
 
     // Go to: 0 and 9 keep the dialog open, 6 closes it at step 6.
     bool stayedOpen = false;
-    OnModal([&](QWidget* modal) {
+    WhenModal([&](QWidget* modal) {
         auto* dialog = qobject_cast<GoToDialog*>(modal);
         ASSERT_NE(dialog, nullptr);
         EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Wohin springen"));
@@ -152,7 +145,7 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
     // A double click on the picture opens the editor; Cancel still leaves
     // its undo entry and changes nothing.
     const ComponentRecord before = list.viewRecord;
-    OnModal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
+    WhenModal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
     QTest::mouseDClick(view, Qt::LeftButton, {}, view->pictureRect().center().toPoint());
     EXPECT_EQ(w.editCommands().undoStack().count(), 1u);
     EXPECT_EQ(list.viewRecord, before);
@@ -190,13 +183,106 @@ TEST_F(EditorWindow, CopyInsertDeleteAndUndoThroughTheActions) {
     EXPECT_EQ(list.pastePending, 1u);
 
     // Close asks; Cancel keeps the window and the procedure.
-    OnModal([](QWidget* modal) { Answer(modal, QMessageBox::Cancel); });
+    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::Cancel); });
     EXPECT_FALSE(w.close());
     EXPECT_TRUE(w.isVisible());
     EXPECT_EQ(list.componentCount, 8u);
-    OnModal([](QWidget* modal) { Answer(modal, QMessageBox::No); });
+    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::No); });
     EXPECT_TRUE(w.close());
     EXPECT_FALSE(w.isVisible());
+}
+
+// Types `path` into the name field of the save dialog and presses Return, or
+// cancels the dialog with Escape when `path` is empty.
+void SaveDialog(QWidget* modal, const QString& path) {
+    auto* dialog = qobject_cast<QFileDialog*>(modal);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->acceptMode(), QFileDialog::AcceptSave);
+    auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    ASSERT_NE(name, nullptr);
+    if (path.isEmpty()) {
+        QTest::keyClick(name, Qt::Key_Escape);
+        return;
+    }
+    // The dialog is taken to the folder and the name typed, as a user does
+    // (a whole path typed into the field makes the dialog browse its parts).
+    const QFileInfo target(path);
+    dialog->setDirectory(target.absolutePath());
+    QApplication::processEvents();
+    name->clear();
+    QTest::keyClicks(name, target.fileName());
+    QTest::keyClick(name, Qt::Key_Return);
+}
+
+QByteArray FileBytes(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Save and Save As through the window's own file dialog and questions.
+TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    MainWindow w;
+    w.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
+    w.openPath(kSample);
+    ProcedureList& list = w.procedure();
+    w.action(cmd::kCopy)->trigger();
+    w.action(cmd::kPaste)->trigger();
+    ASSERT_EQ(list.modified, 1u);
+
+    // Save As: the dialog's name is taken with the default extension.
+    const QString copy = dir.filePath(QStringLiteral("COPY.PAD"));
+    WhenModal([&](QWidget* modal) { SaveDialog(modal, dir.filePath(QStringLiteral("COPY"))); });
+    w.action(cmd::kSaveAs)->trigger();
+    EXPECT_EQ(FileBytes(copy).size(), 9 * 800);
+    EXPECT_EQ(list.modified, 0u);
+    EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral("COPY.PAD")));
+    EXPECT_FALSE(Enabled(w, cmd::kSave));
+
+    // Save As onto an existing file asks first: No keeps the file, Yes writes.
+    w.action(cmd::kDelete)->trigger();
+    const QByteArray before = FileBytes(copy);
+    for (auto answer : {QMessageBox::No, QMessageBox::Yes}) {
+        WhenModal([&, answer](QWidget* modal) {
+            SaveDialog(modal, copy);
+            WhenModal([answer](QWidget* question) { Answer(question, answer); });
+        });
+        w.action(cmd::kSaveAs)->trigger();
+        const QByteArray after = FileBytes(copy);
+        if (answer == QMessageBox::No) {
+            EXPECT_EQ(after, before);
+            EXPECT_EQ(list.modified, 1u);
+        } else {
+            EXPECT_EQ(after.size(), 8 * 800);
+            EXPECT_EQ(list.modified, 0u);
+        }
+    }
+
+    // Save of a new procedure asks for a name; Escape cancels and keeps it
+    // modified, a name saves it there.
+    w.action(cmd::kCopy)->trigger();
+    w.action(cmd::kNew)->trigger();
+    w.action(cmd::kPaste)->trigger();
+    ASSERT_EQ(list.modified, 1u);
+    const QString fresh = dir.filePath(QStringLiteral("NEW.PAD"));
+    WhenModal([](QWidget* modal) { SaveDialog(modal, QString()); });
+    w.action(cmd::kSave)->trigger();
+    EXPECT_FALSE(QFile::exists(fresh));
+    EXPECT_EQ(list.modified, 1u);
+    WhenModal([&](QWidget* modal) { SaveDialog(modal, fresh); });
+    w.action(cmd::kSave)->trigger();
+    EXPECT_EQ(FileBytes(fresh).size(), static_cast<int>(list.componentCount * 800));
+    EXPECT_EQ(list.modified, 0u);
+    EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral("NEW.PAD")));
+
+    // Later saves write to the same file without a dialog.
+    w.action(cmd::kCopy)->trigger();
+    w.action(cmd::kPaste)->trigger();
+    w.action(cmd::kSave)->trigger();
+    EXPECT_EQ(FileBytes(fresh).size(), static_cast<int>(list.componentCount * 800));
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
 TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
@@ -204,7 +290,7 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     w.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
     w.openPath(kSample);
-    OnModal([](QWidget* modal) {
+    WhenModal([](QWidget* modal) {
         auto* dialog = qobject_cast<LanguageDialog*>(modal);
         ASSERT_NE(dialog, nullptr);
         EXPECT_TRUE(dialog->button(kGerman)->isChecked());
@@ -213,9 +299,9 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     });
     w.action(cmd::kLanguage)->trigger();
     EXPECT_EQ(language(), static_cast<std::uint32_t>(kEnglish));
-    EXPECT_EQ(w.menu(0)->title(), QStringLiteral("File"));
-    EXPECT_EQ(w.menu(3)->title(), QStringLiteral("Test procedure"));
-    EXPECT_EQ(w.action(cmd::kPaste)->text(), QStringLiteral("Paste"));
+    EXPECT_EQ(Shown(w.menu(0)->title()), QStringLiteral("File"));
+    EXPECT_EQ(Shown(w.menu(3)->title()), QStringLiteral("Test procedure"));
+    EXPECT_EQ(Shown(w.action(cmd::kPaste)->text()), QStringLiteral("Paste"));
     EXPECT_EQ(w.helpFile(), "Quelvari-engl.hlp");
     EXPECT_EQ(w.countPane()->text(), QStringLiteral("8 Steps"));
     Configuration saved;
@@ -223,7 +309,7 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     EXPECT_EQ(saved.language, 1u);
 
     QString title, label;
-    OnModal([&](QWidget* modal) {
+    WhenModal([&](QWidget* modal) {
         title = modal->windowTitle();
         static_cast<QDialog*>(modal)->reject();
     });
@@ -231,7 +317,7 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     EXPECT_EQ(title, QStringLiteral("Goto"));
 
     // Cancel in the language dialog changes nothing.
-    OnModal([](QWidget* modal) {
+    WhenModal([](QWidget* modal) {
         static_cast<LanguageDialog*>(modal)->button(kItalian)->setChecked(true);
         static_cast<QDialog*>(modal)->reject();
     });
@@ -239,7 +325,7 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     EXPECT_EQ(language(), static_cast<std::uint32_t>(kEnglish));
 
     // The settings dialog in English, and its OK writes the print size.
-    OnModal([&](QWidget* modal) {
+    WhenModal([&](QWidget* modal) {
         auto* dialog = qobject_cast<SettingsDialog*>(modal);
         ASSERT_NE(dialog, nullptr);
         title = dialog->windowTitle();
@@ -255,6 +341,91 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     EXPECT_EQ(saved.language, 1u);
     EXPECT_EQ(saved.printSize, 1u);
     w.procedure().modified = 0;
+}
+
+TEST_F(EditorWindow, OpensAFileWhoseNameIsNotUtf8) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    // "Prüfung.PAD" in Latin-1: the byte 0xFC is no UTF-8.
+    const std::string name = QFile::encodeName(dir.path()).toStdString() +
+                             "/Pr\xfc"
+                             "fung.PAD";
+    ProcedureList written;
+    ComponentRecord r;
+    r.setTypeCode('Z');
+    written.appendRecord(r);
+    written.appendRecord(r);
+    ASSERT_TRUE(writeProcedure(name, written).ok());
+    MainWindow w;
+    bool refused = false;
+    QTimer::singleShot(0, [&refused] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            refused = true;
+            modal->close();
+        }
+    });
+    w.openNativePath(name);
+    EXPECT_FALSE(refused);
+    EXPECT_EQ(w.procedure().documentPath, name);
+    EXPECT_EQ(w.procedure().componentCount, 2u);
+}
+
+TEST_F(EditorWindow, MenusQuestionsAndQtTextsInEveryLanguage) {
+    // Per language: menu mnemonics that never collide within the menu bar or
+    // a menu, over unchanged texts; the save question's buttons; Qt's own
+    // texts from its translations.
+    const char* const qtCancel[] = {"Abbrechen", "Cancel", "Annuler", "Annulla"};
+    std::set<QString> refusedTexts;
+    for (std::uint32_t lang = 0; lang < 4; ++lang) {
+        SCOPED_TRACE(lang);
+        Configuration config;
+        config.language = lang;
+        ASSERT_TRUE(EnsureConfigDirectories());
+        ASSERT_TRUE(WriteConfiguration(config).ok());
+        MainWindow w;
+        std::set<unsigned char> titles;
+        for (int m = 0; m < 6; ++m) {
+            const std::string title = FromQtLossy(w.menu(m)->title());
+            EXPECT_TRUE(titles.insert(MnemonicOf(title)).second) << title;
+            std::set<unsigned char> keys;
+            for (QAction* a : w.menu(m)->actions()) {
+                if (a->isSeparator())
+                    continue;
+                const std::string text = FromQtLossy(a->text());
+                const unsigned char key = MnemonicOf(text);
+                EXPECT_NE(key, 0) << text;
+                EXPECT_TRUE(keys.insert(key).second) << "collides: " << text;
+            }
+        }
+        EXPECT_FALSE(titles.count(0));
+        for (std::uint32_t id : MenuCommandIds())
+            EXPECT_EQ(WithoutMnemonic(FromQtLossy(w.action(id)->text())), LangText(id)) << id;
+        EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "Cancel"),
+                  QString::fromLatin1(qtCancel[lang]));
+        // The message about a character the code page lacks names it.
+        const QString refused = RefusedTextMessage(QStringLiteral("ab\u0101c"));
+        EXPECT_TRUE(refused.contains(QStringLiteral("\"\u0101\""))) << refused.toStdString();
+        refusedTexts.insert(refused);
+
+        w.openPath(kSample);
+        w.procedure().modified = 1;
+        QStringList buttons;
+        WhenModal([&buttons](QWidget* modal) {
+            auto* box = qobject_cast<QMessageBox*>(modal);
+            ASSERT_NE(box, nullptr);
+            for (auto b : {QMessageBox::Yes, QMessageBox::No, QMessageBox::Cancel})
+                buttons << box->button(b)->text();
+            Answer(modal, QMessageBox::Cancel);
+        });
+        w.action(cmd::kNew)->trigger();
+        const QStringList expected =
+            lang == kGerman
+                ? QStringList{"Ja", "Nein", "Abbrechen"}
+                : QStringList{ToQt(LangText(1057)), ToQt(LangText(1056)), ToQt(LangText(2))};
+        EXPECT_EQ(buttons, expected);
+        w.procedure().modified = 0;
+    }
+    EXPECT_EQ(refusedTexts.size(), 4u);
 }
 
 TEST_F(EditorWindow, HelpOpensAtTheTopicOfTheCommand) {

@@ -19,7 +19,7 @@ TEST(GuiLinkSettings, ShowsSavesAndRefusesBadIds) {
         auto* kind = dialog.findChild<QComboBox*>("kind");
         auto* device = dialog.findChild<QComboBox*>("device");
         ASSERT_TRUE(kind && device);
-        EXPECT_EQ(kind->currentText(), "USB");  // no file: USB
+        EXPECT_EQ(kind->currentData().toInt(), int(link::LinkConfig::Kind::kUsb));  // no file
         EXPECT_FALSE(device->isEnabled());
         kind->setCurrentIndex(1);
         EXPECT_TRUE(device->isEnabled());
@@ -43,9 +43,18 @@ TEST(GuiLinkSettings, ShowsSavesAndRefusesBadIds) {
     EXPECT_TRUE(saved.slow);
     EXPECT_EQ(saved.usbIds.size(), 2u);
 
+    // A setting the dialog does not show survives its save; the labels are the
+    // program's own texts in the current language.
+    ASSERT_TRUE(link::UpdateLinkConfig(path.toStdString(), [](link::LinkConfig& c) {
+                    c.usbMap.request = 7;
+                }).ok());
     LinkSettingsDialog again(nullptr, path);
+    EXPECT_EQ(again.windowTitle(), QString::fromUtf8("Verbindung zum Messgerät"));
     EXPECT_EQ(again.findChild<QComboBox*>("device")->currentText(), "/dev/pts/7");
-    EXPECT_EQ(again.findChild<QComboBox*>("kind")->currentText(), "Serial port");
+    EXPECT_EQ(again.findChild<QComboBox*>("kind")->currentText(),
+              QString::fromUtf8("Serielle Schnittstelle"));
+    again.accept();
+    EXPECT_EQ(link::ReadLinkConfig(path.toStdString()).usbMap.request, 7);
     QFile::remove(path);
 }
 

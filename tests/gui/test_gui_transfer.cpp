@@ -2,8 +2,10 @@
 // clock: opening connects and shows the memory, Start transfers on the worker
 // thread while the window keeps handling events, Cancel stops and releases.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QCheckBox>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -12,6 +14,9 @@
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include <QImage>
@@ -95,9 +100,11 @@ TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
     EXPECT_TRUE(messages.isEmpty()) << messages.join("|").toStdString();
     EXPECT_TRUE(fs::exists(fs::path(card) / "P004.PAD"));
     EXPECT_TRUE(fs::exists(fs::path(card) / "P004.IR1"));
-    EXPECT_EQ(d->statusLine()->text(), "Write IRQ1 -> CF");
-    EXPECT_FALSE(d->statusLine()->isVisible());
+    // Completion in the status line; Cancel now closes.
+    EXPECT_EQ(d->statusLine()->text(), QString::fromUtf8("Übertragung beendet."));
+    EXPECT_TRUE(d->statusLine()->isVisible());
     EXPECT_FALSE(d->progressBar()->isVisible());
+    EXPECT_EQ(d->cancelButton()->text(), QString::fromUtf8("Schließen"));
     EXPECT_EQ(d->numberField()->value(), 5);  // the instrument's next free place
     EXPECT_TRUE(d->startButton()->isEnabled());
     d.reset();
@@ -110,15 +117,11 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
     auto d = open(settings());
     // Re-check after making the procedure long, so the system file is newer.
     {
-        const auto bytes = fs::file_size(pad);
-        std::string data(bytes, '\0');
-        FILE* f = std::fopen(pad.c_str(), "rb");
-        ASSERT_EQ(std::fread(data.data(), 1, bytes, f), bytes);
-        std::fclose(f);
-        f = std::fopen(pad.c_str(), "ab");
+        std::ifstream in(pad, std::ios::binary);
+        const std::string data{std::istreambuf_iterator<char>(in), {}};
+        std::ofstream out(pad, std::ios::binary | std::ios::app);
         for (int i = 0; i < 40; ++i)
-            std::fwrite(data.data() + bytes - 800, 1, 800, f);
-        std::fclose(f);
+            out.write(data.data() + data.size() - 800, 800);
     }
     QSignalSpy done(d.get(), &TransferDialog::finishedWork);
     QTest::mouseClick(d->startButton(), Qt::LeftButton);
@@ -137,6 +140,53 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
     EXPECT_TRUE(d->isVisible());  // Cancel during a transfer only stops it
     EXPECT_FALSE(sims[0]->selected());
     EXPECT_FALSE(fs::exists(fs::path(card) / "P001.PAD"));
+
+    // Cancel while the instrument is still writing the file (polls of 200 ms
+    // and requests of up to 8 s): the worker is done well within a second.
+    sims[0]->settings().faults.busyPolls = 50;
+    QTest::mouseClick(d->startButton(), Qt::LeftButton);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return d->statusLine()->text() == QStringLiteral("Write PAD -> CF"); }, 20000));
+    QTest::qWait(300);  // into the polls
+    QElapsedTimer stopping;
+    stopping.start();
+    QTest::mouseClick(d->cancelButton(), Qt::LeftButton);
+    ASSERT_TRUE(done.wait(5000));
+    const qint64 ms = stopping.elapsed();
+    std::printf("Cancel during the closing polls: worker done after %lld ms\n",
+                static_cast<long long>(ms));
+    EXPECT_LT(ms, 500);
+    EXPECT_TRUE(done.back().at(1).toBool());
+    EXPECT_TRUE(messages.isEmpty());
+    EXPECT_TRUE(d->isVisible());
+    EXPECT_FALSE(sims[0]->selected());
+    // Stopped in the procedure's closing: the interrupt procedure never went.
+    EXPECT_FALSE(fs::exists(fs::path(card) / "P001.IR1"));
+}
+
+TEST_F(TransferDialogTest, LostInstrumentAndFailedConnectAreToldWithTheirCause) {
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
+    auto d = open(settings());
+    // The instrument goes away after the connect and "pI" (4 requests), "pI",
+    // the header and two blocks.
+    sims[0]->settings().faults.goneAfter = 8;
+    QSignalSpy done(d.get(), &TransferDialog::finishedWork);
+    QTest::mouseClick(d->startButton(), Qt::LeftButton);
+    ASSERT_TRUE(done.wait(10000));
+    EXPECT_EQ(done.back().at(0).toInt(), 79);
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages.front().contains("FEHLER 79")) << messages.join("|").toStdString();
+    EXPECT_TRUE(messages.front().contains("No such device")) << messages.front().toStdString();
+
+    // A refused selection: the connect fails, and "pI" is sent all the same.
+    messages.clear();
+    link::SimSettings refusing = settings();
+    refusing.faults.refuseSelection = true;
+    auto d2 = open(refusing);
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages.front().contains("81")) << messages.front().toStdString();
+    EXPECT_GT(sims[0]->counts().count("pI"), 0u);
+    EXPECT_FALSE(d2->startButton()->isEnabled());
 }
 
 TEST_F(TransferDialogTest, FullInstrumentKeepsStartDisabled) {
@@ -191,6 +241,46 @@ TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
 
     EXPECT_FALSE(DecodePicture((dir / "broken.bmp").string(), 400, 300, p));
     EXPECT_FALSE(DecodePicture((dir / "missing.bmp").string(), 400, 300, p));
+
+    // BMP headers of 54 bytes, 24 bits a pixel.
+    auto bmp = [](std::int32_t width, std::int32_t height) {
+        std::string b = "BM";
+        auto u32 = [&b](std::uint32_t v) {
+            for (int i = 0; i < 4; ++i)
+                b += static_cast<char>(v >> (8 * i));
+        };
+        u32(120), u32(0), u32(54), u32(40), u32(static_cast<std::uint32_t>(width));
+        u32(static_cast<std::uint32_t>(height));
+        b += std::string("\x01\x00\x18\x00", 4);  // one plane, 24 bits
+        u32(0), u32(0), u32(2835), u32(2835), u32(0), u32(0);
+        return b;
+    };
+    // One that claims 100,000 x 100,000 pixels (bottom up or top down) in a
+    // file of 120 bytes: refused before any pixel memory is taken.
+    for (const std::int32_t height : {100000, -100000}) {
+        std::string huge = bmp(100000, height);
+        huge.resize(120, '\x7f');
+        EXPECT_FALSE(DecodePictureData(huge, 400, 300, p)) << height;
+    }
+    // A 4 x 4 picture cut after its first (bottom) row: the rows the file
+    // does not hold are black, whatever the memory held before.
+    std::string cut = bmp(4, 4) + std::string(12, '\x50');
+    for (int round = 0; round < 2; ++round) {
+        std::vector<char*> junk;  // leaves freed memory full of 0xAB
+        for (int i = 0; i < 64; ++i)
+            junk.push_back(static_cast<char*>(std::memset(std::malloc(64), 0xAB, 64)));
+        for (char* j : junk)
+            std::free(j);
+        ASSERT_TRUE(DecodePictureData(cut, 400, 300, p));
+        ASSERT_EQ(p.rgb.size(), 3u * 4 * 4);
+        EXPECT_EQ(p.rgb[3 * 4 * 3], 0x50);  // the bottom row
+        EXPECT_EQ(std::count(p.rgb.begin(), p.rgb.begin() + 3 * 4 * 3, 0), 3 * 4 * 3);
+    }
+    // A FIFO, /dev/zero and a directory named as a picture: refused unread.
+    const std::string fifo = (dir / "fifo.bmp").string();
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& bad : {fifo, std::string("/dev/zero"), dir.string()})
+        EXPECT_FALSE(DecodePicture(bad, 400, 300, p)) << bad;
     fs::remove_all(dir);
 }
 

@@ -4,18 +4,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPrinter>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 #include "app/check/syntax_test_dialog.h"
@@ -23,6 +27,7 @@
 #include "app/print/printing.h"
 #include "check/print_layout.h"
 #include "components/layouts.h"
+#include "dialog_driver.h"
 #include "model/encoding.h"
 #include "model/procedure_file.h"
 #include "render/print_render.h"
@@ -191,27 +196,15 @@ TEST_F(PrintDialogs, PrintoutsReachThePrinter) {
     printTo(pdf, QPageLayout::Landscape);
     EXPECT_EQ(PrintProcedure(nullptr, list, kPrintNormal), 2);
     EXPECT_EQ(pdfPages(pdf), 2);
-    EXPECT_EQ(PrintProcedure(nullptr, list, kPrintExtended), 3);
-    EXPECT_EQ(pdfPages(pdf), 3);
     EXPECT_EQ(SharedPrinter().docName(), QStringLiteral("Quelvari- Document"));
 
-    // The protocol: exactly L - 4 lines fill one page and a second page holds
-    // only the head.
+    // The protocol goes to the same printer under its own document name; the
+    // page arithmetic itself is the core's.
     printTo(pdf, QPageLayout::Portrait);
-    SharedPrinter().setOutputFormat(QPrinter::PdfFormat);
-    SharedPrinter().setPageOrientation(QPageLayout::Portrait);
-    const ProtocolMetrics m = ProtocolPrintMetrics(SharedPrinter());
-    const int L = ProtocolLinesPerPage(m.pageHeight, m.lineHeight);
-    ASSERT_GT(L, 10);
-    std::vector<std::string> lines;
-    for (int i = 0; i < L - 4; ++i)
-        lines.push_back("line " + std::to_string(i + 1));
-    EXPECT_EQ(PrintProtocol(nullptr, lines), 2);
-    EXPECT_EQ(pdfPages(pdf), 2);
-    EXPECT_EQ(SharedPrinter().docName(), QStringLiteral("QuelvariDoc"));
-    lines.pop_back();
+    const std::vector<std::string> lines = {"line 1", "line 2"};
     EXPECT_EQ(PrintProtocol(nullptr, lines), 1);
     EXPECT_EQ(pdfPages(pdf), 1);
+    EXPECT_EQ(SharedPrinter().docName(), QStringLiteral("QuelvariDoc"));
 
     // Cancel prints nothing.
     QFile::remove(pdf);
@@ -258,29 +251,17 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
     EXPECT_FALSE(dialog.button(describe_ids::kChange)->isHidden());
     EXPECT_FALSE(dialog.button(describe_ids::kDelete)->isHidden());
 
-    // Change with a new name: the number is no longer known.
+    // The buttons run the core's Change, New, Automatic and Delete on the list.
     dialog.setVariableEditor([](std::string& name, std::string& description) {
-        EXPECT_EQ(name, "Z3");
-        EXPECT_EQ(description, "Counter");
-        name = "Z4";
+        name = name.empty() ? "A1" : "Z4";
         description = "Cycles";
         return true;
     });
     dialog.changeVariable();
-    ASSERT_EQ(dialog.variables().size(), 1u);
-    EXPECT_EQ(dialog.variables()[0], "Z4     (?)      Cycles");
-    EXPECT_EQ(dialog.variableList()->currentRow(), 0);
-    // New, then automatic generation adds B12 of the procedure.
-    dialog.setVariableEditor([](std::string& name, std::string& description) {
-        name = "A1";
-        description = "Valve";
-        return true;
-    });
+    EXPECT_EQ(dialog.variables().lines(), (std::vector<std::string>{"Z4     (?)      Cycles"}));
     dialog.newVariable();
     dialog.generateVariables();
     ASSERT_EQ(dialog.variables().size(), 3u);
-    EXPECT_EQ(dialog.variables()[1], "B12    (12)     ");
-    // Delete selects the line now at the same place.
     dialog.variableList()->setCurrentRow(0);
     dialog.deleteVariable();
     EXPECT_EQ(dialog.variableList()->currentRow(), 0);
@@ -294,6 +275,62 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
               "[COMMENT]\r\nNeu gepr\xfc"
               "ft\r\n[TEXT]\r\nL1\r\nL2\r\n[VAR]\r\n"
               "B12    (12)     \r\nZ4     (?)      Cycles\r\n");
+}
+
+TEST_F(PrintDialogs, DescriptionDialogRefusesWhatWouldNotLoadBackWhole) {
+    const std::string side = path("L.TXT");
+    const std::string old = "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\nB1     (1)      x\r\n";
+    {
+        std::ofstream out(side, std::ios::binary);
+        out << old;
+    }
+    DescriptionDialog dialog(side, {});
+    // 30 bytes of markers and 19 of the variable line leave 19,951.
+    EXPECT_EQ(dialog.roomLabel()->text(), QStringLiteral("19951 characters left"));
+    // Each line break takes two bytes of the file.
+    dialog.textField()->setPlainText(QString(19940, QLatin1Char('t')) +
+                                     QStringLiteral("\n\n\n\n\n\n"));
+    EXPECT_EQ(dialog.roomLabel()->text(), QStringLiteral("-1 characters left"));
+    QString shown;
+    test::ReadNextBox(shown);
+    dialog.accept();
+    EXPECT_NE(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(shown, QStringLiteral("The description is 1 characters too long to be read back "
+                                    "whole (a line break counts as 2)."));
+    EXPECT_EQ(fileText(side), old);
+    // One character less fits and loads back whole.
+    dialog.textField()->setPlainText(QString(19939, QLatin1Char('t')) +
+                                     QStringLiteral("\n\n\n\n\n\n"));
+    dialog.accept();
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(fileText(side).size(), 20000u);
+    EXPECT_EQ(LoadSideFile(side).content.variables.size(), 1u);
+}
+
+TEST_F(PrintDialogs, DescriptionDialogReportsASideFileThatIsNoRegularFile) {
+    ProcedureList list;
+    list.appendRecord(timeStep());
+    list.documentOpen = 1;
+    const std::pair<const char*, std::function<int(const std::string&)>> kinds[] = {
+        {"is not a regular file", [](const std::string& p) { return ::mkfifo(p.c_str(), 0600); }},
+        {"is a directory", [](const std::string& p) { return ::mkdir(p.c_str(), 0700); }},
+        {"is not a regular file",
+         [](const std::string& p) { return ::symlink("/dev/zero", p.c_str()); }},
+        {"symbolic link to a missing file",
+         [](const std::string& p) { return ::symlink("/nowhere/X.TXT", p.c_str()); }},
+    };
+    int n = 0;
+    for (const auto& [reason, make] : kinds) {
+        const std::string stem = path("S") + std::to_string(n++);
+        list.documentPath = stem + ".PAD";
+        ASSERT_TRUE(writeProcedure(list.documentPath, list).ok());
+        ASSERT_EQ(make(stem + ".TXT"), 0);
+        QString shown;
+        test::ReadNextBox(shown);
+        // Returns at once with the reason instead of reading or showing it empty.
+        EXPECT_FALSE(RunDescriptionDialog(nullptr, list));
+        EXPECT_TRUE(shown.contains(QLatin1String(reason))) << shown.toStdString();
+    }
 }
 
 TEST_F(PrintDialogs, ReadOnlySideFileDisablesEditing) {

@@ -89,6 +89,29 @@ TEST_F(RenderResources, PictureOfAnIdWithoutDrawingFallsBackToUnknown) {
     EXPECT_EQ(render::PicturePath(PictureId(r)), ":/pictures/picture-177.svg");
 }
 
+// The view draws pictures from a cache of images, one per picture, size and
+// device pixel ratio, each rendered from its SVG.
+TEST_F(RenderResources, PictureImagesAreCachedPerSizeAndRatio) {
+    const ComponentType& type = kCatalogue[0];
+    const QImage once = render::PictureImage(type.pictureId, QSize(60, 60), 1.0);
+    ASSERT_EQ(once.size(), QSize(60, 60));
+    EXPECT_EQ(render::PictureImage(type.pictureId, QSize(60, 60), 1.0).cacheKey(), once.cacheKey());
+    const int expected = OpaquePixels(Draw(render::PicturePath(type.pictureId), 60));
+    EXPECT_NEAR(OpaquePixels(once), expected, expected / 50 + 1);
+
+    const QImage sharp = render::PictureImage(type.pictureId, QSize(120, 120), 2.0);
+    const QImage plain = render::PictureImage(type.pictureId, QSize(120, 120), 1.0);
+    EXPECT_EQ(sharp.size(), QSize(120, 120));
+    EXPECT_EQ(sharp.devicePixelRatio(), 2.0);
+    EXPECT_EQ(plain.devicePixelRatio(), 1.0);
+    EXPECT_NE(sharp.cacheKey(), plain.cacheKey());
+    // Another type is another picture; an id without one is the unknown picture.
+    EXPECT_NE(render::PictureImage(kCatalogue[1].pictureId, QSize(60, 60), 1.0), once);
+    EXPECT_EQ(render::PictureImage(0, QSize(60, 60), 1.0),
+              render::PictureImage(kUnknownPictureId, QSize(60, 60), 1.0));
+    EXPECT_TRUE(render::PictureImage(type.pictureId, QSize(0, 0), 1.0).isNull());
+}
+
 TEST_F(RenderResources, IconsAndFlagsLoad) {
     const QStringList names{"new",    "open",   "save",        "cut",       "copy",     "paste",
                             "undo",   "print",  "syntax-test", "pre-check", "transfer", "help",
@@ -100,7 +123,12 @@ TEST_F(RenderResources, IconsAndFlagsLoad) {
         ASSERT_FALSE(icon.isNull());
         const QImage image = icon.pixmap(24, 24).toImage();
         EXPECT_GT(OpaquePixels(image), 24);
-        EXPECT_TRUE(QSvgRenderer(QString(":/icons/%1.svg").arg(name)).isValid());
+        // Rendered at build time for screens of ratio 1, 2 and 3.
+        for (int scale : {1, 2, 3}) {
+            const QString suffix = scale == 1 ? QString() : QString("@%1x").arg(scale);
+            EXPECT_EQ(QImage(QString(":/icons/%1%2.png").arg(name, suffix)).width(), 24 * scale);
+        }
+        EXPECT_EQ(icon.pixmap(QSize(24, 24), 2.0).width(), 48);
         seen.insert(ReadAll(QString(":/icons/%1.svg").arg(name)));
     }
     EXPECT_EQ(seen.size(), names.size()) << "two icons share one drawing";
@@ -119,18 +147,6 @@ TEST_F(RenderResources, IconsAndFlagsLoad) {
         EXPECT_EQ(OpaquePixels(image), 30 * 20) << lang;
     }
     EXPECT_TRUE(render::FlagPath(4).isEmpty());
-}
-
-TEST_F(RenderResources, HelpFileNamesOfEveryLanguageChooseAHelpFolder) {
-    // The core's help file names after a change of language.
-    EXPECT_EQ(render::HelpFolder(HelpFileName(0, "")), ":/help/de");
-    EXPECT_EQ(render::HelpFolder(HelpFileName(1, "")), ":/help/en");
-    EXPECT_EQ(render::HelpFolder(HelpFileName(2, "")), ":/help/en");
-    EXPECT_EQ(render::HelpFolder(HelpFileName(3, "")), ":/help/en");  // capital letters
-    // A language outside 0..3 keeps an unset name: no help at all.
-    EXPECT_TRUE(render::HelpFolder(HelpFileName(7, "")).isEmpty());
-    EXPECT_TRUE(render::HelpUrl("", render::kHelpVariables).isEmpty());
-    EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
 }
 
 // The anchors a page defines (id="..." or name="...").
@@ -152,7 +168,11 @@ TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
                                       render::kHelpVariables,
                                       render::kHelpCommandComponent,
                                       render::kHelpPictureComponent};
-    for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp"}) {
+    // No help file (a language outside 0..3) or a foreign one: no help.
+    EXPECT_TRUE(render::HelpUrl("", render::kHelpVariables).isEmpty());
+    EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
+    // Italian's name is the English one in capitals.
+    for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp", "QUELVARI-engl.hlp"}) {
         std::set<QString> pages;
         for (std::uint32_t context : contexts) {
             SCOPED_TRACE(std::string(helpFile) + " " + std::to_string(context));

@@ -25,6 +25,7 @@ TEST(UsbUmockdev, EnumerationFindsTheListedInstruments) {
     Link link;
     link.linkKind = kLinkUsb;
     link.usb.backend = MakeLibusbBackend();
+    link.usb.ids = {kUsbTestId};  // the faked devices carry the test id
     ASSERT_EQ(LinkConnect(link), 0) << link.lastReason;
     EXPECT_EQ(link.usb.deviceCount(), expected);
     for (int i = 0; i < kInstrumentEntries; ++i)
@@ -45,12 +46,13 @@ TEST(UsbUmockdev, EndpointsAndThe64ByteRuleOnTheWire) {
     Link link;
     link.linkKind = kLinkUsb;
     link.usb.backend = MakeLibusbBackend();
+    link.usb.ids = {kUsbTestId};
     ASSERT_EQ(LinkConnect(link), 0) << link.lastReason;
     for (std::size_t i = 0; i < 808; ++i)
         link.buf.tx[i] = static_cast<std::uint8_t>(i);
     // The capture expects 65 bytes, then 808, on endpoint 0x06.
-    EXPECT_EQ(LinkBlockWrite(link, 64), 64);
-    EXPECT_EQ(LinkBlockWrite(link, 808), 807);
+    EXPECT_EQ(LinkSend(link, 64), 64);
+    EXPECT_EQ(LinkSend(link, 808), 807);
     // "pI" as a vendor control transfer; the answer from endpoint 0x85.
     link.buf.tx[0] = 'p';
     link.buf.tx[1] = 'I';

@@ -1,6 +1,6 @@
 // quelvari-bench: speed and memory figures of the core, printed as
-// "name: value" lines so that scripts can compare runs. Each cost is also
-// given as a ratio to a floor measured in the same run on the same bytes.
+// "name: value" lines (figures.h) so that scripts can compare runs. Each cost
+// is also given as a ratio to a floor measured side by side on the same bytes.
 #include <fcntl.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "bench.h"
+#include "figures.h"
 #include "model/procedure.h"
 #include "model/procedure_file.h"
 
@@ -63,9 +64,10 @@ ComponentRecord sampleRecord(std::uint16_t step) {
 namespace {
 
 // The file figures; `suffix` tells the runs before and after the allocator
-// tuning in main apart.
+// tuning in main apart. Each run times the floor and the cost side by side.
 void fileFigures(const std::string& dir, const std::string& suffix) {
     constexpr int kSteps = 10000;
+    constexpr int kRuns = 9;
     const std::string path = dir + "/bench.PAD";
     ProcedureList list;
     list.procedureHead.record = sampleRecord(1);
@@ -77,65 +79,71 @@ void fileFigures(const std::string& dir, const std::string& suffix) {
         std::exit(1);
     }
 
-    // The floor of Open: open the file, allocate a buffer of its size, read it.
     std::vector<std::uint8_t> bytes(kSteps * rec::kRecordSize);
-    const double plainRead = medianMs(15, [&] {
-        const int fd = ::open(path.c_str(), O_RDONLY);
-        std::unique_ptr<std::uint8_t[]> buffer(new std::uint8_t[bytes.size()]);
-        const bool ok =
-            fd >= 0 && ::read(fd, buffer.get(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-        ::close(fd);
-        if (!ok)
-            std::exit(1);
-    });
-    // Only the load is timed: the previous list is freed before the clock
-    // starts, so both measurements reuse warm heap memory.
+    Runs plainRead, open, plainWrite, save;
     ProcedureList loaded;
-    std::vector<double> openTimes;
-    for (int i = 0; i < 15; ++i) {
+    for (int i = 0; i < kRuns; ++i) {
+        // The floor of Open: open the file, allocate a buffer of its size, read it.
+        plainRead.add(TimeMs([&] {
+            const int fd = ::open(path.c_str(), O_RDONLY);
+            std::unique_ptr<std::uint8_t[]> buffer(new std::uint8_t[bytes.size()]);
+            const bool ok = fd >= 0 && ::read(fd, buffer.get(), bytes.size()) ==
+                                           static_cast<ssize_t>(bytes.size());
+            ::close(fd);
+            if (!ok)
+                std::exit(1);
+        }));
+        // Only the load is timed: the previous list is freed before the clock
+        // starts, as the plain read's buffer is freed after its clock stops.
         loaded.freeProcedure();
-        openTimes.push_back(medianMs(1, [&] {
+        open.add(TimeMs([&] {
             if (!loadProcedure(path, loaded).ok() || loaded.componentCount != kSteps)
                 std::exit(1);
         }));
     }
-    std::sort(openTimes.begin(), openTimes.end());
-    const double open = openTimes[openTimes.size() / 2];
     const std::string plainPath = dir + "/plain.bin";
-    const double plainWrite = medianMs(9, [&] {
-        const int fd = ::open(plainPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const bool ok = fd >= 0 && ::write(fd, bytes.data(), bytes.size()) ==
-                                       static_cast<ssize_t>(bytes.size());
-        if (!ok || ::fsync(fd) != 0)
-            std::exit(1);
-        ::close(fd);
-    });
-    const double save = medianMs(9, [&] {
-        if (!writeProcedure(path, list).ok())
-            std::exit(1);
-    });
-    auto figure = [&](const char* name, double value) { print((name + suffix).c_str(), value); };
+    for (int i = 0; i < kRuns; ++i) {
+        // The floor of Save: write the same bytes to a new file and flush it.
+        plainWrite.add(TimeMs([&] {
+            const int fd = ::open(plainPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const bool ok = fd >= 0 && ::write(fd, bytes.data(), bytes.size()) ==
+                                           static_cast<ssize_t>(bytes.size());
+            if (!ok || ::fsync(fd) != 0)
+                std::exit(1);
+            ::close(fd);
+        }));
+        save.add(TimeMs([&] {
+            if (!writeProcedure(path, list).ok())
+                std::exit(1);
+        }));
+    }
+    const auto name = [&](const char* base) { return base + suffix; };
     if (!suffix.empty())
-        print("records", kSteps);
-    figure("open_ms", open);
-    figure("plain_read_ms", plainRead);
-    figure("open_ratio", open / plainRead);
-    figure("save_ms", save);
-    figure("plain_write_flush_ms", plainWrite);
-    figure("save_ratio", save / plainWrite);
+        ReportCount("records", kSteps);
+    Report(name("open_ms"), open);
+    Report(name("plain_read_ms"), plainRead);
+    Report(name("open_ratio"), Ratios(open, plainRead), name("plain_read_ms"));
+    Report(name("save_ms"), save);
+    Report(name("plain_write_flush_ms"), plainWrite);
+    Report(name("save_ratio"), Ratios(save, plainWrite), name("plain_write_flush_ms"));
     if (!suffix.empty())
         return;
 
-    const double renumber = medianMs(15, [&] { list.renumber(5000, true); });
-    print("renumber_ns_per_node", renumber * 1e6 / kSteps);
+    Runs renumber;
+    for (int i = 0; i < kRuns; ++i)
+        renumber.add(TimeMs([&] { list.renumber(5000, true); }) * 1e6 / kSteps);
+    Report("renumber_ns_per_node", renumber);
 
+    // Each run inserts 1000 records in the middle of a list that grows by as many.
     list.goToStep(kSteps / 2);
     const ComponentRecord extra = sampleRecord(1);
-    const double insert = medianMs(1, [&] {
-        for (int i = 0; i < 1000; ++i)
-            list.insertAtCurrent(extra);
-    });
-    print("insert_1000_ms", insert);
+    Runs insert;
+    for (int i = 0; i < kMinRuns; ++i)
+        insert.add(TimeMs([&] {
+            for (int k = 0; k < 1000; ++k)
+                list.insertAtCurrent(extra);
+        }));
+    Report("insert_1000_ms", insert);
 }
 
 void memoryFigures() {
@@ -146,7 +154,7 @@ void memoryFigures() {
         for (int i = 0; i < kSteps; ++i)
             list->appendNode(sampleRecord(static_cast<std::uint16_t>(i)));
         const auto after = ::mallinfo2().uordblks;
-        print("bytes_per_component", static_cast<double>(after - before) / kSteps);
+        ReportCount("bytes_per_component", static_cast<double>(after - before) / kSteps);
         delete list;
     }
 }

@@ -32,10 +32,12 @@ std::vector<Verb> componentVerbs();
 std::vector<Verb> checkVerbs();
 std::vector<Verb> linkVerbs();
 std::vector<Verb> printVerbs();
+std::vector<Verb> exchangeVerbs();
 
 // Prints protocol lines (Windows-1252) to a PDF file as the syntax-test
-// dialog's Print button prints them. False when the file cannot be written.
-bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path);
+// dialog's Print button prints them, through the atomic writer. A failure
+// carries message 92 and the system's reason; the old file is then untouched.
+Status WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path);
 std::vector<Verb> transferVerbs();
 
 // Prints "quelvari-cli: <message>" to stderr and returns kExitUsage.
@@ -54,7 +56,5 @@ bool takeValue(std::vector<std::string>& args, const std::string& option, std::s
 bool takeFlag(std::vector<std::string>& args, const std::string& flag);
 // Parses a decimal or 0x-prefixed number.
 std::optional<long> parseNumber(const std::string& text);
-// A JSON string literal for UTF-8 text.
-std::string jsonString(const std::string& utf8);
 
 }  // namespace quelvari::cli

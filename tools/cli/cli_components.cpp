@@ -15,6 +15,7 @@
 #include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "texts/errors.h"
+#include "texts/texts.h"
 
 namespace quelvari::cli {
 namespace {
@@ -160,6 +161,89 @@ bool takeInterbusFunction(std::vector<std::string>& args, std::uint8_t& function
     return true;
 }
 
+const EditorControl* controlNamed(const Editor& editor, const std::string& assignment) {
+    const std::string name = assignment.substr(0, assignment.find('='));
+    const auto id = parseNumber(name);
+    const EditorControl* entry = nullptr;
+    for (const EditorControl& c : editor.controls)
+        if ((id && c.id == static_cast<std::uint32_t>(*id)) || name == c.name)
+            entry = &c;
+    return entry;
+}
+
+// Gives control `c` of `form` the state it has in `from`.
+void copyControl(const EditorControl& c, const MapForm& from, MapForm& form) {
+    switch (c.kind) {
+        case ControlKind::Text:
+            form.setText(c.id, from.fullText(c.id));
+            break;
+        case ControlKind::Check:
+        case ControlKind::Radio:
+            form.setChecked(c.id, from.checked(c.id));
+            break;
+        case ControlKind::Combo:
+            form.setCurrentIndex(c.id, from.currentIndex(c.id));
+            break;
+    }
+}
+
+bool sameControl(const EditorControl& c, const MapForm& a, const MapForm& b) {
+    return a.fullText(c.id) == b.fullText(c.id) && a.checked(c.id) == b.checked(c.id) &&
+           a.currentIndex(c.id) == b.currentIndex(c.id);
+}
+
+// A value for a control that the dialog leaves without effect in the state
+// the other values make (the time factor while the component waits on a
+// key) is refused, never dropped: the value of `c` counts when the reader
+// gives another result with `c` as it stood in `baseline`.
+int refuseUnused(const Editor& editor, const std::vector<std::string>& assignments,
+                 const MapForm& baseline, const MapForm& form, const ComponentRecord& start) {
+    const auto differ = [&](const MapForm& a, const MapForm& b) {
+        ComponentRecord ra = start, rb = start;
+        MapForm fa = a, fb = b;
+        const int ca = editor.read(fa, ra);
+        const int cb = editor.read(fb, rb);
+        return ca != cb || ra.bytes != rb.bytes;
+    };
+    const auto counts = [&](const EditorControl& c, const MapForm& state) {
+        MapForm without = state;
+        copyControl(c, baseline, without);
+        return differ(state, without);
+    };
+    for (const std::string& a : assignments) {
+        const EditorControl* c = controlNamed(editor, a);
+        if (!c || c->kind == ControlKind::Radio || sameControl(*c, form, baseline) ||
+            counts(*c, form))
+            continue;
+        // The choice that would use it: a radio button or a check box.
+        std::string enabler;
+        for (const EditorControl& other : editor.controls) {
+            if (&other == c ||
+                (other.kind != ControlKind::Radio && other.kind != ControlKind::Check))
+                continue;
+            if (other.kind == ControlKind::Radio && form.checked(other.id))
+                continue;
+            MapForm changed = form;
+            const bool on = other.kind == ControlKind::Radio || !form.checked(other.id);
+            if (other.kind == ControlKind::Radio)
+                for (const EditorControl& g : editor.controls)
+                    if (g.kind == ControlKind::Radio && g.group == other.group)
+                        changed.setChecked(g.id, false);
+            changed.setChecked(other.id, on);
+            if (counts(*c, changed)) {
+                enabler = std::string(other.name) + "=" + (on ? "1" : "0");
+                break;
+            }
+        }
+        std::cerr << "quelvari-cli: control '" << c->name
+                  << "' has no effect with the other values given"
+                  << (enabler.empty() ? std::string() : "; the dialog uses it with " + enabler)
+                  << "\n";
+        return kExitField;
+    }
+    return 0;
+}
+
 int reportFault(int code) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "0x%04X", code & 0xFFFF);
@@ -190,6 +274,32 @@ int load(const std::string& path, ProcedureList& list, FileLock& lock, bool crea
         return kExitFile;
     }
     return kExitOk;
+}
+
+// A full procedure (65535 steps) takes no further step; the file stays as it
+// is.
+int refuseFull(const std::string& path) {
+    std::cerr << cp1252ToUtf8(FormatText(GetLangText(kTextProcedureFull), kMaxSteps)) << "\n";
+    std::cerr << "quelvari-cli: " << path << " is not changed\n";
+    return kExitFile;
+}
+
+// A new component as its dialog would make it: the preset `editRecord`
+// filled into the controls, the `values` given for them, the reader's record.
+// 0, or the exit status of the refusal.
+int readNewRecord(const Editor& editor, const std::string& pad,
+                  const std::vector<std::string>& values, ComponentRecord& editRecord) {
+    MapForm form;
+    form.directory = directoryOf(pad);
+    MapForm items;
+    editor.fill(editRecord, items);
+    const MapForm baseline = form;
+    if (!applyValues(editor, values, form, items))
+        return kExitUsage;
+    const ComponentRecord start = editRecord;
+    if (const int code = editor.read(form, editRecord))
+        return reportFault(code);
+    return refuseUnused(editor, values, baseline, form, start);
 }
 
 int runAdd(const std::vector<std::string>& argsIn) {
@@ -223,20 +333,16 @@ int runAdd(const std::vector<std::string>& argsIn) {
     } else if (function != 0) {
         return usageError("--function is for Interbus-S components only");
     }
-    MapForm form;
-    form.directory = directoryOf(args[0]);
-    MapForm items;
-    editor.fill(editRecord, items);
-    if (!applyValues(editor, {args.begin() + 2, args.end()}, form, items))
-        return kExitUsage;
     // The reader fills editRecord; the file is touched only once it passed.
-    if (const int code = editor.read(form, editRecord))
-        return reportFault(code);
+    if (const int e = readNewRecord(editor, args[0], {args.begin() + 2, args.end()}, editRecord))
+        return e;
     ProcedureList list;
     const std::string& path = args[0];
     FileLock lock;
     if (const int e = load(path, list, lock, true))
         return e;
+    if (!HasRoomForStep(list))
+        return refuseFull(path);
     list.documentOpen = 1;
     list.appendRecord(editRecord);
     if (const int e = save(path, list))
@@ -274,13 +380,17 @@ int runEdit(const std::vector<std::string>& argsIn) {
     MapForm form;
     form.directory = directoryOf(args[0]);
     editor.fill(viewRecord, form);
-    if (!applyValues(editor, {args.begin() + 2, args.end()}, form, form))
+    const std::vector<std::string> values(args.begin() + 2, args.end());
+    const MapForm baseline = form;
+    if (!applyValues(editor, values, form, form))
         return kExitUsage;
     list.editRecord = viewRecord;
     const int code = editor.read(form, list.editRecord);
     list.editRecord.setNumber(viewRecord.number());
     if (code)
         return reportFault(code);
+    if (const int e = refuseUnused(editor, values, baseline, form, viewRecord))
+        return e;
     list.currentNode->record = list.editRecord;
     list.viewRecord = list.editRecord;
     list.modified = 1;
@@ -319,9 +429,12 @@ class ScriptUi : public EditUi {
     void setStatusCount(const std::string&) override {}
     void repaint(bool) override {}
     void beep() override {}
+    void refuse(const std::string&) override { refused_ = true; }
+    bool refused() const { return refused_; }
 
   private:
     ComponentRecord record_;
+    bool refused_ = false;
 };
 
 // Loads FILE and moves to STEP; 0 or an exit status.
@@ -352,14 +465,8 @@ int runInsert(const std::vector<std::string>& argsIn) {
     const Editor& editor = EditorOf(*type);
     ComponentRecord editRecord;
     PresetNewRecord(editRecord, *type);
-    MapForm form;
-    form.directory = directoryOf(args[0]);
-    MapForm items;
-    editor.fill(editRecord, items);
-    if (!applyValues(editor, {args.begin() + 3, args.end()}, form, items))
-        return kExitUsage;
-    if (const int code = editor.read(form, editRecord))
-        return reportFault(code);
+    if (const int e = readNewRecord(editor, args[0], {args.begin() + 3, args.end()}, editRecord))
+        return e;
     ProcedureList list;
     FileLock lock;
     if (const int e = openAtStep(args[0], args[1], list, lock, true))
@@ -367,6 +474,8 @@ int runInsert(const std::vector<std::string>& argsIn) {
     ScriptUi ui(editRecord);
     EditCommands commands(list, ui);
     commands.insert();
+    if (ui.refused())
+        return refuseFull(args[0]);
     if (const int e = save(args[0], list))
         return e;
     std::cout << args[0] << ": step " << list.currentNumber << " inserted, " << list.componentCount

@@ -7,6 +7,7 @@
 #include "cli.h"
 #include "link/instrument.h"
 #include "link/link_settings.h"
+#include "link/link_texts.h"
 #include "link/memory.h"
 #include "link/simulator.h"
 #include "model/encoding.h"
@@ -62,15 +63,6 @@ class PrintedMemory : public MemoryDisplay {
     bool startDisabled = false;
 };
 
-void Fail(Link& link, int code) {
-    if (code == -99)
-        std::cerr << "quelvari-cli: the request could not be sent to the instrument (-99)\n";
-    else
-        printErrorMessage(code << 8);
-    if (!link.lastReason.empty())
-        std::cerr << link.lastReason << "\n";
-}
-
 int RunInstrument(const std::vector<std::string>& argsIn) {
     std::vector<std::string> args = argsIn;
     std::uint32_t lang = 0;
@@ -91,7 +83,7 @@ int RunInstrument(const std::vector<std::string>& argsIn) {
 
     const int r = InstrumentConnect(link);
     if (r != 0) {
-        Fail(link, r);
+        PrintLinkFailure(link, r);
         // Nothing stays selected: release whatever answered and close.
         ReleaseAllAndDisconnect(link);
         return kExitLink;
@@ -171,6 +163,16 @@ std::string ApplyLinkOptions(LinkConfig& config, const std::string& linkSpec,
 }
 
 }  // namespace
+
+void PrintLinkFailure(Link& link, int code) {
+    if (code == -99)
+        std::cerr << cp1252ToUtf8(LangText(kTextNotSent)) << " (-99)\n";
+    else
+        printErrorMessage(code << 8);
+    const std::string detail = LinkDetail(link);
+    if (!detail.empty())
+        std::cerr << cp1252ToUtf8(detail) << "\n";
+}
 
 int VerbLink::open(const std::string& linkSpec, const std::string& baud, bool slow,
                    const std::string& tracePath) {

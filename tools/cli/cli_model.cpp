@@ -1,6 +1,7 @@
 // Verbs on procedure files: info, dump, convert.
 #include <cstdio>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "cli.h"
 #include "commands/file_commands.h"
@@ -86,19 +87,21 @@ int runDump(const std::vector<std::string>& argsIn) {
         if (r.typeCode())
             view = DescribeComponent(r);
         if (json) {
-            std::cout << "{\"number\":" << r.number() << ",\"formatMark\":" << r.formatMark()
-                      << ",\"recordMark\":" << r.recordMark()
-                      << ",\"gotoTarget\":" << r.gotoTarget()
-                      << ",\"inputCondition\":" << jsonString(cp1252ToUtf8(r.inputCondition()))
-                      << ",\"branchCondition\":" << jsonString(cp1252ToUtf8(r.branchCondition()))
-                      << ",\"comment\":" << jsonString(cp1252ToUtf8(r.comment()))
-                      << ",\"typeCode\":" << jsonString(type)
-                      << ",\"typeName\":" << jsonString(cp1252ToUtf8(view.typeName))
-                      << ",\"view\":[";
-            for (std::size_t i = 0; i < view.lines.size(); ++i)
-                std::cout << (i ? "," : "")
-                          << jsonString(cp1252ToUtf8(ViewLineText(view.lines[i])));
-            std::cout << "],\"hex\":\"" << hexOf(r) << "\"}\n";
+            nlohmann::ordered_json j;
+            j["number"] = r.number();
+            j["formatMark"] = r.formatMark();
+            j["recordMark"] = r.recordMark();
+            j["gotoTarget"] = r.gotoTarget();
+            j["inputCondition"] = cp1252ToUtf8(r.inputCondition());
+            j["branchCondition"] = cp1252ToUtf8(r.branchCondition());
+            j["comment"] = cp1252ToUtf8(r.comment());
+            j["typeCode"] = type;
+            j["typeName"] = cp1252ToUtf8(view.typeName);
+            j["view"] = nlohmann::ordered_json::array();
+            for (const ViewLine& line : view.lines)
+                j["view"].push_back(cp1252ToUtf8(ViewLineText(line)));
+            j["hex"] = hexOf(r);
+            std::cout << j.dump() << "\n";
         } else {
             std::cout << "step " << r.number() << ": " << (type.empty() ? "-" : type) << " | in \""
                       << cp1252ToUtf8(r.inputCondition()) << "\" | branch \""

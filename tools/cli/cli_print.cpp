@@ -1,6 +1,7 @@
 // Verbs of the print-outs and the description side file: print (procedure
 // print-out as PDF), the protocol PDF of check, and describe.
 #include <QGuiApplication>
+#include <QIODevice>
 #include <QPageLayout>
 #include <QPageSize>
 #include <QPdfWriter>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -17,6 +17,7 @@
 #include "check/procedure_variables.h"
 #include "cli.h"
 #include "model/encoding.h"
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "model/side_file.h"
 #include "render/print_render.h"
@@ -48,9 +49,46 @@ class GuiScope {
     std::unique_ptr<QGuiApplication> app_;
 };
 
-std::unique_ptr<QPdfWriter> makePdf(const std::string& path, QPageLayout::Orientation orientation,
+// A print-out file written through the atomic writer: QPdfWriter streams its
+// pages into a temporary file beside the target, every write is checked, and
+// only a complete file replaces the target. A FIFO, a device or a directory
+// named as the target is refused before anything is painted.
+class PdfFile : public QIODevice {
+  public:
+    Status begin(const std::string& path) {
+        status_ = file_.begin(path, kErrFileWrite);
+        if (status_.ok())
+            open(QIODevice::WriteOnly);
+        return status_;
+    }
+    // Commits when every write took and the print-out is `complete`; the
+    // status of the first failure else (the temporary file is then removed).
+    Status finish(bool complete) {
+        close();
+        if (status_.ok() && !complete)
+            status_ = Status::refused(kErrFileWrite, file_.target() + ": nothing printed");
+        if (!status_.ok())
+            return status_;
+        return status_ = file_.commit();
+    }
+
+  protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override {
+        if (!status_.ok())
+            return -1;
+        status_ = file_.write(data, static_cast<std::size_t>(size));
+        return status_.ok() ? size : -1;
+    }
+
+  private:
+    AtomicFile file_;
+    Status status_;
+};
+
+std::unique_ptr<QPdfWriter> makePdf(QIODevice* device, QPageLayout::Orientation orientation,
                                     double marginMm, const std::string& title) {
-    auto pdf = std::make_unique<QPdfWriter>(QString::fromStdString(path));
+    auto pdf = std::make_unique<QPdfWriter>(device);
     pdf->setResolution(300);
     pdf->setPageLayout(QPageLayout(QPageSize(QPageSize::A4), orientation,
                                    QMarginsF(marginMm, marginMm, marginMm, marginMm),
@@ -82,7 +120,7 @@ constexpr const char* kDescribeUsage =
     "Without options it prints the comment, the description text and the\n"
     "variable lines under the markers [COMMENT], [TEXT] and [VAR] (in UTF-8).\n"
     "The options change them and save the file as the dialog's OK does:\n"
-    "  --comment TEXT        the short comment (at most 99 characters are kept)\n"
+    "  --comment TEXT        the short comment (at most 99 characters)\n"
     "  --text-file F         the description text from file F (UTF-8)\n"
     "  --auto                adds a line for every variable the procedure uses\n"
     "                        that the list does not hold yet, with its number\n"
@@ -90,8 +128,11 @@ constexpr const char* kDescribeUsage =
     "                        it, with its number when the procedure uses NAME\n"
     "                        and \"(?)\" otherwise (repeatable; after --auto)\n"
     "The result is printed after saving.\n\n"
-    "Exit status: 0 success, 2 FILE does not exist or the side file cannot be\n"
-    "written (message 92; a write-protected side file is left as it is),\n"
+    "Content whose side file would not load back whole (more than 20000 bytes)\n"
+    "is refused, with the number of characters that must go.\n\n"
+    "Exit status: 0 success, 2 FILE does not exist, the side file or F cannot be\n"
+    "read, or the side file cannot be written (message 92; a write-protected or\n"
+    "too long side file is left as it is),\n"
     "64 bad arguments or text the code page cannot hold.\n";
 
 void printContent(const SideFileContent& c) {
@@ -148,56 +189,92 @@ int runDescribe(const std::vector<std::string>& input) {
     }
 
     const std::string sidePath = SideFilePath(procedure);
-    SideFileLoad load = LoadSideFile(sidePath);
-    SideFileContent& c = load.content;
     const bool change = comment || textFile || !vars.empty() || automatic;
+    if (!change) {
+        const SideFileLoad load = LoadSideFile(sidePath);
+        if (!load.status.ok()) {
+            printErrorMessage(load.status);
+            return kExitFile;
+        }
+        printContent(load.content);
+        return kExitOk;
+    }
+    std::optional<std::string> newComment, newText;
     if (comment) {
-        const auto text = utf8ToCp1252(*comment);
-        if (!text)
+        newComment = utf8ToCp1252(*comment);
+        if (!newComment)
             return usageError("the comment holds a character the code page cannot hold");
-        c.comment = text->substr(0, kSideCommentMax);
     }
     if (textFile) {
-        std::ifstream in(*textFile, std::ios::binary);
-        if (!in)
-            return usageError("cannot read " + *textFile);
-        const std::string utf8{std::istreambuf_iterator<char>(in), {}};
-        const auto text = utf8ToCp1252(toCrLf(utf8));
-        if (!text)
+        // A text that could never fit is not read to its end: four bytes of
+        // UTF-8 for every character the side file can hold.
+        std::string utf8;
+        bool tooLong = false;
+        const Status read =
+            ReadRegularFile(*textFile, 4 * kSideFileReadLimit, utf8, kErrFileOpen, &tooLong);
+        if (!read.ok()) {
+            printErrorMessage(read);
+            return kExitFile;
+        }
+        if (tooLong) {
+            std::cerr << cp1252ToUtf8(FormatText(GetLangText(kTextTextFileTooLong),
+                                                 static_cast<long>(utf8.size())))
+                      << "\n";
+            return kExitFile;
+        }
+        newText = utf8ToCp1252(toCrLf(utf8));
+        if (!newText)
             return usageError(*textFile + " holds a character the code page cannot hold");
-        c.text = text->substr(0, kSideTextMax);
     }
-    // Automatic generation first, so that a description given for a variable
-    // of the procedure lands on its numbered line.
-    if (automatic)
-        AddUsedVariables(c.variables, records.records);
+    std::vector<std::pair<std::string, std::string>> entries;
     for (const std::string& v : vars) {
         const std::size_t eq = v.find('=');
         const auto entry = utf8ToCp1252(v);
         if (eq == std::string::npos || eq == 0 || !entry)
             return usageError("--var takes NAME=DESCRIPTION in the code page, got '" + v + "'");
-        const std::string name = utf8ToCp1252(v.substr(0, eq)).value_or("");
-        const std::string description = utf8ToCp1252(v.substr(eq + 1)).value_or("");
+        std::string name = utf8ToCp1252(v.substr(0, eq)).value_or("");
         if (name.find(' ') != std::string::npos)
             return usageError("a variable name holds no blank: '" + v + "'");
-        std::optional<std::size_t> at;
-        for (std::size_t i = 0; i < c.variables.size() && !at; ++i)
-            if (ParseVariableLine(c.variables[i]).name == name)
-                at = i;
-        if (at)
-            ChangeVariable(c.variables, *at, name, description);
-        else
-            c.variables.add(NewVariableLine(records.records, name, description));
+        entries.emplace_back(std::move(name), utf8ToCp1252(v.substr(eq + 1)).value_or(""));
     }
-    if (change) {
-        const int error = load.writable ? SaveSideFile(sidePath, c) : kSideFileWriteError;
-        if (error != 0) {
-            printErrorMessage(error);
-            std::cerr << "quelvari-cli: cannot write " << sidePath << "\n";
-            return kExitFile;
-        }
+    // The side file is read, changed and written under its lock: another
+    // describe of the same procedure waits and then changes the new file.
+    SideFileContent result;
+    std::size_t excess = 0;
+    const Status saved = UpdateSideFile(
+        sidePath,
+        [&](SideFileContent& c) {
+            if (newComment)
+                c.comment = *newComment;
+            if (newText)
+                c.text = *newText;
+            // Automatic generation first, so that a description given for a
+            // variable of the procedure lands on its numbered line.
+            if (automatic)
+                AddUsedVariables(c.variables, records.records);
+            for (const auto& [name, description] : entries) {
+                std::optional<std::size_t> at;
+                for (std::size_t i = 0; i < c.variables.size() && !at; ++i)
+                    if (ParseVariableLine(c.variables[i]).name == name)
+                        at = i;
+                if (at)
+                    ChangeVariable(c.variables, *at, name, description);
+                else
+                    c.variables.add(NewVariableLine(records.records, name, description));
+            }
+            result = c;
+        },
+        &excess);
+    if (!saved.ok()) {
+        printErrorMessage(saved);
+        if (excess > 0)
+            std::cerr << cp1252ToUtf8(FormatText(GetLangText(kTextSideFileTooLong),
+                                                 static_cast<long>(excess)))
+                      << "\n";
+        std::cerr << "quelvari-cli: cannot write " << sidePath << "\n";
+        return kExitFile;
     }
-    printContent(c);
+    printContent(result);
     return kExitOk;
 }
 
@@ -234,13 +311,19 @@ int runPrint(const std::vector<std::string>& input) {
         std::cerr << "quelvari-cli: cannot read " << args[0] << "\n";
         return kExitFile;
     }
-    GuiScope gui;
-    auto writer = makePdf(*pdf, landscape ? QPageLayout::Landscape : QPageLayout::Portrait, 10,
-                          LangText(kTextDocumentName));
-    const int pages = PrintProcedureToDevice(*writer, records.records,
-                                             extended ? kPrintExtended : kPrintNormal, args[0]);
-    writer.reset();
-    if (pages == 0) {
+    PdfFile out;
+    Status status = out.begin(*pdf);
+    if (status.ok()) {
+        GuiScope gui;
+        auto writer = makePdf(&out, landscape ? QPageLayout::Landscape : QPageLayout::Portrait, 10,
+                              LangText(kTextDocumentName));
+        const int pages = PrintProcedureToDevice(*writer, records.records,
+                                                 extended ? kPrintExtended : kPrintNormal, args[0]);
+        writer.reset();
+        status = out.finish(pages > 0);
+    }
+    if (!status.ok()) {
+        printErrorMessage(status);
         std::cerr << "quelvari-cli: cannot write " << *pdf << "\n";
         return kExitFile;
     }
@@ -249,13 +332,16 @@ int runPrint(const std::vector<std::string>& input) {
 
 }  // namespace
 
-bool WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path) {
+Status WriteProtocolPdf(const std::vector<std::string>& lines, const std::string& path) {
+    PdfFile out;
+    if (Status s = out.begin(path); !s.ok())
+        return s;
     GuiScope gui;
     // The protocol counts its lines on the whole sheet.
-    auto writer = makePdf(path, QPageLayout::Portrait, 0, kProtocolDocumentName);
+    auto writer = makePdf(&out, QPageLayout::Portrait, 0, kProtocolDocumentName);
     const int pages = PaintProtocolPrint(*writer, lines);
     writer.reset();
-    return pages > 0;
+    return out.finish(pages > 0);
 }
 
 std::vector<Verb> printVerbs() {

@@ -2,9 +2,9 @@
 #include <iostream>
 
 #include "cli.h"
+#include "commands/used_texts.h"
 #include "model/encoding.h"
 #include "texts/errors.h"
-#include "texts/generated_tables.h"
 #include "texts/texts.h"
 
 namespace quelvari::cli {
@@ -24,8 +24,10 @@ constexpr const char* kErrorUsage =
 
 constexpr const char* kTextsUsage =
     "usage: quelvari-cli texts --missing [--lang N]\n\n"
-    "Lists the ids the program looks up that the table of language N lacks,\n"
-    "one per line, for translators. Exits 1 when something is missing.\n";
+    "Lists the ids the program can show that the table of language N lacks,\n"
+    "one per line, for translators: the labels of every dialog (English, French\n"
+    "and Italian), the menus, and every text the view, the syntax-test protocol,\n"
+    "the print-outs and the questions look up. Exits 1 when something is missing.\n";
 
 int runText(const std::vector<std::string>& argsIn) {
     auto args = argsIn;
@@ -63,16 +65,10 @@ int runTexts(const std::vector<std::string>& argsIn) {
         return kExitUsage;
     if (!takeFlag(args, "--missing") || !args.empty())
         return usageError("texts takes --missing (see texts --help)");
-    const std::uint32_t table = lang <= kItalian ? lang : kGerman;
-    int missing = 0;
-    for (unsigned i = 0; i < generated::kUsedIdCount; ++i) {
-        const auto& used = generated::kUsedIds[i];
-        if ((used.languages & (1u << table)) && !HasLangText(used.id, table)) {
-            std::cout << used.id << "\n";
-            ++missing;
-        }
-    }
-    return missing ? 1 : kExitOk;
+    const std::vector<std::uint32_t> missing = MissingTextIds(lang);
+    for (std::uint32_t id : missing)
+        std::cout << id << "\n";
+    return missing.empty() ? kExitOk : 1;
 }
 
 }  // namespace

@@ -1,20 +1,21 @@
 // quelvari-cli transfer: a checked test procedure into the instrument.
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 
+#include "app/transfer/screen_converter.h"
 #include "cli.h"
 #include "link/instrument.h"
 #include "link/link_settings.h"
+#include "link/link_texts.h"
 #include "link/memory.h"
 #include "link/transfer.h"
 #include "link/transfer_job.h"
 #include "model/encoding.h"
-#include "render/picture_decoder.h"
+#include "texts/texts.h"
 #include "verb_link.h"
 
 namespace quelvari::cli {
@@ -46,19 +47,10 @@ const char kTransferUsage[] =
     "Exit status: 0 done, 2 the procedure is not ready for this instrument, 4 the\n"
     "link or the instrument failed, 64 bad arguments, 130 cancelled.\n";
 
-std::atomic<bool> cancelRequested{false};
+CancelToken cancelRequested;
 
 void OnInterrupt(int) {
-    cancelRequested.store(true);
-}
-
-void Fail(const Link& link, int code) {
-    if (code == -99)
-        std::cerr << "quelvari-cli: the request could not be sent to the instrument (-99)\n";
-    else
-        printErrorMessage(code << 8);
-    if (!link.lastReason.empty())
-        std::cerr << link.lastReason << "\n";
+    cancelRequested.cancel();
 }
 
 // Progress on a terminal: phase, block and status on one line.
@@ -152,81 +144,64 @@ int RunTransferVerb(const std::vector<std::string>& argsIn) {
         return e;
     Link& link = verbLink.link;
 
-    cancelRequested = false;
+    cancelRequested.reset();
+    link.setCancel(&cancelRequested);
     auto previous = std::signal(SIGINT, OnInterrupt);
     struct Restore {
+        Link& link;
         void (*handler)(int);
-        ~Restore() { std::signal(SIGINT, handler); }
-    } restore{previous};
+        ~Restore() {
+            std::signal(SIGINT, handler);
+            link.setCancel(nullptr);
+        }
+    } restore{link, previous};
 
     // Whatever happens from here on, the instrument is released and the link
-    // closed before the verb returns.
+    // closed before the verb returns (a Ctrl+C does not stop the release).
     struct Release {
         Link& link;
-        ~Release() { ReleaseAllAndDisconnect(link); }
+        ~Release() {
+            link.setCancel(nullptr);
+            ReleaseAllAndDisconnect(link);
+        }
     } release{link};
-
-    if (const int r = InstrumentConnect(link); r != 0) {
-        Fail(link, r);
-        return kExitLink;
-    }
-    link.instrumentConnected = true;
-
-    const std::uint16_t model = link.table[0].model;
-    TransferJob job;
-    if (const int r = PrepareTransferJob(pad, ModelArgument(model), job); r != 0) {
-        printErrorMessage(r << 8);
-        return kExitFile;
-    }
 
     TransferSettings settings;
     settings.number = static_cast<std::uint8_t>(*number);
-    settings.model = model;
     settings.fastPictures = !noFast;
-    settings.toScreen = [](const std::string& path, std::uint16_t m,
-                           std::vector<std::uint8_t>& out) {
-        render::DecodedPicture picture;
-        if (!render::DecodePicture(path, kScreenWidth, kScreenHeight, picture))
-            return false;
-        out = PackScreen(m, picture.width, picture.height, picture.rgb.data(),
-                         3 * static_cast<std::size_t>(picture.width));
-        return true;
-    };
+    settings.toScreen = app::ScreenPicture;
 
-    InstrumentMemory memory;
     NoDisplay display;
-    if (!RefreshMemory(link, memory, display)) {
-        Fail(link, 79);
-        return kExitLink;
-    }
-    const MemoryNeed need = ComputeMemoryNeed(
-        job, [&](const TransferPicture& p) { return SentPictureSize(p, settings); });
-    if (const int r = StartChecks(link, memory, need); r != 0) {
-        Fail(link, r);
-        return kExitLink;
-    }
-
     Progress progress(::isatty(2) != 0);
-    const TransferResult result = RunTransfer(link, job, settings, progress, &cancelRequested);
+    const TransferOutcome outcome = TransferToInstrument(link, pad, settings, display, progress);
     progress.end();
-    if (result.cancelled) {
+    if (outcome.cancelled) {
         std::cerr << "quelvari-cli: transfer cancelled; the instrument was released\n";
         return kExitCancelled;
     }
-    if (result.code != 0) {
-        Fail(link, result.code);
-        return kExitLink;
+    switch (outcome.code) {
+        case 0:
+            break;
+        case 72:
+        case 75:
+        case 85:
+        case 86:
+        case 90:
+            // The procedure is not ready for this instrument.
+            printErrorMessage(outcome.code << 8);
+            return kExitFile;
+        default:
+            PrintLinkFailure(link, outcome.code);
+            return kExitLink;
     }
-    std::size_t interrupts = 0;
-    for (const auto& list : job.interrupts)
-        interrupts += list.empty() ? 0 : 1;
     std::printf(
         "Transferred %s as procedure %ld: %zu records, %zu interrupt procedures, %d "
         "pictures, %d blocks\n",
-        cp1252ToUtf8(pad).c_str(), *number, job.records.size(), interrupts, result.picturesSent,
-        result.blocks);
-    if (RefreshMemory(link, memory, display))
-        std::printf("Free memory: %lu kB\n", static_cast<unsigned long>(memory.freeBlocks / 2));
+        cp1252ToUtf8(pad).c_str(), *number, outcome.records, outcome.interrupts,
+        outcome.result.picturesSent, outcome.result.blocks);
+    if (outcome.memoryAnswered)
+        std::printf("Free memory: %lu kB\n",
+                    static_cast<unsigned long>(outcome.memory.freeBlocks / 2));
     return kExitOk;
 }
 

@@ -1,8 +1,10 @@
 // quelvari-cli: the command-line face of Quelvari, for scripts, build
 // pipelines and version control.
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "cli.h"
@@ -65,38 +67,6 @@ bool takeLanguageOption(std::vector<std::string>& args, std::uint32_t& lang) {
     return true;
 }
 
-std::string jsonString(const std::string& utf8) {
-    std::string out = "\"";
-    for (unsigned char c : utf8) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (c < 0x20) {
-                    char buf[8];
-                    std::snprintf(buf, sizeof buf, "\\u%04x", c);
-                    out += buf;
-                } else {
-                    out += static_cast<char>(c);
-                }
-        }
-    }
-    return out + "\"";
-}
-
 }  // namespace quelvari::cli
 
 namespace {
@@ -108,7 +78,7 @@ std::vector<Verb> allVerbs() {
     for (auto group :
          {quelvari::cli::modelVerbs, quelvari::cli::textVerbs, quelvari::cli::componentVerbs,
           quelvari::cli::checkVerbs, quelvari::cli::printVerbs, quelvari::cli::linkVerbs,
-          quelvari::cli::transferVerbs})
+          quelvari::cli::transferVerbs, quelvari::cli::exchangeVerbs})
         for (const Verb& v : group())
             verbs.push_back(v);
     return verbs;
@@ -116,9 +86,13 @@ std::vector<Verb> allVerbs() {
 
 void printOverview(std::ostream& out, const std::vector<Verb>& verbs) {
     out << "usage: quelvari-cli VERB [ARGS...]\n\nVerbs:\n";
+    // The summaries start in one column, two blanks after the longest verb.
+    std::size_t width = 0;
+    for (const Verb& v : verbs)
+        width = std::max(width, std::strlen(v.name));
     for (const Verb& v : verbs) {
         std::string name = v.name;
-        name.resize(10, ' ');
+        name.resize(width + 2, ' ');
         out << "  " << name << v.summary << "\n";
     }
     out << "\n\"quelvari-cli VERB --help\" describes a verb.\n";

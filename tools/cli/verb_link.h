@@ -26,4 +26,8 @@ class VerbLink {
     link::Trace trace_{nullptr};
 };
 
+// The catalogue message of `code` (or the -99 text) and the link's detail
+// lines, on stderr.
+void PrintLinkFailure(link::Link& link, int code);
+
 }  // namespace quelvari::cli

@@ -40,7 +40,12 @@ const char kUsage[] =
     "  --refuse-selection    refuse the selection\n"
     "  --seed N              seed of the fault generator\n"
     "  --link PATH           also make PATH a symbolic link to the terminal\n"
-    "  --trace FILE          hex dump of the traffic\n";
+    "  --trace FILE          hex dump of the traffic\n"
+    "  --hang-up-after N     hang up the terminal after N answered frames, as a\n"
+    "                        pulled adapter does\n"
+    "  --wire-baud N         answer a frame no earlier than its last byte can\n"
+    "                        have arrived on a line of N baud (8N1) after its\n"
+    "                        first byte, as an instrument on a real line does\n";
 
 bool ParseNumber(const char* text, double& out) {
     char* end = nullptr;
@@ -59,6 +64,8 @@ int main(int argc, char** argv) {
     SimSettings settings = DefaultSimSettings();
     std::string linkPath;
     std::FILE* traceFile = nullptr;
+    unsigned wireBaud = 0;
+    long hangUpAfter = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--help" || a == "-h") {
@@ -104,6 +111,10 @@ int main(int argc, char** argv) {
             settings.faults.refuseHeader = true;
         } else if (a == "--refuse-selection") {
             settings.faults.refuseSelection = true;
+        } else if (a == "--hang-up-after") {
+            hangUpAfter = static_cast<long>(n);
+        } else if (a == "--wire-baud") {
+            wireBaud = static_cast<unsigned>(n);
         } else if (a == "--seed") {
             settings.faults.seed = static_cast<std::uint32_t>(n);
         } else {
@@ -139,6 +150,8 @@ int main(int argc, char** argv) {
     SimSerialPeer peer(instrument);
     Trace trace(traceFile);
     SteadyClock clock;
+    std::uint64_t frameStart = 0;
+    std::size_t frameBytes = 0;
     // The slave stays open here too, so the terminal survives a client that
     // closes and opens it again.
     while (!stopRequested) {
@@ -150,16 +163,32 @@ int main(int argc, char** argv) {
         const ssize_t got = ::read(master, buf, sizeof buf);
         if (got <= 0)
             continue;
-        trace.bytes('<', clock.nowMs(), buf, static_cast<std::size_t>(got));
-        const auto reply = peer.feed(buf, static_cast<std::size_t>(got));
-        std::size_t off = 0;
-        while (off < reply.size()) {
-            const ssize_t w = ::write(master, reply.data() + off, reply.size() - off);
-            if (w <= 0)
-                break;
-            off += static_cast<std::size_t>(w);
+        const std::uint64_t now = clock.nowMs();
+        trace.bytes('<', now, buf, static_cast<std::size_t>(got));
+        // Byte by byte, so each frame's first byte and length are known: on a
+        // real line its last byte comes its wire time after the first.
+        for (ssize_t i = 0; i < got; ++i) {
+            if (!peer.inFrame() && buf[i] == kDle) {
+                frameStart = now;
+                frameBytes = 0;
+            }
+            ++frameBytes;
+            const auto reply = peer.feed(buf + i, 1);
+            if (reply.empty())
+                continue;
+            if (wireBaud > 0)
+                clock.sleepUntil(frameStart + WireTimeMs(frameBytes, wireBaud));
+            std::size_t off = 0;
+            while (off < reply.size()) {
+                const ssize_t w = ::write(master, reply.data() + off, reply.size() - off);
+                if (w <= 0)
+                    break;
+                off += static_cast<std::size_t>(w);
+            }
+            trace.bytes('>', clock.nowMs(), reply.data(), off);
+            if (hangUpAfter > 0 && --hangUpAfter == 0)
+                stopRequested = 1;
         }
-        trace.bytes('>', clock.nowMs(), reply.data(), off);
     }
     if (!linkPath.empty())
         ::unlink(linkPath.c_str());

@@ -17,9 +17,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/components/desktop_hooks.h"
 #include "app/print/printing.h"
 #include "app/qt_text.h"
 #include "commands/file_commands.h"
+#include "texts/dialog_labels.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -157,9 +159,9 @@ SyntaxTestDialog::SyntaxTestDialog(std::string padPath, ChooseProcedure choose, 
     texts_.add(1, box->button(QDialogButtonBox::Ok));
     texts_.add(2, box->button(QDialogButtonBox::Cancel));
     layout->addWidget(box);
-    // Start is the default button, as Return in the dialog runs the test.
-    box->button(QDialogButtonBox::Ok)->setAutoDefault(false);
-    start_->setDefault(true);
+    // Return presses OK, as in every dialog; Start and Print take a click
+    // or their mnemonic.
+    MakeOkTheDefault(this, box->button(QDialogButtonBox::Ok));
 
     connect(start_, &QPushButton::clicked, this, &SyntaxTestDialog::start);
     connect(print_, &QPushButton::clicked, this, &SyntaxTestDialog::print);
@@ -168,9 +170,7 @@ SyntaxTestDialog::SyntaxTestDialog(std::string padPath, ChooseProcedure choose, 
     connect(list_, &QListWidget::itemDoubleClicked, this,
             [this](QListWidgetItem* item) { openLine(list_->row(item)); });
 
-    texts_.localise(syntax_ids::kDialog,
-                    {syntax_ids::kStart, syntax_ids::kPrint, syntax_ids::kLumo, syntax_ids::kPv6410,
-                     syntax_ids::kTarvisel, syntax_ids::kPv3320, 1, 2});
+    texts_.localise(syntax_ids::kDialog, DialogLabelIds(syntax_ids::kDialog));
 }
 
 std::uint16_t SyntaxTestDialog::selectedMode() const {

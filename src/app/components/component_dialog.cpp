@@ -7,6 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/components/accessible_names.h"
 #include "app/components/cp1252_validator.h"
 #include "app/components/desktop_hooks.h"
 #include "app/qt_text.h"
@@ -81,7 +82,6 @@ ComponentDialog::ComponentDialog(QWidget* parent, ComponentRecord& editRecord, D
     auto* buttons = new QDialogButtonBox;
     QPushButton* ok =
         WithId(buttons->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole), ctl::kOk);
-    ok->setDefault(true);
     WithId(buttons->addButton(QStringLiteral("Abbrechen"), QDialogButtonBox::RejectRole),
            ctl::kCancel);
     QPushButton* help =
@@ -98,6 +98,8 @@ ComponentDialog::ComponentDialog(QWidget* parent, ComponentRecord& editRecord, D
         def_.fill(record_, form_);
     if (def_.wire)
         def_.wire(*this);
+    MakeOkTheDefault(this, ok);
+    NameControls(this);
     if (QWidget* first = form_.widget(ctl::kEntryCondition))
         first->setFocus(Qt::OtherFocusReason);
 }

@@ -1,8 +1,11 @@
 #include "app/components/desktop_hooks.h"
 
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QPointer>
+#include <QPushButton>
 #include <QStringList>
 
 #include "app/help_window.h"
@@ -23,12 +26,13 @@ UiHooks defaults() {
     };
     // The help of the current language at the dialog's topic, in one help
     // window shared by all dialogs.
-    h.help = [](QWidget*, std::uint32_t context) {
+    h.help = [](QWidget* from, std::uint32_t context) {
         static QPointer<HelpWindow> window;
-        if (!window)
+        if (!window) {
             window = new HelpWindow;
-        window->setAttribute(Qt::WA_DeleteOnClose);
-        window->showTopic(HelpFileName(language(), std::string()), context);
+            window->setAttribute(Qt::WA_DeleteOnClose);
+        }
+        ShowHelpBeside(window, nullptr, from, HelpFileName(language(), std::string()), context);
     };
     return h;
 }
@@ -54,6 +58,19 @@ QString ChooseOpenFile(QWidget* parent, const QString& filter) {
 
 void ShowHelp(QWidget* parent, std::uint32_t context) {
     uiHooks().help(parent, context);
+}
+
+void MakeOkTheDefault(QDialog* dialog, QPushButton* ok) {
+    for (QPushButton* b : dialog->findChildren<QPushButton*>()) {
+        auto* box = qobject_cast<QDialogButtonBox*>(b->parentWidget());
+        const bool cancel = box && box->buttonRole(b) == QDialogButtonBox::RejectRole;
+        b->setAutoDefault(b == ok || cancel);
+        if (b != ok)
+            b->setDefault(false);
+    }
+    // Set with the button inside the dialog, so that the dialog knows it.
+    if (ok)
+        ok->setDefault(true);
 }
 
 QString QtFileFilter(const QString& pipeFilter) {

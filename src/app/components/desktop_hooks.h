@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <functional>
 
+class QDialog;
+class QPushButton;
 class QWidget;
 
 namespace quelvari::app {
@@ -30,6 +32,12 @@ void ResetUiHooks();
 void ShowMessage(QWidget* parent, const QString& caption, const QString& text);
 QString ChooseOpenFile(QWidget* parent, const QString& filter);
 void ShowHelp(QWidget* parent, std::uint32_t context);
+
+// Makes `ok` the dialog's default button, called once every button is in
+// the dialog: Return presses OK unless the focus is on Cancel; no other push
+// button (a file chooser, Help) takes Return, even when it has the focus.
+// With no `ok` (a dialog without one) only Cancel takes Return, focused.
+void MakeOkTheDefault(QDialog* dialog, QPushButton* ok);
 
 // "A (*.a)|*.a|B (*.b)|*.b||" (the form the filter texts are kept in) as a
 // Qt filter "A (*.a);;B (*.b)".

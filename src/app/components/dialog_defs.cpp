@@ -15,9 +15,11 @@
 
 #include "app/components/desktop_hooks.h"
 #include "app/qt_text.h"
+#include "components/controls.h"
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "texts/dialog_labels.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -72,13 +74,12 @@ DialogDef withEditor(const ComponentType& type, DialogDef def) {
 
 // ---- Measuring component (130) ----
 
-constexpr std::uint32_t kModeButton = 1004;  // 1005 save, 1006 transfer
-constexpr std::uint32_t kLinkCombo = 2177;
+using control::measuring::kLinkCombo;
+using control::measuring::kModeButton;  // 1005 save, 1006 transfer
 
 DialogDef measuring() {
     DialogDef d;
-    d.labelIds = {2000, 2001, 2088, 1004, 1005, 1006, 2025, 1451, 1452, 1008, 1007, 1009,
-                  1010, 1011, 1012, 2176, 2004, 2005, 2155, 2156, 2178, 1,    2,    1002};
+    d.labelIds = DialogLabelIds(dialog_id::kMeasuring);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         auto* top = new QHBoxLayout;
         QGroupBox* mode = group(2088, QStringLiteral("Messart"));
@@ -108,7 +109,11 @@ DialogDef measuring() {
             grid->addWidget(NewLabel(id, QString::fromUtf8(text)), row, 0);
         };
         label(1007, "Messgrößen:", 0);
-        grid->addWidget(NewEdit(1013), 0, 1, 1, 2);
+        // The list is read without separators: show the form it expects.
+        QLineEdit* quantities = NewEdit(1013);
+        quantities->setPlaceholderText(LangQt(window_text::kQuantitiesExample));
+        quantities->setToolTip(LangQt(window_text::kQuantitiesForm));
+        grid->addWidget(quantities, 0, 1, 1, 2);
         label(1008, "Abtastrate [s]:", 1);
         grid->addWidget(NewEdit(1016), 1, 1);
         label(1009, "Anzahl Messungen:", 2);
@@ -148,7 +153,7 @@ DialogDef measuring() {
 
 DialogDef time() {
     DialogDef d;
-    d.labelIds = {2000, 2001, 1160, 1161, 3054, 2004, 2005, 1, 2, 1002};
+    d.labelIds = DialogLabelIds(dialog_id::kTime);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         body.addWidget(radioRow({radio(1160, QStringLiteral("zeitliches Warten")),
                                  radio(1161, QStringLiteral("Warten auf Tastendruck"))},
@@ -164,10 +169,7 @@ DialogDef time() {
 
 DialogDef interrupt() {
     DialogDef d;
-    d.labelIds = {2000, 2001};
-    for (std::uint32_t id = 1178; id <= 1197; ++id)
-        d.labelIds.push_back(id);
-    d.labelIds.insert(d.labelIds.end(), {3060, 2004, 2005, 1, 2, 1002});
+    d.labelIds = DialogLabelIds(dialog_id::kInterrupt);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         auto* grid = new QGridLayout;
         grid->addWidget(NewLabel(3060, QStringLiteral("Zeit:")), 0, 3);
@@ -194,7 +196,7 @@ DialogDef interrupt() {
 
 DialogDef breakPoint() {
     DialogDef d;
-    d.labelIds = {2000, 2001, 3090, 2004, 2005, 1, 2, 1002};
+    d.labelIds = DialogLabelIds(dialog_id::kBreak);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         auto* grid = new QGridLayout;
         AddRow(*grid, NewLabel(3090, QStringLiteral("Bezugsgröße:")), NewEdit(1322));
@@ -206,7 +208,7 @@ DialogDef breakPoint() {
 
 DialogDef section() {
     DialogDef d;
-    d.labelIds = {2000, 2001, 2280, 2281, 2282, 3090, 2283, 3091, 2004, 2005, 1, 2, 1002};
+    d.labelIds = DialogLabelIds(dialog_id::kSection);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         body.addWidget(radioRow({radio(2280, QStringLiteral("1. Abschnitt")),
                                  radio(2281, QStringLiteral("mittlerer Abschnitt")),
@@ -222,11 +224,11 @@ DialogDef section() {
 
 // ---- Module component (162) ----
 
-constexpr std::uint32_t kModuleName = 1206;
+using control::module::kModuleName;
 
 DialogDef module() {
     DialogDef d;
-    d.labelIds = {2000, 2001, 3061, 2004, 2005, 1, 2, 1002};
+    d.labelIds = DialogLabelIds(dialog_id::kModule);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         auto* row = new QHBoxLayout;
         row->addWidget(NewLabel(3061, QStringLiteral("Modulname:")));
@@ -257,7 +259,7 @@ DialogDef module() {
 DialogDef command() {
     DialogDef d;
     d.helpContext = 307;
-    d.labelIds = {2000, 2001, 2034, 1057, 1056, 2041, 2042, 2043, 2044, 2004, 2005, 1, 2, 1002};
+    d.labelIds = DialogLabelIds(dialog_id::kCommand);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         body.addWidget(
             radioGroup(2034, QStringLiteral("Eigenes Fenster für DOS?"),
@@ -273,15 +275,14 @@ DialogDef command() {
 
 // ---- Picture component (169) ----
 
-constexpr std::uint32_t kScreen = 1170;
-constexpr std::uint32_t kChooseFile = 1172;
-constexpr std::uint32_t kLinePosition = 2180;
+constexpr std::uint32_t kScreen = control::picture::kScreenButton;
+using control::picture::kChooseFile;
+using control::picture::kLinePosition;
 
 DialogDef picture() {
     DialogDef d;
     d.helpContext = 317;
-    d.labelIds = {2000, 2001, 1172, 2018, 1170, 1171, 1057, 1056, 2019, 2020,
-                  2021, 2022, 2023, 2163, 2180, 2004, 2005, 1,    2,    1002};
+    d.labelIds = DialogLabelIds(dialog_id::kPicture);
     d.build = [](ComponentDialog&, QBoxLayout& body) {
         auto* file = new QHBoxLayout;
         file->addWidget(WithId(new QPushButton(QStringLiteral("Auswahl Bilddatei")), kChooseFile));
@@ -352,7 +353,7 @@ DialogDef generic(const ComponentType& type, std::uint16_t dialogId) {
     d.dialogId = dialogId;
     d.germanTitle = GermanCaption(dialogId);
     d.helpContext = dialogId;
-    d.labelIds = {2000, 2001, 2004, 2005, 1, 2, 1002};
+    d.labelIds = ComponentDialogLabels();
     d.read = [&type](Form& form, ComponentRecord& r) { return ReadGeneric(form, r, type); };
     d.fill = FillGeneric;
     d.build = [](ComponentDialog& dlg, QBoxLayout& body) {

@@ -16,6 +16,7 @@
 #include "components/catalogue.h"
 #include "components/layouts.h"
 #include "render/resources.h"
+#include "texts/dialog_labels.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -79,8 +80,9 @@ SelectionDialog::SelectionDialog(QWidget* parent, ComponentRecord& editRecord)
     connect(help, &QPushButton::clicked, this, [this] { ShowHelp(this, kSelectionHelpContext); });
     top->addWidget(buttons, 4, 0, 1, 2);
 
+    MakeOkTheDefault(this, nullptr);
     form_.rescan();
-    LocaliseDialog(form_, kSelectionDialogId, {2120, 2121, 2122, 2123, 2124, 2125, 1002, 2});
+    LocaliseDialog(form_, kSelectionDialogId, DialogLabelIds(kSelectionDialogId));
     // Every child but OK and Help shows the text of its own id: a picture
     // its type's description, a group box its title.
     for (QWidget* w : findChildren<QWidget*>()) {
@@ -125,7 +127,8 @@ int RunInterbusSelection(QWidget* parent, ComponentRecord& editRecord) {
         top->addWidget(buttons[i]);
     }
     auto* box = new QDialogButtonBox;
-    WithId(box->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole), ctl::kOk);
+    QPushButton* ok =
+        WithId(box->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole), ctl::kOk);
     WithId(box->addButton(QStringLiteral("Abbrechen"), QDialogButtonBox::RejectRole), ctl::kCancel);
     QPushButton* help =
         WithId(box->addButton(QStringLiteral("Hilfe"), QDialogButtonBox::HelpRole), ctl::kHelp);
@@ -134,11 +137,10 @@ int RunInterbusSelection(QWidget* parent, ComponentRecord& editRecord) {
     QObject::connect(help, &QPushButton::clicked, &dlg,
                      [&dlg] { ShowHelp(&dlg, kInterbusSelectDialog); });
     top->addWidget(box);
+    MakeOkTheDefault(&dlg, ok);
     WidgetForm form(&dlg);
     form.rescan();
-    // The cycle has no text of its own in the tables and keeps its label.
-    LocaliseDialog(form, kInterbusSelectDialog,
-                   {kInterbusInitialiseDialog, kInterbusResetDialog, 1, 2, 1002});
+    LocaliseDialog(form, kInterbusSelectDialog, DialogLabelIds(kInterbusSelectDialog));
     if (dlg.exec() != QDialog::Accepted)
         return 0;
     for (int i = 0; i < 3; ++i)

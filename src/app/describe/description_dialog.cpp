@@ -15,8 +15,10 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
+#include "app/components/desktop_hooks.h"
 #include "app/qt_text.h"
 #include "check/procedure_variables.h"
+#include "texts/dialog_labels.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -44,8 +46,8 @@ std::string crLf(const std::string& text) {
     return out;
 }
 
-void showCatalogueError(QWidget* parent, int code) {
-    const ErrorBox box = ComposeErrorMessage(code);
+void showCatalogueError(QWidget* parent, const Status& status) {
+    const ErrorBox box = ComposeErrorMessage(status);
     QMessageBox message(QMessageBox::NoIcon, ToQt(box.caption), ToQt(box.text), QMessageBox::Ok,
                         parent);
     message.exec();
@@ -69,6 +71,7 @@ VariableDialog::VariableDialog(const QString& name, const QString& description, 
     ok_ = box->button(QDialogButtonBox::Ok);
     box->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("Abbrechen"));
     layout->addWidget(box);
+    MakeOkTheDefault(this, ok_);
     connect(box, &QDialogButtonBox::accepted, this, &VariableDialog::accept);
     connect(box, &QDialogButtonBox::rejected, this, &QDialog::reject);
     const auto update = [this] {
@@ -81,7 +84,7 @@ VariableDialog::VariableDialog(const QString& name, const QString& description, 
     texts_.add(2158, descriptionLabel);
     texts_.add(1, ok_);
     texts_.add(2, box->button(QDialogButtonBox::Cancel));
-    texts_.localise(ids::kVariableDialog, {2159, 2158, 1, 2});
+    texts_.localise(ids::kVariableDialog, DialogLabelIds(ids::kVariableDialog));
 }
 
 void VariableDialog::accept() {
@@ -119,7 +122,10 @@ DescriptionDialog::DescriptionDialog(std::string sideFilePath,
     list_->setMinimumSize(560, 300);
     list_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     list_->setSelectionMode(QAbstractItemView::SingleSelection);
+    room_ = new QLabel(this);
+    room_->setAlignment(Qt::AlignRight);
     layout->addWidget(text_, 1);
+    layout->addWidget(room_);
     layout->addWidget(list_, 1);
 
     auto* listButtons = new QHBoxLayout;
@@ -162,13 +168,15 @@ DescriptionDialog::DescriptionDialog(std::string sideFilePath,
         if (change_->isEnabled())
             changeVariable();
     });
+    connect(text_, &QPlainTextEdit::textChanged, this, &DescriptionDialog::updateRoom);
+    connect(comment_, &QLineEdit::textChanged, this, &DescriptionDialog::updateRoom);
+    MakeOkTheDefault(this, ok_);
     connect(box, &QDialogButtonBox::accepted, this, &DescriptionDialog::accept);
     connect(box, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
     // Loading: the title and labels in the current language, the file, the
     // read-only rule, then the description pane.
-    texts_.localise(ids::kDialog, {ids::kCommentLabel, ids::kDescriptionPane, ids::kVariablesPane,
-                                   ids::kNew, ids::kChange, ids::kDelete, ids::kAutomatic, 1, 2});
+    texts_.localise(ids::kDialog, DialogLabelIds(ids::kDialog));
     SideFileLoad load = LoadSideFile(path_);
     content_ = std::move(load.content);
     writable_ = load.writable;
@@ -197,7 +205,24 @@ QPushButton* DescriptionDialog::button(std::uint32_t id) const {
     }
 }
 
+void DescriptionDialog::updateRoom() {
+    // What the side file has room for beside the comment and the variable
+    // lines; a line break of the text takes two bytes of the file (CR LF).
+    SideFileContent rest = content_;
+    rest.comment = FromQtLossy(comment_->text());
+    const QString text = text_->toPlainText();
+    const long used =
+        static_cast<long>(text.size()) + static_cast<long>(text.count(QLatin1Char('\n')));
+    const long left = static_cast<long>(SideTextRoom(rest)) - used;
+    room_->setText(ToQt(FormatText(GetLangText(kTextSideTextRoom), left)));
+    QPalette palette = room_->palette();
+    palette.setColor(QPalette::WindowText,
+                     left < 0 ? QColor(Qt::red) : this->palette().color(QPalette::WindowText));
+    room_->setPalette(palette);
+}
+
 void DescriptionDialog::showDescriptionPane() {
+    room_->setVisible(true);
     text_->setVisible(true);
     descriptionPane_->setChecked(true);
     list_->setVisible(false);
@@ -207,6 +232,7 @@ void DescriptionDialog::showDescriptionPane() {
 }
 
 void DescriptionDialog::showVariablesPane() {
+    room_->setVisible(false);
     text_->setVisible(false);
     descriptionPane_->setChecked(false);
     list_->setVisible(true);
@@ -232,6 +258,7 @@ void DescriptionDialog::refillList(std::optional<std::size_t> select) {
     else
         list_->setCurrentRow(-1);
     updateSelectionButtons();
+    updateRoom();
 }
 
 bool DescriptionDialog::askVariable(std::string& name, std::string& description) {
@@ -302,8 +329,24 @@ void DescriptionDialog::accept() {
     }
     content_.comment = *comment;
     content_.text = crLf(*text);
-    if (const int error = SaveSideFile(path_, content_); error != 0) {
-        showCatalogueError(this, error);
+    // The dialog's content replaces the file's under the side file's lock,
+    // so that no other writer's save interleaves with this one; content whose
+    // file would not load back whole is refused and the dialog stays open.
+    std::size_t excess = 0;
+    const Status status = UpdateSideFile(
+        path_, [this](SideFileContent& c) { c = content_; }, &excess);
+    if (excess > 0) {
+        QMessageBox box(
+            QMessageBox::NoIcon, ToQt(LangText(3201)),
+            ToQt(FormatText(GetLangText(kTextSideFileTooLong), static_cast<long>(excess))),
+            QMessageBox::Ok, this);
+        box.exec();
+        showDescriptionPane();
+        text_->setFocus();
+        return;
+    }
+    if (!status.ok()) {
+        showCatalogueError(this, status);
         return;
     }
     QDialog::accept();
@@ -321,7 +364,14 @@ bool RunDescriptionDialog(QWidget* parent, const ProcedureList& list) {
     for (const ComponentNode* node = &list.procedureHead; node && list.componentCount;
          node = node->next)
         records.push_back(node->record);
-    DescriptionDialog dialog(SideFilePath(list.documentPath), std::move(records), parent);
+    // A side file that cannot be read (a FIFO, a device, a directory, a
+    // dangling link at its name) is reported instead of being shown empty.
+    const std::string sidePath = SideFilePath(list.documentPath);
+    if (const SideFileLoad probe = LoadSideFile(sidePath); !probe.status.ok()) {
+        showCatalogueError(parent, probe.status);
+        return false;
+    }
+    DescriptionDialog dialog(sidePath, std::move(records), parent);
     return dialog.exec() == QDialog::Accepted;
 }
 

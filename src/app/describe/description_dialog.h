@@ -13,6 +13,7 @@
 #include "model/procedure.h"
 #include "model/side_file.h"
 
+class QLabel;
 class QLineEdit;
 class QListWidget;
 class QPlainTextEdit;
@@ -70,6 +71,7 @@ class DescriptionDialog : public QDialog {
 
     QLineEdit* commentField() const { return comment_; }
     QPlainTextEdit* textField() const { return text_; }
+    QLabel* roomLabel() const { return room_; }
     QListWidget* variableList() const { return list_; }
     QRadioButton* descriptionPane() const { return descriptionPane_; }
     QRadioButton* variablesPane() const { return variablesPane_; }
@@ -89,6 +91,8 @@ class DescriptionDialog : public QDialog {
   private:
     void refillList(std::optional<std::size_t> select);
     void updateSelectionButtons();
+    // The "characters left" line under the description text.
+    void updateRoom();
     bool askVariable(std::string& name, std::string& description);
 
     WidgetTexts texts_{this};
@@ -99,6 +103,7 @@ class DescriptionDialog : public QDialog {
     EditVariable editVariable_;
     QLineEdit* comment_;
     QPlainTextEdit* text_;
+    QLabel* room_;
     QListWidget* list_;
     QRadioButton* descriptionPane_;
     QRadioButton* variablesPane_;

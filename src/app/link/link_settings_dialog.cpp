@@ -6,25 +6,38 @@
 #include <QFormLayout>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QSerialPortInfo>
+
+#include "link/link_texts.h"
+#include "model/encoding.h"
+#include "texts/texts.h"
 
 namespace quelvari::app {
 
 using link::LinkConfig;
 
+namespace {
+
+QString Own(std::uint32_t id) {
+    return QString::fromStdString(cp1252ToUtf8(LangText(id)));
+}
+
+}  // namespace
+
 LinkSettingsDialog::LinkSettingsDialog(QWidget* parent, const QString& settingsPath)
     : QDialog(parent),
       path_(settingsPath.isEmpty() ? QString::fromStdString(link::LinkConfigPath())
                                    : settingsPath) {
-    setWindowTitle(tr("Instrument link"));
+    setWindowTitle(Own(link::kTextLinkTitle));
     setObjectName("LinkSettingsDialog");
     const LinkConfig config = link::ReadLinkConfig(path_.toStdString());
 
     kind_ = new QComboBox(this);
     kind_->setObjectName("kind");
-    kind_->addItem(tr("USB"), int(LinkConfig::Kind::kUsb));
-    kind_->addItem(tr("Serial port"), int(LinkConfig::Kind::kSerial));
-    kind_->addItem(tr("Simulated instrument"), int(LinkConfig::Kind::kSimulated));
+    kind_->addItem(Own(link::kTextLinkUsb), int(LinkConfig::Kind::kUsb));
+    kind_->addItem(Own(link::kTextLinkSerial), int(LinkConfig::Kind::kSerial));
+    kind_->addItem(Own(link::kTextLinkSimulated), int(LinkConfig::Kind::kSimulated));
     kind_->setCurrentIndex(kind_->findData(int(config.kind)));
 
     // The system's ports; pseudo-terminals are not listed, so a typed path is
@@ -46,26 +59,29 @@ LinkSettingsDialog::LinkSettingsDialog(QWidget* parent, const QString& settingsP
         baud_->addItem(rate);
     baud_->setCurrentIndex(std::min<int>(config.baudIndex, 3));
 
-    slow_ = new QCheckBox(tr("Slow timing (DTR and RTS on, longer waits)"), this);
+    slow_ = new QCheckBox(Own(link::kTextLinkSlow), this);
     slow_->setObjectName("slow");
     slow_->setChecked(config.slow);
 
     usbIds_ = new QLineEdit(QString::fromStdString(link::FormatUsbIds(config.usbIds)), this);
     usbIds_->setObjectName("usbIds");
-    usbIds_->setPlaceholderText("1209:0001, vvvv:pppp");
+    usbIds_->setPlaceholderText("vvvv:pppp, vvvv:pppp");
 
     cardDir_ = new QLineEdit(QString::fromStdString(config.cardDir), this);
     cardDir_->setObjectName("cardDir");
     cardDir_->setPlaceholderText(QString::fromStdString(link::DefaultCardDir()));
 
     auto* form = new QFormLayout(this);
-    form->addRow(tr("Link:"), kind_);
-    form->addRow(tr("Serial port:"), device_);
-    form->addRow(tr("Baud rate:"), baud_);
+    form->addRow(Own(link::kTextLinkKindLabel), kind_);
+    form->addRow(Own(link::kTextLinkPortLabel), device_);
+    form->addRow(Own(link::kTextLinkBaudLabel), baud_);
     form->addRow(QString(), slow_);
-    form->addRow(tr("USB ids (vendor:product):"), usbIds_);
-    form->addRow(tr("Card directory of the simulated instrument:"), cardDir_);
+    form->addRow(Own(link::kTextLinkIdsLabel), usbIds_);
+    form->addRow(Own(link::kTextLinkCardLabel), cardDir_);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    // Cancel in the current language, as every dialog of the program has it.
+    buttons->button(QDialogButtonBox::Cancel)
+        ->setText(QString::fromStdString(cp1252ToUtf8(ControlText(2))));
     form->addRow(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &LinkSettingsDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -84,11 +100,10 @@ void LinkSettingsDialog::updateEnabled() {
 }
 
 bool LinkSettingsDialog::readControls(LinkConfig& config, QString& error) const {
-    config = link::ReadLinkConfig(path_.toStdString());
     config.kind = LinkConfig::Kind(kind_->currentData().toInt());
     const QString device = device_->currentText().trimmed();
     if (config.kind == LinkConfig::Kind::kSerial && device.isEmpty()) {
-        error = tr("Enter the serial port, for example /dev/ttyUSB0.");
+        error = Own(link::kTextLinkNoPort);
         return false;
     }
     config.device = device.toStdString();
@@ -96,9 +111,7 @@ bool LinkSettingsDialog::readControls(LinkConfig& config, QString& error) const 
     config.slow = slow_->isChecked();
     std::vector<link::UsbId> ids;
     if (!link::ParseUsbIds(usbIds_->text().toStdString(), ids)) {
-        error =
-            tr("USB ids are four hexadecimal digits, a colon and four more, "
-               "separated by commas (for example 1209:0001).");
+        error = Own(link::kTextLinkBadIds);
         return false;
     }
     config.usbIds = ids;
@@ -107,15 +120,22 @@ bool LinkSettingsDialog::readControls(LinkConfig& config, QString& error) const 
 }
 
 void LinkSettingsDialog::accept() {
-    LinkConfig config;
+    LinkConfig checked;
     QString error;
-    if (!readControls(config, error)) {
+    if (!readControls(checked, error)) {
         QMessageBox::warning(this, windowTitle(), error);
         return;
     }
-    if (!link::WriteLinkConfig(config, path_.toStdString())) {
-        QMessageBox::warning(this, windowTitle(),
-                             tr("The link settings cannot be saved in %1.").arg(path_));
+    // The settings this dialog does not show (the request mapping) stay as
+    // the file has them at the moment of saving.
+    const Status saved = link::UpdateLinkConfig(path_.toStdString(), [&](LinkConfig& config) {
+        QString ignored;
+        readControls(config, ignored);
+    });
+    if (!saved.ok()) {
+        const std::string text =
+            link::TextWith(link::kTextLinkNotSaved, {path_.toStdString(), saved.detail()});
+        QMessageBox::warning(this, windowTitle(), QString::fromStdString(cp1252ToUtf8(text)));
         return;
     }
     QDialog::accept();

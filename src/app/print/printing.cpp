@@ -1,9 +1,12 @@
 #include "app/print/printing.h"
 
+#include <QDialogButtonBox>
 #include <QPageSetupDialog>
 #include <QPrintDialog>
 #include <QPrinter>
+#include <QPushButton>
 
+#include "app/print/print_preview.h"
 #include "app/qt_text.h"
 #include "check/print_layout.h"
 #include "render/print_render.h"
@@ -18,10 +21,17 @@ PrintDialogSeam& dialogSeam() {
     return seam;
 }
 
-bool askPrinter(QWidget* parent, QPrinter& printer) {
+bool askPrinter(QWidget* parent, QPrinter& printer, const std::function<void(QPrinter&)>& paint) {
     if (dialogSeam())
         return dialogSeam()(printer);
     QPrintDialog dialog(&printer, parent);
+    // A Preview button shows the pages of this print-out first.
+    if (auto* buttons = dialog.findChild<QDialogButtonBox*>()) {
+        QPushButton* preview = buttons->addButton(LangQt(60424), QDialogButtonBox::ActionRole);
+        preview->setObjectName(QStringLiteral("previewButton"));
+        QObject::connect(preview, &QPushButton::clicked, &dialog,
+                         [&dialog, &paint] { ShowPrintPreview(&dialog, paint); });
+    }
     return dialog.exec() == QDialog::Accepted;
 }
 
@@ -55,7 +65,11 @@ void RunPrinterSetup(QWidget* parent) {
 
 int PrintProcedure(QWidget* parent, const ProcedureList& list, std::uint32_t printOption) {
     QPrinter& printer = SharedPrinter();
-    if (!askPrinter(parent, printer))
+    const auto preview = [&](QPrinter& p) {
+        p.setDocName(LangQt(kTextDocumentName));
+        PrintProcedureToDevice(p, recordsOf(list), printOption, list.documentPath);
+    };
+    if (!askPrinter(parent, printer, preview))
         return 0;
     printer.setDocName(LangQt(kTextDocumentName));
     return PrintProcedureToDevice(printer, recordsOf(list), printOption, list.documentPath);
@@ -63,7 +77,11 @@ int PrintProcedure(QWidget* parent, const ProcedureList& list, std::uint32_t pri
 
 int PrintProtocol(QWidget* parent, const std::vector<std::string>& lines) {
     QPrinter& printer = SharedPrinter();
-    if (!askPrinter(parent, printer))
+    const auto preview = [&](QPrinter& p) {
+        p.setDocName(QString::fromLatin1(kProtocolDocumentName));
+        PaintProtocolPrint(p, lines);
+    };
+    if (!askPrinter(parent, printer, preview))
         return 0;
     printer.setDocName(QString::fromLatin1(kProtocolDocumentName));
     return PaintProtocolPrint(printer, lines);

@@ -17,11 +17,12 @@
 
 #include <map>
 
+#include "app/transfer/screen_converter.h"
 #include "link/instrument.h"
 #include "link/link_settings.h"
+#include "link/link_texts.h"
 #include "link/transfer_job.h"
 #include "model/encoding.h"
-#include "render/picture_decoder.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
@@ -126,12 +127,12 @@ TransferDialog::TransferDialog(QWidget* parent, const std::string& procedurePath
     status_->setObjectName("1471");
     status_->setVisible(false);
     status_->setFont(QFont(QStringLiteral("monospace")));
-    cancel_ = new QPushButton(Text(2), this);  // "Abbrechen"
-    cancel_->setObjectName("cancel");
+    cancelButton_ = new QPushButton(Text(2), this);  // "Abbrechen"
+    cancelButton_->setObjectName("cancel");
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(start_);
     buttons->addStretch(1);
-    buttons->addWidget(cancel_);
+    buttons->addWidget(cancelButton_);
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(frames);
@@ -143,10 +144,11 @@ TransferDialog::TransferDialog(QWidget* parent, const std::string& procedurePath
 
     connect(select_, &QPushButton::clicked, this, &TransferDialog::chooseFile);
     connect(start_, &QPushButton::clicked, this, &TransferDialog::startTransfer);
-    // During a transfer Cancel stops it between two blocks; otherwise it closes.
-    connect(cancel_, &QPushButton::clicked, this, [this] {
+    // During a transfer Cancel stops it (every wait of the link hears it);
+    // otherwise it closes.
+    connect(cancelButton_, &QPushButton::clicked, this, [this] {
         if (busy_)
-            cancel_flag_ = true;
+            cancel_.cancel();
         else
             reject();
     });
@@ -158,10 +160,11 @@ TransferDialog::TransferDialog(QWidget* parent, const std::string& procedurePath
 }
 
 TransferDialog::~TransferDialog() {
-    cancel_flag_ = true;
+    cancel_.cancel();
     if (worker_.joinable())
         worker_.join();
     // Nothing stays selected when the dialog goes.
+    link_->setCancel(nullptr);
     if (connected_ || link_->instrumentConnected)
         link::ReleaseAllAndDisconnect(*link_);
 }
@@ -177,15 +180,15 @@ void TransferDialog::post(std::function<void()> f) {
     QMetaObject::invokeMethod(this, std::move(f), Qt::QueuedConnection);
 }
 
-void TransferDialog::showError(int code) {
+void TransferDialog::showError(int code, const std::string& detail) {
     if (code == -99) {
-        showMessage(windowTitle(), tr("The request could not be sent to the instrument."));
+        showMessage(windowTitle(), FromCp1252(LangText(link::kTextNotSent)));
         return;
     }
     const ErrorBox box = ComposeErrorMessage(code << 8);
     QString text = FromCp1252(box.text);
-    if (!link_->lastReason.empty() && !busy_)
-        text += QStringLiteral("\n") + FromCp1252(link_->lastReason);
+    if (!detail.empty())
+        text += QStringLiteral("\n") + FromCp1252(detail);
     showMessage(FromCp1252(box.caption), text);
 }
 
@@ -193,15 +196,19 @@ void TransferDialog::runWorker(std::function<int()> work) {
     if (worker_.joinable())
         worker_.join();
     busy_ = true;
-    cancel_flag_ = false;
+    cancel_.reset();
+    link_->setCancel(&cancel_);
     updateEnabled();
+    // The worker owns the link while it runs; the detail of a failure is
+    // taken on the worker and handed over with the result.
     worker_ = std::thread([this, work = std::move(work)] {
         const int code = work();
-        const bool cancelled = cancel_flag_.load();
-        post([this, code, cancelled] {
+        const bool cancelled = cancel_.cancelled();
+        const std::string detail = code != 0 ? link::LinkDetail(*link_) : std::string();
+        post([this, code, cancelled, detail] {
             busy_ = false;
-            if (code != 0 && !closeWhenIdle_)
-                showError(code);
+            if (code != 0 && !closeWhenIdle_ && !cancelled)
+                showError(code, detail);
             updateEnabled();
             emit finishedWork(code, cancelled);
             if (closeWhenIdle_)
@@ -218,13 +225,18 @@ void TransferDialog::connectAndShow() {
         else
             link::ApplyLinkConfig(link, link::ReadLinkConfig());
         int code = link::InstrumentConnect(link);
+        const std::string reason = link.lastReason;
         if (code == 0) {
             link.instrumentConnected = true;
-            link.clock.sleepMs(link::TransferTiming::kOpenPause);
+            link::WaitUntil(link.clock, link.clock.nowMs() + link::TransferTiming::kOpenPause,
+                            link.cancel());
         }
+        // The memory display asks "pI" whether the connect succeeded or not
+        // (it shows "???" first when it did not).
         CollectedMemory shown;
         link::InstrumentMemory memory;
-        const bool answered = link.instrumentConnected && link::RefreshMemory(link, memory, shown);
+        const bool answered = link::RefreshMemory(link, memory, shown);
+        link.lastReason = reason;
         const bool connected = link.instrumentConnected;
         const std::uint16_t model = link.table[0].model;
         post([this, shown, memory, answered, connected, model] {
@@ -261,9 +273,11 @@ void TransferDialog::showNeed() {
     };
     const link::MemoryNeed need = link::ComputeMemoryNeed(
         job, [&](const link::TransferPicture& p) { return link::SentPictureSize(p, settings); });
-    need_[0]->setText(tr("%1 kB").arg((need.procedureBytes + 1023) / 1024));
-    need_[1]->setText(tr("%1 kB").arg((need.pictureBytes + 1023) / 1024));
-    need_[2]->setText(tr("%1 kB").arg(need.seriesKb));
+    // The same unit as the memory frame ("%8ld kB").
+    auto kb = [](std::uint64_t v) { return QStringLiteral("%1 kB").arg(v); };
+    need_[0]->setText(kb((need.procedureBytes + 1023) / 1024));
+    need_[1]->setText(kb((need.pictureBytes + 1023) / 1024));
+    need_[2]->setText(kb(need.seriesKb));
 }
 
 void TransferDialog::updateEnabled() {
@@ -299,41 +313,16 @@ void TransferDialog::startTransfer() {
     const bool fast = fast_->isChecked();
     progress_->setValue(0);
     status_->clear();
+    if (done_) {
+        done_ = false;
+        cancelButton_->setText(Text(2));
+    }
 
     runWorker([this, path, number, fast]() -> int {
-        link::Link& link = *link_;
-        if (!link.instrumentConnected) {
-            if (const int code = link::InstrumentConnect(link); code != 0)
-                return code;
-            link.instrumentConnected = true;
-        }
-        const std::uint16_t model = link.table[0].model;
-        link::TransferJob job;
-        if (const int code = link::PrepareTransferJob(path, link::ModelArgument(model), job))
-            return code;
-
         link::TransferSettings settings;
         settings.number = number;
-        settings.model = model;
         settings.fastPictures = fast;
-        settings.toScreen = [](const std::string& p, std::uint16_t m,
-                               std::vector<std::uint8_t>& out) {
-            render::DecodedPicture picture;
-            if (!render::DecodePicture(p, link::kScreenWidth, link::kScreenHeight, picture))
-                return false;
-            out = link::PackScreen(m, picture.width, picture.height, picture.rgb.data(),
-                                   3 * static_cast<std::size_t>(picture.width));
-            return true;
-        };
-        CollectedMemory shown;
-        link::InstrumentMemory memory;
-        if (!link::RefreshMemory(link, memory, shown))
-            return 79;
-        const link::MemoryNeed need = link::ComputeMemoryNeed(
-            job,
-            [&](const link::TransferPicture& p) { return link::SentPictureSize(p, settings); });
-        if (const int code = link::StartChecks(link, memory, need))
-            return code;
+        settings.toScreen = ScreenPicture;
 
         // Progress and status go to the window as they come.
         class Forward : public link::TransferObserver {
@@ -360,18 +349,21 @@ void TransferDialog::startTransfer() {
             TransferDialog* d_;
         } forward(this);
 
-        const link::TransferResult result =
-            link::RunTransfer(link, job, settings, forward, &cancel_flag_);
-        if (result.code != 0 || result.cancelled) {
-            // The instrument was released: the next start selects it again.
-            link.instrumentConnected = false;
-            return result.code;
-        }
-        const bool answered = link::RefreshMemory(link, memory, shown);
+        CollectedMemory shown;
+        const link::TransferOutcome outcome =
+            link::TransferToInstrument(*link_, path, settings, shown, forward);
+        if (outcome.code != 0 || outcome.cancelled)
+            return outcome.code;
+        const link::InstrumentMemory memory = outcome.memory;
+        const bool answered = outcome.memoryAnswered;
         post([this, shown, memory, answered] {
-            // The memory refresh hides the progress bar and the status line.
+            // The memory refresh hides the progress bar; the status line
+            // tells that the transfer is complete, and Cancel becomes Close.
             progress_->setVisible(false);
-            status_->setVisible(false);
+            status_->setText(FromCp1252(LangText(link::kTextTransferComplete)));
+            status_->setVisible(true);
+            done_ = true;
+            cancelButton_->setText(FromCp1252(LangText(link::kTextClose)));
             if (!answered)
                 return;
             for (const auto& [id, text] : shown.fields)
@@ -388,10 +380,10 @@ void TransferDialog::startTransfer() {
 
 void TransferDialog::reject() {
     if (busy_) {
-        // Stop between two blocks; the dialog closes when the worker is done.
-        cancel_flag_ = true;
+        // Stop the worker; the dialog closes when it is done.
+        cancel_.cancel();
         closeWhenIdle_ = true;
-        cancel_->setEnabled(false);
+        cancelButton_->setEnabled(false);
         return;
     }
     QDialog::reject();

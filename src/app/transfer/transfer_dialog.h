@@ -6,7 +6,6 @@
 
 #include <QDialog>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -45,7 +44,7 @@ class TransferDialog : public QDialog {
     // True while the worker is connecting or transferring.
     bool busy() const { return busy_; }
     QPushButton* startButton() const { return start_; }
-    QPushButton* cancelButton() const { return cancel_; }
+    QPushButton* cancelButton() const { return cancelButton_; }
     QCheckBox* fastPictures() const { return fast_; }
     QSpinBox* numberField() const { return number_; }
     QProgressBar* progressBar() const { return progress_; }
@@ -70,12 +69,12 @@ class TransferDialog : public QDialog {
     // Runs `work` on the worker thread; `done` runs on the UI thread after it.
     void runWorker(std::function<int()> work);
     void post(std::function<void()> f);
-    void showError(int code);
+    void showError(int code, const std::string& detail);
 
     std::unique_ptr<link::Link> link_;
     std::function<void(link::Link&)> setupLink_;
     std::thread worker_;
-    std::atomic<bool> cancel_flag_{false};
+    link::CancelToken cancel_;
     bool busy_ = false;
     bool closeWhenIdle_ = false;
 
@@ -91,7 +90,8 @@ class TransferDialog : public QDialog {
     QCheckBox* fast_;
     QPushButton* select_;
     QPushButton* start_;
-    QPushButton* cancel_;
+    QPushButton* cancelButton_;
+    bool done_ = false;  // a transfer completed: Cancel reads Close
     QProgressBar* progress_;
     QLabel* status_;
     QLabel* memory_[5];

@@ -1,0 +1,171 @@
+// The view's editing and file commands driven through scripted answers,
+// selections and editors that record what the commands asked for and showed.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/edit_commands.h"
+#include "commands/file_commands.h"
+#include "texts/texts.h"
+
+namespace quelvari::test {
+
+// A record of type `type` whose comment names it, optionally branching.
+inline ComponentRecord Step(char type, const std::string& name, std::uint16_t target = 0) {
+    ComponentRecord r;
+    r.setFormatMark(kCurrentFormatMark);
+    r.setTypeCode(static_cast<std::uint8_t>(type));
+    storeComment(r, name);
+    if (target) {
+        storeBranchCondition(r, "B1");
+        r.setGotoTarget(target);
+    }
+    return r;
+}
+
+class ScriptedEditUi : public EditUi {
+  public:
+    std::deque<std::optional<ComponentRecord>> selections;  // nothing = Cancel
+    std::deque<int> editorResults;                          // none scripted: OK while a comment is
+    std::deque<std::string> editorComments;                 // what the editor writes on OK
+    std::vector<std::string> refusals;
+    int beeps = 0, erasing = 0, plain = 0, editorsOpened = 0;
+    std::string status;
+
+    bool selectComponent(ComponentRecord& r) override {
+        EXPECT_FALSE(selections.empty()) << "unexpected component selection";
+        if (selections.empty())
+            return false;
+        auto s = selections.front();
+        selections.pop_front();
+        if (s)
+            r = *s;
+        return s.has_value();
+    }
+    int openEditor(ComponentRecord& r) override {
+        ++editorsOpened;
+        int result = 1;
+        if (!editorResults.empty()) {
+            result = editorResults.front();
+            editorResults.pop_front();
+        } else if (editorComments.empty()) {
+            ADD_FAILURE() << "unexpected editor";
+            return 0;
+        }
+        r.setNumber(999);  // the command puts the step number back
+        if (!editorComments.empty()) {
+            storeComment(r, editorComments.front());
+            editorComments.pop_front();
+        }
+        return result;
+    }
+    void setStatusCount(const std::string& text) override { status = text; }
+    void repaint(bool erase) override { ++(erase ? erasing : plain); }
+    void beep() override { ++beeps; }
+    void refuse(const std::string& message) override {
+        refusals.push_back(message);
+        EditUi::refuse(message);
+    }
+};
+
+// Answers from a script and records what the commands asked and showed.
+class ScriptedFileUi : public FileUi {
+  public:
+    std::deque<Answer> answers;
+    std::deque<std::optional<std::string>> files;
+    std::vector<std::string> questions;
+    std::vector<std::string> initialNames;
+    std::vector<int> errors;
+    std::vector<std::string> details;
+    std::string title, status;
+
+    Answer askYesNoCancel(const std::string& text) override { return next(text); }
+    Answer askYesNo(const std::string& text) override { return next(text); }
+    std::optional<std::string> chooseOpenFile(const std::string&) override { return nextFile(); }
+    std::optional<std::string> chooseSaveFile(const std::string& initial,
+                                              const std::string&) override {
+        initialNames.push_back(initial);
+        return nextFile();
+    }
+    void showError(const Status& s) override {
+        errors.push_back(s.code());
+        details.push_back(s.detail());
+    }
+    void setWindowTitle(const std::string& t) override { title = t; }
+    void setStatusCount(const std::string& s) override { status = s; }
+    void repaint() override {}
+
+  private:
+    Answer next(const std::string& text) {
+        questions.push_back(text);
+        EXPECT_FALSE(answers.empty()) << "unexpected question: " << text;
+        if (answers.empty())
+            return Answer::Cancel;
+        const Answer a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+    std::optional<std::string> nextFile() {
+        EXPECT_FALSE(files.empty()) << "unexpected file dialog";
+        if (files.empty())
+            return std::nullopt;
+        auto f = files.front();
+        files.pop_front();
+        return f;
+    }
+};
+
+// An open, empty procedure in German with its commands.
+class EditFixture : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        setLanguage(kGerman);
+        list.documentOpen = 1;
+        list.currentNumber = 1;
+    }
+    // Appends the records through the Append command.
+    void appendAll(const std::vector<ComponentRecord>& records) {
+        for (const auto& r : records) {
+            ui.selections.push_back(r);
+            commands.append();
+        }
+    }
+    static std::vector<ComponentRecord> records(const ProcedureList& l) {
+        std::vector<ComponentRecord> out;
+        for (const ComponentNode* n = &l.procedureHead; n; n = n->next)
+            out.push_back(n->record);
+        return out;
+    }
+    std::vector<std::string> comments() const {
+        std::vector<std::string> out;
+        for (const auto& r : records(list))
+            out.push_back(r.comment());
+        return out;
+    }
+    std::vector<std::uint16_t> targets() const {
+        std::vector<std::uint16_t> out;
+        for (const auto& r : records(list))
+            out.push_back(r.gotoTarget());
+        return out;
+    }
+    // Numbers 1..n, links both ways, the tail, and one node per component.
+    void checkNumbering() {
+        std::uint16_t n = 1;
+        for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
+            EXPECT_EQ(node->record.number(), n);
+            EXPECT_EQ(node->next ? node->next->prev : list.tail(), node);
+        }
+        EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);
+    }
+
+    ProcedureList list;
+    ScriptedEditUi ui;
+    EditCommands commands{list, ui};
+};
+
+}  // namespace quelvari::test

@@ -1,0 +1,275 @@
+// Bad input and data safety: the readers of named files against a FIFO, a
+// directory, /dev/zero and a dangling link; the step limit; concurrent
+// writers; print-outs on a full disk; the owner of a saved file; side-file
+// content that would not load back whole.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+
+#include "edit_test_util.h"
+#include "model/config.h"
+#include "model/file_io.h"
+#include "model/procedure_file.h"
+#include "model/side_file.h"
+#include "test_util.h"
+#include "texts/texts.h"
+
+namespace quelvari {
+namespace {
+
+using test::readText;
+using test::TempDir;
+
+// The tool with a time limit: a hang gives status 124.
+test::CommandResult cli(const std::string& args) {
+    return test::runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
+}
+
+void writeSample(const std::string& pad, int steps = 1) {
+    ProcedureList list;
+    for (int i = 0; i < steps; ++i)
+        list.appendRecord(test::makeRecord('Z', "step " + std::to_string(i)));
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
+}
+
+struct Kind {
+    const char* name;
+    const char* reason;  // in the detail line
+    std::function<int(const std::string&)> make;
+};
+const Kind kKinds[] = {
+    {"FIFO", "is not a regular file",
+     [](const std::string& p) { return ::mkfifo(p.c_str(), 0600); }},
+    {"directory", "directory", [](const std::string& p) { return ::mkdir(p.c_str(), 0755); }},
+    {"/dev/zero", "is not a regular file",
+     [](const std::string& p) { return ::symlink("/dev/zero", p.c_str()); }},
+    {"dangling link", "symbolic link to a missing file",
+     [](const std::string& p) { return ::symlink((p + ".gone").c_str(), p.c_str()); }},
+};
+
+TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.name);
+        TempDir dir;
+        const std::string pad = dir.file("T.PAD"), side = dir.file("T.TXT");
+        writeSample(pad);
+        ASSERT_EQ(kind.make(side), 0);
+        std::string data;
+        const Status read = ReadRegularFile(side, 100, data);
+        EXPECT_EQ(read.message, kErrFileOpen);
+        EXPECT_NE(read.detail().find(kind.reason), std::string::npos) << read.detail();
+        const SideFileLoad load = LoadSideFile(side);
+        EXPECT_FALSE(load.found || load.writable);
+        EXPECT_EQ(UpdateSideFile(side, [](SideFileContent&) {}).message, kErrFileWrite);
+        // describe reads the side file (shown, or changed: 93 or 92), reads
+        // --text-file, and print and check write their PDF: each ends at once.
+        const std::string runs[] = {
+            "describe " + pad,
+            "describe " + pad + " --var A=b",
+            "describe " + dir.file("U.PAD") + " --text-file " + side,
+            "print " + pad + " --pdf " + side,
+            "check " + pad + " --mode tarvisel --pdf " + side,
+        };
+        writeSample(dir.file("U.PAD"));
+        for (const std::string& run : runs) {
+            const auto r = cli(run);
+            EXPECT_EQ(r.status, 2) << run << "\n" << r.out;
+            EXPECT_NE(r.out.find(kind.reason), std::string::npos) << run << "\n" << r.out;
+            EXPECT_TRUE(r.out.find("FEHLER 92:") != std::string::npos ||
+                        r.out.find("FEHLER 93:") != std::string::npos)
+                << r.out;
+        }
+        EXPECT_NE(::access(dir.file("U.TXT").c_str(), F_OK), 0);
+    }
+    // add on a dangling link ends with message 93 and the reason; the link stays.
+    TempDir dir;
+    const std::string pad = dir.file("T.PAD");
+    ASSERT_EQ(::symlink(dir.file("gone/T.PAD").c_str(), pad.c_str()), 0);
+    const auto r = cli("add " + pad + " Z time-wait=1 factor=1");
+    EXPECT_EQ(r.status, 2) << r.out;
+    EXPECT_NE(r.out.find("FEHLER 93:"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("symbolic link to a missing file"), std::string::npos) << r.out;
+}
+
+TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
+    ProcedureList list;
+    for (std::uint32_t i = 0; i < kMaxSteps - 1; ++i)
+        list.appendRecord(test::makeRecord('B'));
+    list.documentOpen = 1;
+    test::ScriptedEditUi ui;
+    for (int i = 0; i < 2; ++i)
+        ui.selections.push_back(test::makeRecord('Z', "new"));
+    EditCommands commands(list, ui);
+    commands.append();  // the last step that fits
+    ASSERT_EQ(list.componentCount, kMaxSteps);
+    list.goToStep(5);
+    commands.copy();
+    // Paste, Append, and undoing a Delete whose place a paste took: each
+    // refused, the procedure as it was.
+    const std::function<void()> attempts[] = {
+        [&] { commands.insert(); },
+        [&] { commands.append(); },
+        [&] {
+            commands.remove();
+            commands.insert();
+            list.modified = 0;
+            commands.undo();
+        },
+    };
+    for (std::size_t i = 0; i < std::size(attempts); ++i) {
+        list.modified = 0;
+        const std::uint32_t current = list.currentNumber;
+        attempts[i]();
+        EXPECT_EQ(list.nodeCount(), kMaxSteps);
+        EXPECT_EQ(list.componentCount, kMaxSteps);
+        EXPECT_EQ(list.currentNumber, current);
+        EXPECT_EQ(list.modified, 0u);
+        ASSERT_EQ(ui.refusals.size(), i + 1);
+    }
+    EXPECT_EQ(ui.refusals[0], FormatText(GetLangText(kTextProcedureFull), 65535));
+
+    // Save writes the largest procedure and refuses one step more; the tool
+    // refuses add and insert on the full file.
+    TempDir dir("/dev/shm");
+    const std::string pad = dir.file("T.PAD");
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
+    list.appendNode(test::makeRecord('B'));
+    const Status s = writeProcedure(pad, list);
+    EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
+    EXPECT_NE(s.detail().find("at most 65535 steps"), std::string::npos);
+    for (const std::string& verb : {"add " + pad + " Z", "insert " + pad + " 3 Z"}) {
+        const auto r = cli(verb + " time-wait=1 factor=1");
+        EXPECT_EQ(r.status, 2) << r.out;
+        EXPECT_NE(r.out.find("(65535)"), std::string::npos) << r.out;
+        EXPECT_EQ(test::readBytes(pad).size(), 65535u * 800);
+    }
+}
+
+TEST(FileLocks, ConcurrentDescribesAndSettingsChangesAreNotLost) {
+    TempDir dir;
+    const std::string pad = dir.file("T.PAD");
+    writeSample(pad);
+    std::string script;
+    for (int i = 0; i < 60; ++i)
+        script += std::string(QUELVARI_CLI) + " describe " + pad + " --var V" + std::to_string(i) +
+                  "=d >/dev/null 2>&1 || echo refused &\n";
+    test::writeBytes(dir.file("run.sh"), {script.begin(), script.end()});
+    EXPECT_EQ(test::runCommand("sh " + dir.file("run.sh") + "; wait").out, "");
+    EXPECT_EQ(LoadSideFile(dir.file("T.TXT")).content.variables.size(), 60u);
+
+    // Two processes change one setting each, forty times; the last value of
+    // each survives.
+    ::setenv("QUELVARI_CONFIG_ROOT", dir.path().c_str(), 1);
+    pid_t children[2];
+    for (int which = 0; which < 2; ++which) {
+        if ((children[which] = ::fork()) == 0) {
+            bool ok = true;
+            for (std::uint32_t i = 0; i <= 40; ++i)
+                ok &= UpdateConfiguration([&](Configuration& c) {
+                          (which == 0 ? c.language : c.printSize) = i % 2 == 0 ? 1 + which : 0;
+                      }).ok();
+            ::_exit(ok ? 0 : 1);
+        }
+    }
+    for (pid_t pid : children) {
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    Configuration c{9, 9};
+    ReadConfiguration(c);
+    EXPECT_EQ(c.language, 1u);
+    EXPECT_EQ(c.printSize, 2u);
+    ::unsetenv("QUELVARI_CONFIG_ROOT");
+}
+
+TEST(PrintOuts, AFullDiskGivesMessage92AndKeepsTheOldFile) {
+    TempDir dir;
+    const std::string pad = dir.file("T.PAD"), pdf = dir.file("out.pdf");
+    writeSample(pad, 60);
+    for (const std::string& verb : {"print " + pad, "check " + pad + " --mode tarvisel"}) {
+        test::writeBytes(pdf, {'o', 'l', 'd'});
+        const auto r = test::runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " +
+                                        verb + " --pdf " + pdf + " --lang 1' 2>&1");
+        EXPECT_EQ(r.status, 2) << r.out;
+        EXPECT_NE(r.out.find("FILE WRITE ERROR (92)"), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("out.pdf: File too large"), std::string::npos) << r.out;
+        EXPECT_EQ(readText(pdf), "old");
+        EXPECT_LE(cli(verb + " --pdf " + pdf).status, 1);  // check: 1 counts findings
+        EXPECT_NE(readText(pdf).find("%%EOF"), std::string::npos);
+    }
+}
+
+TEST(SaveOwnership, OwnerGroupAndModeOfTheOldFileAreKept) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "giving a file to another owner needs root";
+    TempDir dir;
+    ASSERT_EQ(::chmod(dir.path().c_str(), 0777), 0);
+    const std::string pad = dir.file("T.PAD");
+    writeSample(pad);
+    ASSERT_EQ(::chown(pad.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(::chmod(pad.c_str(), 0646), 0);
+    ASSERT_EQ(cli("add " + pad + " Z time-wait=1 factor=1").status, 0);
+    struct stat st {};
+    ASSERT_EQ(::stat(pad.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 65534u);
+    EXPECT_EQ(st.st_gid, 65534u);
+    EXPECT_EQ(st.st_mode & 07777, 0646u);
+    // A user who may not give the file away saves it as its own.
+    const auto r = test::runCommand("setpriv --reuid=1000 --regid=1000 --clear-groups " +
+                                    std::string(QUELVARI_CLI) + " add " + pad +
+                                    " Z time-wait=1 factor=1 2>&1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    ASSERT_EQ(::stat(pad.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 1000u);
+    EXPECT_EQ(st.st_mode & 07777, 0646u);
+    EXPECT_EQ(test::readBytes(pad).size(), 3u * 800);
+}
+
+TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
+    // The empty file is 30 bytes of markers and line ends; the variable line
+    // "V100   (1)      x" takes 17 and its line end 2.
+    struct Case {
+        std::size_t comment, text, variables, excess;
+    } const cases[] = {
+        {99, 19999, 0, 128},    // 30 + 99 + 19999 = 20128
+        {100, 10, 0, 1},        // a comment is cut at 99
+        {0, 19970, 0, 0},       // exactly 20000 bytes
+        {0, 19000, 52, 18},     // 30 + 19000 + 52 * 19 = 20018
+        {0, 20000, 0, 1 + 29},  // the text is cut at 19999, and 20029 bytes
+    };
+    for (const Case& c : cases) {
+        SideFileContent content;
+        content.comment.assign(c.comment, 'c');
+        content.text.assign(c.text, 't');
+        for (std::size_t i = 0; i < c.variables; ++i)
+            content.variables.add(FormatVariableLine("V" + std::to_string(100 + i), 1, "x"));
+        EXPECT_EQ(SideFileExcess(content), c.excess) << c.comment << "/" << c.text;
+    }
+    // describe --text-file refuses with the count and leaves the file.
+    TempDir dir;
+    const std::string pad = dir.file("T.PAD"), side = dir.file("T.TXT");
+    writeSample(pad);
+    ASSERT_EQ(cli("describe " + pad + " --var A=kept").status, 0);
+    const std::string before = readText(side);  // 30 + "A      (?)      kept" 20 + 2
+    const std::string text(19949, 'x');
+    test::writeBytes(dir.file("long.txt"), {text.begin(), text.end()});
+    const auto r = cli("describe " + pad + " --text-file " + dir.file("long.txt") + " --lang 1");
+    EXPECT_EQ(r.status, 2) << r.out;
+    EXPECT_NE(r.out.find("The description is 1 characters too long"), std::string::npos) << r.out;
+    EXPECT_EQ(readText(side), before);
+    // A text file that could never fit is not read to its end.
+    const std::string huge(100000, 'x');
+    test::writeBytes(dir.file("huge.txt"), {huge.begin(), huge.end()});
+    const auto h = cli("describe " + pad + " --text-file " + dir.file("huge.txt") + " --lang 1");
+    EXPECT_EQ(h.status, 2) << h.out;
+    EXPECT_NE(h.out.find("more than 80000 bytes"), std::string::npos) << h.out;
+    EXPECT_EQ(readText(side), before);
+}
+
+}  // namespace
+}  // namespace quelvari

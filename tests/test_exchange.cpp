@@ -1,0 +1,335 @@
+// The text form (round trip, edits, refusals), the step diff and the variable
+// cross-reference.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+#include <regex>
+
+#include "components/layouts.h"
+#include "exchange/procedure_text.h"
+#include "exchange/step_diff.h"
+#include "exchange/variable_xref.h"
+#include "model/procedure_file.h"
+#include "test_util.h"
+#include "texts/texts.h"
+
+namespace quelvari {
+namespace {
+
+using exchange::ExportText;
+using exchange::ImportText;
+using test::TempDir;
+
+// What Save As writes for `records`.
+std::vector<std::uint8_t> savedBytes(const std::vector<ComponentRecord>& records,
+                                     const TempDir& dir) {
+    ProcedureList list;
+    exchange::FillList(list, records);
+    const std::string path = dir.file("saved.PAD");
+    EXPECT_TRUE(writeProcedure(path, list).ok());
+    return test::readBytes(path);
+}
+
+std::vector<ComponentRecord> importOk(const std::string& text) {
+    const auto result = ImportText(text);
+    EXPECT_TRUE(result.ok()) << "line " << result.errors.front().line << ": "
+                             << result.errors.front().expected;
+    return result.records;
+}
+
+std::vector<std::string> procedureFiles() {
+    namespace fs = std::filesystem;
+    std::vector<std::string> files;
+    const fs::path examples = QUELVARI_EXAMPLES;
+    for (const fs::path& dir : {examples, fs::path(QUELVARI_TEST_DATA),
+                                examples.parent_path() / "fuzz/corpus/procedure_file"})
+        for (const auto& e : fs::recursive_directory_iterator(dir)) {
+            const std::string ext = e.path().extension().string();
+            const bool corpus = dir.filename() == "procedure_file";
+            if (e.is_regular_file() &&
+                (corpus ||
+                 std::regex_match(ext, std::regex(R"(\.(PAD|PAM|IR[1-4]))", std::regex::icase))))
+                files.push_back(e.path().string());
+        }
+    return files;
+}
+
+TEST(TextForm, EveryProcedureFileRoundTripsToTheBytesSaveAsWrites) {
+    TempDir dir;
+    const auto files = procedureFiles();
+    ASSERT_GE(files.size(), 14u);  // sample, two check examples of 3 files, 8 seeds
+    for (const std::string& path : files) {
+        std::vector<ComponentRecord> records;
+        ASSERT_TRUE(exchange::ReadProcedureRecords(path, records).ok()) << path;
+        const std::string text = ExportText(records, path);
+        EXPECT_EQ(savedBytes(importOk(text), dir), savedBytes(records, dir)) << path;
+        // A second export of the imported records gives the same text.
+        EXPECT_EQ(ExportText(importOk(text), path), text) << path;
+    }
+}
+
+TEST(TextForm, RandomRecordsOfEveryTypeRoundTrip) {
+    // Records of the laid-out types, unknown letters and type 0, filled with
+    // random bytes in random places: texts without terminator, bytes behind
+    // a terminator, NaN floats, out-of-range variable letters.
+    TempDir dir;
+    std::mt19937 rng(21);
+    const std::string types = "MZIuCUDpiGPTBbx\x01\xE4";
+    std::vector<ComponentRecord> records;
+    for (int n = 0; n < 400; ++n) {
+        ComponentRecord r;
+        const int fill = static_cast<int>(rng() % 120);
+        for (int k = 0; k < fill; ++k) {
+            const std::size_t at = rng() % rec::kRecordSize;
+            r.bytes[at] = static_cast<std::uint8_t>(rng() % 4 == 0 ? rng() : 'A' + rng() % 26);
+        }
+        r.setTypeCode(n % 5 == 4 ? 0 : static_cast<std::uint8_t>(types[rng() % types.size()]));
+        records.push_back(r);
+    }
+    const std::string text = ExportText(records);
+    EXPECT_EQ(savedBytes(importOk(text), dir), savedBytes(records, dir));
+}
+
+// A step whose fields all have names: the edits below change one line each.
+std::vector<ComponentRecord> sampleRecords() {
+    std::vector<ComponentRecord> records;
+    EXPECT_TRUE(
+        exchange::ReadProcedureRecords(std::string(QUELVARI_EXAMPLES) + "/sample.PAD", records)
+            .ok());
+    return records;
+}
+
+TEST(TextForm, AnEditedLineImportsAsExactlyThatEdit) {
+    const auto original = sampleRecords();
+    const std::string text = ExportText(original);
+    struct Case {
+        const char* from;  // regular expression of the line to replace
+        const char* to;
+        std::size_t step;
+        void (*expect)(ComponentRecord&);
+    };
+    const Case cases[] = {
+        {R"(comment = "Settle for 2 s")", R"(comment = "Settle für 3 s")", 3,
+         [](ComponentRecord& r) { storeComment(r, "Settle f\xFCr 3 s"); }},
+        {R"(time_factor = 200)", "time_factor = 300", 3,
+         [](ComponentRecord& r) { r.setU16(layout::time::kTimeFactor, 300); }},
+        {R"(trigger2_value = 250.0)", "trigger2_value = 12.5", 2,
+         [](ComponentRecord& r) { r.setF32(layout::measuring::kTrigger2Value, 12.5f); }},
+        {R"(variables = "P1P2T1")", R"(variables = "P1T1")", 2,
+         [](ComponentRecord& r) {
+             const std::uint8_t list[] = {'P', 1, 0, 'T', 1, 0, 0, 0, 0, 0};
+             for (std::size_t k = 0; k < sizeof list; ++k)
+                 r.setU8(layout::measuring::kVariables + k, list[k]);
+         }},
+        {R"(routine2_state = "disable")", R"(routine2_state = "unused")", 4,
+         [](ComponentRecord& r) { r.setU8(layout::interrupt::entry(1), 0); }},
+        {R"(routine2_time_base = "none")", R"(routine2_time_base = "s")", 4,
+         [](ComponentRecord& r) {
+             r.setU8(layout::interrupt::entry(1) + layout::interrupt::kTimeBase, 1);
+         }},
+        {R"(registration = "B7")", R"(registration = "B9")", 8,
+         [](ComponentRecord& r) { r.setU8(layout::brk::kRegistrationNumber, 9); }},
+    };
+    for (const Case& c : cases) {
+        const std::string edited = std::regex_replace(text, std::regex(c.from), c.to);
+        ASSERT_NE(edited, text) << c.from;
+        auto expected = original;
+        c.expect(expected[c.step - 1]);
+        auto got = importOk(edited);
+        ASSERT_EQ(got.size(), expected.size());
+        for (std::size_t i = 0; i < got.size(); ++i) {
+            got[i].setRecordMark(0);
+            expected[i].setRecordMark(0);
+            EXPECT_EQ(got[i], expected[i]) << c.to << " step " << i + 1;
+        }
+    }
+}
+
+TEST(TextForm, ADamagedTextIsRefusedWithItsLineAndWhatWasExpected) {
+    const std::string good = ExportText(sampleRecords());
+    struct Case {
+        const char* from;
+        std::string to;
+        const char* expected;  // part of what the error says was expected
+    };
+    const Case cases[] = {
+        {R"(time_factor = 200)", "time_factor = 70000", "from 0 to 65535"},
+        {R"(time_factor = 200)", "time_factor = \"fast\"", "from 0 to 65535"},
+        {R"(time_factor = 200)", "speed = 2", "not 'speed'"},
+        {R"(comment = "Settle for 2 s")", "comment = \"Ωmega\"", "Windows-1252"},
+        {R"(comment = "Settle for 2 s")", "comment = \"" + std::string(52, 'x') + "\"",
+         "at most 51"},
+        {R"(registration = "B7")", "registration = \"7B\"", "a variable"},
+        {R"(routine2_state = "disable")", "routine2_state = \"maybe\"", "\"enable\""},
+        {R"(comment = "Settle for 2 s")", "comment = \"Settle", "string"},
+        {R"(type = "Z")", "typ = \"Z\"", "type = "},
+    };
+    for (const Case& c : cases) {
+        const std::string bad = std::regex_replace(good, std::regex(c.from), c.to,
+                                                   std::regex_constants::format_first_only);
+        const auto result = ImportText(bad);
+        ASSERT_FALSE(result.ok()) << c.to;
+        const std::size_t at = bad.find(c.to);
+        const auto line = static_cast<std::size_t>(
+            1 + std::count(bad.begin(), bad.begin() + static_cast<long>(at), '\n'));
+        const auto& e = result.errors.front();
+        // A missing type is reported at its step's header line.
+        if (std::string(c.from).rfind("type", 0) != 0) {
+            EXPECT_EQ(e.line, line) << c.to;
+        }
+        EXPECT_NE(e.expected.find(c.expected), std::string::npos) << c.to << ": " << e.expected;
+    }
+    // The editor shows what was expected in its language.
+    const auto range = ImportText(
+        std::regex_replace(good, std::regex("time_factor = 200"), "time_factor = 70000"));
+    ASSERT_FALSE(range.ok());
+    EXPECT_EQ(exchange::ExpectedText(range.errors.front(), kGerman),
+              "time_factor: eine ganze Zahl von 0 bis 65535");
+    EXPECT_EQ(exchange::ExpectedText(range.errors.front(), kFrench),
+              "time_factor : un nombre entier de 0 \u00e0 65535");
+    EXPECT_FALSE(ImportText("[[step]]\ntype = \"Z\"\n").ok());  // no version line
+    const auto raw =
+        ImportText("quelvari_text_form = 1\n[[step]]\ntype = \"x\"\nraw.799 = \"01 02\"\n");
+    ASSERT_FALSE(raw.ok());
+    EXPECT_EQ(raw.errors.front().line, 4u);
+}
+
+// The records the editor leaves after inserting `record` before `step`.
+std::vector<ComponentRecord> withInsert(const std::vector<ComponentRecord>& records,
+                                        std::uint32_t step, const ComponentRecord& record) {
+    ProcedureList list;
+    exchange::FillList(list, records);
+    list.goToStep(step);
+    list.insertAtCurrent(record);
+    return exchange::ListRecords(list);
+}
+
+TEST(StepDiff, AlignsByContentAndFollowsRenumberedReferences) {
+    using exchange::StepChangeKind;
+    const auto a = sampleRecords();
+    // Sample step 8 branches to step 2; an insertion before step 1 moves the
+    // target to 3 and is the only difference.
+    auto changes = exchange::DiffSteps(a, withInsert(a, 1, test::makeRecord('Z', "new wait")));
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0].kind, StepChangeKind::Added);
+    EXPECT_EQ(changes[0].stepB, 1u);
+    EXPECT_TRUE(exchange::DiffSteps(a, a).empty());
+    // An insertion before step 2 leaves the target at 2 (a reference equal to
+    // the place of insertion stays), so the branch now leads to the new step.
+    changes = exchange::DiffSteps(a, withInsert(a, 2, test::makeRecord('Z', "new wait")));
+    ASSERT_EQ(changes.size(), 2u);
+    EXPECT_EQ(changes[0].kind, StepChangeKind::Added);
+    EXPECT_EQ(changes[1].stepB, 9u);
+    ASSERT_EQ(changes[1].fields.size(), 1u);
+    EXPECT_EQ(changes[1].fields[0].before, "2 (now 3)");
+    EXPECT_EQ(changes[1].fields[0].after, "2");
+
+    auto edited = a;
+    storeComment(edited[3], "Pressure watch 2");
+    edited[2].setU16(layout::time::kTimeFactor, 300);
+    changes = exchange::DiffSteps(a, edited);
+    ASSERT_EQ(changes.size(), 2u);
+    EXPECT_EQ(changes[0].kind, StepChangeKind::Changed);
+    ASSERT_EQ(changes[0].fields.size(), 1u);
+    EXPECT_EQ(changes[0].fields[0].name, "time_factor");
+    EXPECT_EQ(changes[0].fields[0].before, "200");
+    EXPECT_EQ(changes[0].fields[0].after, "300");
+    EXPECT_EQ(changes[1].fields[0].name, "comment");
+
+    // A goto that now leads elsewhere is a change; removing a step and moving
+    // one to the end are told as such.
+    auto retargeted = a;
+    retargeted[7].setGotoTarget(3);
+    changes = exchange::DiffSteps(a, retargeted);
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0].fields[0].name, "goto");
+    EXPECT_EQ(changes[0].fields[0].before, "2");
+    auto reordered = a;
+    reordered.erase(reordered.begin() + 5);                                  // D removed
+    std::rotate(reordered.begin(), reordered.begin() + 1, reordered.end());  // C to the end
+    reordered[5].setGotoTarget(1);  // the break still leads to the measuring step
+    changes = exchange::DiffSteps(a, reordered);
+    std::vector<std::pair<StepChangeKind, std::size_t>> got;
+    std::string fields;
+    for (const auto& c : changes) {
+        got.emplace_back(c.kind, c.kind == StepChangeKind::Removed ? c.stepA : c.stepB);
+        for (const auto& f : c.fields)
+            fields += f.name + ": " + f.before + " -> " + f.after + "; ";
+    }
+    const decltype(got) expected = {{StepChangeKind::Removed, 6}, {StepChangeKind::Moved, 7}};
+    EXPECT_EQ(got, expected) << fields;
+}
+
+TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
+    // 3000 steps changed near both ends leave a middle too large for the
+    // table; the steps that occur once on both sides still align it.
+    std::vector<ComponentRecord> a;
+    for (int i = 0; i < 3000; ++i)
+        a.push_back(test::makeRecord(i % 7 ? 'Z' : 'D', "step " + std::to_string(i % 2000)));
+    auto b = withInsert(a, 1500, test::makeRecord('Z', "inserted"));
+    storeComment(b[9], "changed near the start");
+    storeComment(b[2990], "changed near the end");
+    std::vector<std::pair<exchange::StepChangeKind, std::size_t>> got;
+    for (const auto& c : exchange::DiffSteps(a, b))
+        got.emplace_back(c.kind, c.stepB);
+    const decltype(got) expected = {{exchange::StepChangeKind::Changed, 10},
+                                    {exchange::StepChangeKind::Added, 1500},
+                                    {exchange::StepChangeKind::Changed, 2991}};
+    EXPECT_EQ(got, expected);
+}
+
+TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
+    const std::string path = std::string(QUELVARI_EXAMPLES) + "/check-findings/FINDINGS.PAD";
+    std::vector<ComponentRecord> records;
+    ASSERT_TRUE(exchange::ReadProcedureRecords(path, records).ok());
+    ProcedureList list;
+    exchange::FillList(list, records);
+    const auto x = exchange::CrossReference(list, path);
+    // FINDINGS.PAD reads B1 at step 3; its module VALVES.PAM sets it at step 1.
+    const auto valves = std::find_if(x.files.begin(), x.files.end(),
+                                     [](const auto& f) { return f.name == "VALVES.PAM"; });
+    ASSERT_NE(valves, x.files.end());
+    const std::size_t module = static_cast<std::size_t>(valves - x.files.begin());
+    const auto b1 = std::find_if(x.variables.begin(), x.variables.end(),
+                                 [](const auto& v) { return v.name == "B1"; });
+    ASSERT_NE(b1, x.variables.end());
+    EXPECT_EQ(b1->reads, (std::vector<exchange::VariableSite>{{0, 3}}));
+    EXPECT_EQ(b1->writes, (std::vector<exchange::VariableSite>{{module, 1}}));
+
+    // A procedure built here: entry conditions read, measured variables are
+    // written, the break's reference is read and its registration written.
+    std::vector<ComponentRecord> own;
+    own.push_back(test::makeRecord('Z', "wait", "Z5>=Z6", 3));
+    ComponentRecord m = test::makeRecord('M', "measure");
+    const std::uint8_t vars[] = {'P', 1, 0, 'F', 'R', 3, 0};
+    for (std::size_t k = 0; k < sizeof vars; ++k)
+        m.setU8(layout::measuring::kVariables + k, vars[k]);
+    m.setU8(layout::measuring::kTriggerLetter, 'Z');
+    m.setU8(layout::measuring::kTriggerNumber, 5);
+    own.push_back(m);
+    ComponentRecord u = test::makeRecord('u', "break");
+    storeInputCondition(u, "P1>2");
+    u.setU8(layout::brk::kReferenceLetter, 'Z');
+    u.setU8(layout::brk::kReferenceNumber, 6);
+    u.setU8(layout::brk::kRegistrationLetter, 'B');
+    u.setU8(layout::brk::kRegistrationNumber, 7);
+    own.push_back(u);
+    const auto y = exchange::CrossReference(own, "OWN.PAD");
+    std::vector<std::string> lines;
+    for (const auto& v : y.variables) {
+        std::string line = v.name + " r";
+        for (const auto& s : v.reads)
+            line += " " + std::to_string(s.step);
+        line += " w";
+        for (const auto& s : v.writes)
+            line += " " + std::to_string(s.step);
+        lines.push_back(line);
+    }
+    const std::vector<std::string> expected = {"B7 r w 3", "P1 r 3 w 2", "Z5 r 1 2 w", "Z6 r 1 3 w",
+                                               "FR3 r w 2"};
+    EXPECT_EQ(lines, expected);
+}
+
+}  // namespace
+}  // namespace quelvari
