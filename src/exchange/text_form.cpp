@@ -373,7 +373,7 @@ bool parseVarList(const std::string& cp, std::vector<std::uint8_t>& out) {
             second = static_cast<std::uint8_t>(cp[pos++]);
         int digits = 0, number = 0;
         for (; pos < cp.size() && isDigit(cp[pos]); ++pos, ++digits)
-            if (digits < 4) // more than three digits is refused below; stop before int overflows
+            if (digits < 4)  // more than three digits is refused below; stop before int overflows
                 number = number * 10 + (cp[pos] - '0');
         if (digits == 0 || digits > 3 || number > 255 || (second && number == 0))
             return false;
