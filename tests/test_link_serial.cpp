@@ -158,6 +158,16 @@ TEST_F(SerialLinkTest, RequestResendsOnceAfter550MsThenGives76) {
     port->onFrame = nullptr;
     EXPECT_EQ(serial.request(1, 500), 76);
     EXPECT_EQ(port->frameStarts.size(), 4u);
+
+    // An answer of 74 data bytes counts 76 too: the reply's kind, not its
+    // code, tells it from the request that did not get through.
+    EXPECT_EQ(serial.ask(1, 500, 0).kind, LinkReply::Kind::kNotSent);
+    const std::vector<std::uint8_t> data74(74, 'x');
+    peerAnswers(1, EncodeFrame(data74.data(), data74.size()));
+    const LinkReply answer = serial.ask(1, 500, 0);
+    EXPECT_EQ(answer.kind, LinkReply::Kind::kAnswer);
+    EXPECT_EQ(answer.code, 76);
+    EXPECT_EQ(answer.dataBytes(), 74u);
 }
 
 TEST_F(SerialLinkTest, RequestTimeoutNakAndCorruptAnswers) {
@@ -263,9 +273,9 @@ TEST(LinkKind, OtherKindsDoNothingAndReturnZero) {
     link.linkKind = 2;
     const std::uint64_t t0 = clock.nowMs();
     EXPECT_EQ(LinkConnect(link), 0);
-    EXPECT_EQ(LinkRequest(link, 1, 1500), 0);
+    EXPECT_EQ(LinkRequest(link, 1, 1500).code, 0);
     EXPECT_EQ(LinkSend(link, 1), 0);
-    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 1), 0);
+    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 1).code, 0);
     LinkDisconnect(link);
     EXPECT_EQ(ports, 0);
     EXPECT_EQ(clock.nowMs(), t0);

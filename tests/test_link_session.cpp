@@ -260,7 +260,7 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
         link.buf.tx[0] = 'p';
         link.buf.tx[1] = 'I';
         const std::uint64_t t0 = clock.nowMs();
-        const int r = LinkBlockRequest(link, 2, 1500, 0);
+        const int r = LinkBlockRequest(link, 2, 1500, 0).code;
         ++seen[r];
         // Resend, spacing and time-out bound every request.
         EXPECT_LE(clock.nowMs() - t0, 100u + 20u + 550u + 100u + 20u + 1500u + 10u);
@@ -309,7 +309,7 @@ TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     std::fill(tx.begin() + 4, tx.begin() + 1828, 0);
     std::fill(tx.begin() + 4, tx.begin() + 8, 0x10);  // doubled on the line
     const auto t0 = std::chrono::steady_clock::now();
-    EXPECT_EQ(LinkBlockRequest(link, 1828, 1500, 1), 4);
+    EXPECT_EQ(LinkBlockRequest(link, 1828, 1500, 1).code, 4);
     EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(1900));
     EXPECT_EQ(AnswerByte(link, 0), 1);
     std::memcpy(tx.data(), "pPD", 3);
@@ -319,7 +319,7 @@ TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
     EXPECT_NE(LinkSend(link, 807), 0);
     std::memcpy(tx.data(), "pPW", 3);
     tx[3] = 1;
-    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 0), 4);
+    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 0).code, 4);
     EXPECT_EQ(AnswerByte(link, 0), 0);
     EXPECT_EQ(AnswerByte(link, 1), 0);
 

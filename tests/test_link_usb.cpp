@@ -4,6 +4,8 @@
 #include <libusb.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <deque>
 
 #include "link/instrument.h"
@@ -32,6 +34,7 @@ class RecordingUsb : public UsbBackend {
     std::vector<std::uint64_t> reads;
     std::deque<std::pair<std::uint64_t, std::vector<std::uint8_t>>> answers;  // (ready at, data)
     int failSends = 0;
+    int sendError = LIBUSB_ERROR_PIPE;  // what a failed control send reports
     int openError = 0;
     int openErrorFrom = 0;  // the first device that fails to open
     int opened = 0, closed = 0;
@@ -68,7 +71,7 @@ class RecordingUsb : public UsbBackend {
                    const std::uint8_t* data, std::uint16_t length, unsigned) override {
         if (failSends > 0) {
             --failSends;
-            return LIBUSB_ERROR_PIPE;
+            return sendError;
         }
         writes.push_back({0, type, request, {data, data + length}, clock_.nowMs()});
         return length;
@@ -259,7 +262,22 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     f.link.buf.tx[1] = 'I';
     const std::uint64_t t0 = f.clock.nowMs();
     f.usb->answers.push_back({t0 + 45, Bytes({1, 2, 3})});
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 5);  // 3 bytes + 2
+    // The link's one trace point sees the USB bytes both ways.
+    char* traced = nullptr;
+    std::size_t tracedSize = 0;
+    std::FILE* traceOut = open_memstream(&traced, &tracedSize);
+    Trace trace(traceOut);
+    f.link.setTrace(&trace);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, 5);  // 3 bytes + 2
+    f.link.setTrace(nullptr);
+    std::fclose(traceOut);
+    auto line = [](std::uint64_t t, const char* bytes) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%10llu %s\n", static_cast<unsigned long long>(t), bytes);
+        return std::string(text);
+    };
+    EXPECT_EQ(std::string(traced, tracedSize), line(t0, "> 70 49") + line(t0 + 63, "< 01 02 03"));
+    std::free(traced);
     ASSERT_EQ(f.usb->writes.size(), 1u);
     EXPECT_EQ(f.usb->writes[0].endpoint, 0);
     EXPECT_EQ(f.usb->writes[0].requestType, 0x40);
@@ -272,24 +290,24 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     // Nothing within the time-out: 0 once more than 1500 ms have passed.
     f.usb->reads.clear();
     const std::uint64_t t1 = f.clock.nowMs();
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 0);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, 0);
     EXPECT_EQ(f.clock.nowMs(), t1 + 1501);
     EXPECT_EQ(f.usb->reads.size(), 71u);  // every 21 ms
 
     // A single byte is no answer.
     f.usb->answers.push_back({0, Bytes({'?'})});
-    EXPECT_EQ(LinkRequest(f.link, 2, 100), 0);
+    EXPECT_EQ(LinkRequest(f.link, 2, 100).code, 0);
 
     // Via bulk: the request goes to endpoint 0x06 instead.
     f.usb->answers.push_back({0, Bytes({0, 0})});
-    EXPECT_EQ(LinkBlockRequest(f.link, 4, 8000, 1), 4);
+    EXPECT_EQ(LinkBlockRequest(f.link, 4, 8000, 1).code, 4);
     EXPECT_EQ(f.usb->writes.back().endpoint, kUsbEndpointOut);
 
     // Another request mapping, from the settings: requests as bulk transfers
     // to endpoint 0x02, answers from 0x81.
     ASSERT_TRUE(ParseUsbRequestMap("bulk:02,in:81", f.link.usb.map));
     f.usb->answers.push_back({0, Bytes({7, 7})});
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 4);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, 4);
     EXPECT_EQ(f.usb->writes.back().endpoint, 0x02);
     EXPECT_EQ(f.usb->readEndpoints.back(), 0x81);
     EXPECT_EQ(FormatUsbRequestMap(f.link.usb.map), "bulk:02,in:81");
@@ -298,7 +316,7 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     EXPECT_FALSE(ParseUsbRequestMap("control:40:1:0:0", bad));
     ASSERT_TRUE(ParseUsbRequestMap("control:c0:05:0001:0002,in:85", f.link.usb.map));
     f.usb->answers.push_back({0, Bytes({7, 7})});
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 4);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, 4);
     EXPECT_EQ(f.usb->writes.back().requestType, 0xc0);
     EXPECT_EQ(f.usb->writes.back().request, 5);
     f.link.usb.map = UsbRequestMap{};
@@ -307,17 +325,28 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     f.usb->failSends = 2;
     f.usb->reads.clear();
     const std::uint64_t t2 = f.clock.nowMs();
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), -99);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, -99);
     EXPECT_EQ(f.clock.nowMs(), t2);
     EXPECT_TRUE(f.usb->reads.empty());
     // One failed send is repeated at once.
     f.usb->failSends = 1;
     f.usb->answers.push_back({0, Bytes({9, 9})});
-    EXPECT_EQ(LinkRequest(f.link, 2, 1500), 4);
+    EXPECT_EQ(LinkRequest(f.link, 2, 1500).code, 4);
 
     // -99 is handed on by the identification.
     f.usb->failSends = 2;
     EXPECT_EQ(InstrumentIdentify(f.link, 0), -99);
+
+    // A device that is gone gets no second send, and the reply says why.
+    f.usb->failSends = 1;
+    f.usb->sendError = LIBUSB_ERROR_NO_DEVICE;
+    const std::size_t written = f.usb->writes.size();
+    const LinkReply gone = LinkRequest(f.link, 2, 1500);
+    EXPECT_EQ(gone.kind, LinkReply::Kind::kNotSent);
+    EXPECT_EQ(gone.code, -99);
+    EXPECT_EQ(gone.why.status, LinkStatus::kNoDevice);
+    EXPECT_NE(gone.why.reason.find("USB request"), std::string::npos);
+    EXPECT_EQ(f.usb->writes.size(), written);
 }
 
 TEST(LinkUsb, UsbIdListsParseAndPrint) {

@@ -175,7 +175,7 @@ void EditorExtras::retranslate() {
 
 void EditorExtras::refreshRows() {
     if (stepList_->isVisible())
-        stepList_->model()->refreshNodes();
+        stepList_->refreshNodes();
     else
         stepList_->model()->clear();
 }

@@ -29,29 +29,45 @@ std::vector<const ComponentNode*> StepListModel::currentNodes() const {
     return rows;
 }
 
+void StepListModel::setRows(std::vector<const ComponentNode*> rows) {
+    const std::size_t had = rows_.size();
+    const std::size_t has = rows.size();
+    std::size_t head = 0;
+    while (head < had && head < has && rows_[head] == rows[head])
+        ++head;
+    std::size_t tail = 0;
+    while (tail < had - head && tail < has - head && rows_[had - 1 - tail] == rows[has - 1 - tail])
+        ++tail;
+    const int first = static_cast<int>(head);
+    if (has > had && head + tail == had) {
+        beginInsertRows({}, first, first + static_cast<int>(has - had) - 1);
+        rows_ = std::move(rows);
+        endInsertRows();
+    } else if (had > has && head + tail == has) {
+        beginRemoveRows({}, first, first + static_cast<int>(had - has) - 1);
+        rows_ = std::move(rows);
+        endRemoveRows();
+    } else {
+        beginResetModel();
+        rows_ = std::move(rows);
+        endResetModel();
+    }
+}
+
 void StepListModel::refreshNodes() {
     std::vector<const ComponentNode*> rows = currentNodes();
-    if (rows == rows_)
-        return;
-    beginResetModel();
-    rows_ = std::move(rows);
-    endResetModel();
+    if (rows != rows_)
+        setRows(std::move(rows));
 }
 
 void StepListModel::reload() {
-    std::vector<const ComponentNode*> rows = currentNodes();
-    if (rows == rows_) {
-        // The same nodes in the same order (a Change, a move: records are
-        // moved between the nodes, which stay): only the texts changed, and
-        // the view keeps its rows, selection and scroll position.
-        if (!rows_.empty())
-            emit dataChanged(index(0, 0),
-                             index(static_cast<int>(rows_.size()) - 1, ColumnCount - 1));
-        return;
-    }
-    beginResetModel();
-    rows_ = std::move(rows);
-    endResetModel();
+    // Nodes added or removed are told first; a Change or a move keeps the
+    // nodes (records move between them), and then the view keeps its rows,
+    // selection and scroll position. The texts, numbers and gotos of every
+    // row may have changed either way.
+    refreshNodes();
+    if (!rows_.empty())
+        emit dataChanged(index(0, 0), index(static_cast<int>(rows_.size()) - 1, ColumnCount - 1));
 }
 
 void StepListModel::clear() {
@@ -276,6 +292,13 @@ void StepListDock::rowChosen(const QModelIndex& current) {
         return;
     list_.goToStep(step);
     emit currentStepChosen();
+}
+
+void StepListDock::refreshNodes() {
+    const bool was = syncing_;
+    syncing_ = true;
+    model_->refreshNodes();
+    syncing_ = was;
 }
 
 void StepListDock::sync(bool reload) {

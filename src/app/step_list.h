@@ -32,6 +32,8 @@ class StepListModel : public QAbstractTableModel {
     void reload();
     // Only where the nodes themselves changed: the rows are read again;
     // the same nodes stay as they are, without repainting their rows.
+    // Called in the middle of a command; the dock's refreshNodes keeps the
+    // view's row changes from choosing a step meanwhile.
     void refreshNodes();
     // Holds no rows (while the list is hidden).
     void clear();
@@ -52,6 +54,10 @@ class StepListModel : public QAbstractTableModel {
                       const QModelIndex& parent) override;
 
   private:
+    // Takes `rows` as the model's rows: one block inserted or removed (an
+    // Insert, a Paste, a Delete) tells the view just that, so it keeps its
+    // place and redoes only the rows it shows; anything else resets.
+    void setRows(std::vector<const ComponentNode*> rows);
     std::vector<const ComponentNode*> currentNodes() const;
     QIcon typeIcon(const ComponentRecord& r) const;
 
@@ -87,6 +93,9 @@ class StepListDock : public QDockWidget {
     // Brings the list in line with the procedure: `reload` after a change to
     // the steps, then the current step is chosen and shown.
     void sync(bool reload);
+    // The model's refreshNodes, while the view's current row follows
+    // without choosing a step.
+    void refreshNodes();
     // Chooses these steps (the current one stays the current row).
     void selectSteps(const std::vector<std::uint32_t>& steps);
     void retranslate();

@@ -79,17 +79,16 @@ int InstrumentIdentify(Link& link, int slot) {
     InstrumentEntry& entry = link.table[static_cast<std::size_t>(slot)];
     link.buf.tx[0] = 'V';
     entry = InstrumentEntry{};
-    const int r = LinkRequest(link, 1, SessionTiming::kIdentify);
-    if (r == -99)
-        return -99;
-    // On the serial link 76 is a request that was not delivered, not an answer.
-    if (link.linkKind == kLinkSerial && r == kErrNoUsbInstrument)
-        return kErrNoUsbInstrument;
-    if (r < 1)
+    const LinkReply r = LinkRequest(link, 1, SessionTiming::kIdentify);
+    // A request that did not get through is handed on: -99 on USB, 76 on the
+    // serial link.
+    if (r.kind == LinkReply::Kind::kNotSent)
+        return r.code;
+    if (!r.answered())
         return kErrTransfer;
-    if (r < 11)
+    if (r.dataBytes() < 9)
         return kErrInstrumentUnsupported;
-    if (ParseIdentification(link.buf.rx.data() + 1, static_cast<std::size_t>(r - 2), entry) != 0)
+    if (ParseIdentification(link.buf.rx.data() + 1, r.dataBytes(), entry) != 0)
         return kErrInstrumentUnsupported;
     entry.present = 1;
     return 0;
@@ -99,18 +98,17 @@ int InstrumentSelect(Link& link, int n) {
     const std::size_t slot = static_cast<std::size_t>(std::clamp(n, 0, kInstrumentEntries - 1));
     link.selected[slot] = false;
     link.buf.tx[0] = 'Z';
-    int r = LinkRequest(link, 1, SessionTiming::kAttention);
-    if (link.linkKind == kLinkSerial && r == kErrNoUsbInstrument)
+    const LinkReply attention = LinkRequest(link, 1, SessionTiming::kAttention);
+    if (link.linkKind == kLinkSerial && attention.kind == LinkReply::Kind::kNotSent)
         return kErrNoUsbInstrument;
-    if (r < 1)
+    if (!attention.answered())
         return kErrInstrumentUnsupported;
     if (AnswerByte(link, 0) != 1 || AnswerByte(link, 1) == 1)
         return kErrNotBasicState;
     link.buf.tx[0] = 'W';
     link.buf.tx[1] = 1;
     link.buf.tx[2] = static_cast<std::uint8_t>(n);
-    r = LinkRequest(link, 3, SessionTiming::kSelect);
-    link.selected[slot] = r > 0 && !(link.linkKind == kLinkSerial && r == kErrNoUsbInstrument) &&
+    link.selected[slot] = LinkRequest(link, 3, SessionTiming::kSelect).answered() &&
                           AnswerByte(link, 0) == 0 && AnswerByte(link, 1) == 0;
     return 0;
 }

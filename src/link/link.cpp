@@ -15,7 +15,9 @@ std::string SerialDevicePath(std::uint8_t comPortIndex, const std::string& chose
     return "/dev/ttyS" + std::to_string(comPortIndex);
 }
 
-Link::Link(Clock& c) : clock(c), serial(buf, c), usb(buf, c) {
+Link::Link(Clock& c) : clock(c), tracePoint(c), serial(buf, c), usb(buf, c) {
+    serial.tracePoint = &tracePoint;
+    usb.tracePoint = &tracePoint;
     serial.makePort = [this]() -> std::unique_ptr<Transport> {
         if (makeSerialPort)
             return makeSerialPort();
@@ -36,10 +38,7 @@ void Link::setCancel(const CancelToken* token) {
 }
 
 void Link::setTrace(Trace* trace) {
-    serial.trace = trace;
-    usb.trace = trace;
-    if (serial.port())
-        serial.port()->setTrace(trace, &clock);
+    tracePoint.setSink(trace);
 }
 
 LinkBackend* Backend(Link& link) {
@@ -113,7 +112,7 @@ void LinkDisconnect(Link& link) {
     link.table[0].present = 0;
 }
 
-int LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs) {
+LinkReply LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs) {
     return LinkBlockRequest(link, length, timeoutMs, 0);
 }
 
@@ -122,9 +121,14 @@ int LinkSend(Link& link, std::size_t length) {
     return b ? b->send(length) : 0;
 }
 
-int LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
+LinkReply LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
     LinkBackend* b = Backend(link);
-    return b ? b->request(length, timeoutMs, viaBulk) : 0;
+    if (!b)
+        return LinkReply::None();
+    LinkReply reply = b->ask(length, timeoutMs, viaBulk);
+    if (!reply.answered())
+        reply.why = b->fault();
+    return reply;
 }
 
 }  // namespace quelvari::link

@@ -3,8 +3,9 @@
 //
 //   LinkConnect     0, 76 (serial port not opened), 79 (USB enumeration failed)
 //   LinkDisconnect  closes the port or every USB device
-//   LinkRequest     answer count (data + 2), 0 no answer, -1 corrupt answer,
-//                   76 not delivered (serial), -99 not sent twice (USB)
+//   LinkRequest     a LinkReply: its code is the answer count (data + 2), 0 no
+//                   answer, -1 corrupt answer, 76 not delivered (serial), -99
+//                   not sent twice (USB); its kind tells them apart
 //   LinkSend        non-zero when the request went out and was acknowledged
 //
 // They go through one table (LinkBackend) chosen by linkKind: 0 serial, 1 USB;
@@ -57,6 +58,8 @@ class Link {
     Link& operator=(const Link&) = delete;
 
     Clock& clock;
+    // Every byte in and out passes here, whichever backend carries it.
+    TracePoint tracePoint;
     LinkBuffers buf;
     SerialLink serial;
     UsbLink usb;
@@ -104,15 +107,16 @@ std::string LinkDetail(Link& link);
 
 int LinkConnect(Link& link);
 void LinkDisconnect(Link& link);
-int LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs);
+// A reply that is no answer carries the backend's fault, when there is one.
+LinkReply LinkRequest(Link& link, std::size_t length, std::uint32_t timeoutMs);
 int LinkSend(Link& link, std::size_t length);
 
 // The requests that the instrument's tools reach only through their USB
 // functions (the memory query and the transfer's requests). On USB it is
 // UsbRequest (control or bulk); on the serial link a framed request
 // (SerialRequest). A block goes with LinkSend: UsbBulkWrite, or one
-// acknowledged frame (SerialSendFrame). Other kinds return 0.
-int LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk);
+// acknowledged frame (SerialSendFrame). Other kinds give no answer, code 0.
+LinkReply LinkBlockRequest(Link& link, std::size_t length, std::uint32_t timeoutMs, int viaBulk);
 
 // Answer data byte i (receive buffer byte i + 1).
 inline std::uint8_t AnswerByte(const Link& link, std::size_t i) {

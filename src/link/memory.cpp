@@ -56,11 +56,10 @@ bool ShowInstrumentMemory(Link& link, InstrumentMemory& memory, MemoryDisplay& d
             display.setField(id, "???");
     link.buf.tx[0] = 'p';
     link.buf.tx[1] = 'I';
-    const int r = LinkBlockRequest(link, 2, 1500, 0);
+    const LinkReply r = LinkBlockRequest(link, 2, 1500, 0);
     bool answered = false;
     InstrumentMemory fresh;
-    if (r > 0 && !(link.linkKind == kLinkSerial && r == kErrNoUsbInstrument) &&
-        ParseMemoryAnswer(link.buf.rx.data() + 1, static_cast<std::size_t>(r - 2), fresh)) {
+    if (r.answered() && ParseMemoryAnswer(link.buf.rx.data() + 1, r.dataBytes(), fresh)) {
         memory = fresh;
         const MemoryTexts t = FormatMemory(memory);
         display.setField(kFieldTotal, t.total);

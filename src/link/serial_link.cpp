@@ -35,7 +35,7 @@ std::uint64_t WireTimeMs(std::size_t bytes, unsigned baud) {
 void SerialLink::attach(std::unique_ptr<Transport> port) {
     port_ = std::move(port);
     if (port_)
-        port_->setTrace(trace, &clock_);
+        port_->setTracePoint(tracePoint);
 }
 
 bool SerialLink::waitUntil(std::uint64_t t) {
@@ -68,7 +68,7 @@ int SerialLink::open(LinkResult* reason) {
     auto port = makePort();
     if (!port)
         return 0;
-    port->setTrace(trace, &clock_);
+    port->setTracePoint(tracePoint);
     const LinkResult opened = port->open();
     if (reason)
         *reason = opened;
@@ -218,23 +218,25 @@ int SerialLink::receiveFrame() {
     return static_cast<int>(stored.size()) + 1;
 }
 
-int SerialLink::request(std::size_t length, std::uint32_t timeoutMs) {
+LinkReply SerialLink::ask(std::size_t length, std::uint32_t timeoutMs, int) {
     // A line that is gone or a stop gets no second attempt.
     if (!sendFrame(length)) {
         if (!waitUntil(clock_.nowMs() + SerialTiming::kResendDelay) || !sendFrame(length))
-            return kErrNoUsbInstrument;
+            return LinkReply::NotSent(kErrNoUsbInstrument);
     }
     const std::uint64_t timeout = slowLink ? 2ull * timeoutMs : timeoutMs;
     const std::uint64_t sent = clock_.nowMs();
     for (;;) {
         const int result = receiveFrame();
-        if (result == -2)
-            return 0;
-        if (result != 0)
-            return result;
+        if (result > 0)
+            return LinkReply::Answer(result);
+        if (result == -1)
+            return LinkReply::Corrupt();
+        if (result == -2)  // NAK
+            return LinkReply::None();
         const std::uint64_t now = clock_.nowMs();
         if (now - sent >= timeout || !isOpen() || lost() || Cancelled(cancel))
-            return 0;
+            return LinkReply::None();
         port_->waitReadable(clock_, static_cast<std::uint32_t>(std::min<std::uint64_t>(
                                         timeout - (now - sent), CancelToken::kSliceMs)));
     }

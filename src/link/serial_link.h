@@ -58,9 +58,7 @@ class SerialLink : public LinkBackend {
     SerialLink(LinkBuffers& buffers, Clock& clock) : buf_(buffers), clock_(clock) {}
 
     void disconnect() override { close(); }
-    int request(std::size_t length, std::uint32_t timeoutMs, int) override {
-        return request(length, timeoutMs);
-    }
+    LinkReply ask(std::size_t length, std::uint32_t timeoutMs, int) override;
     int send(std::size_t length) override { return sendFrame(length); }
     LinkResult fault() const override { return port_ ? port_->fault() : LinkResult{}; }
 
@@ -72,7 +70,8 @@ class SerialLink : public LinkBackend {
     // The line's rate; the acknowledgement wait counts from when a frame's
     // last byte can have reached the instrument at this rate.
     unsigned baudRate = 9600;
-    Trace* trace = nullptr;
+    // Where the port's bytes are traced (the link's one trace point).
+    TracePoint* tracePoint = nullptr;
 
     // SerialOpen: 1 when the port is open (greeted or not), 0 when it cannot be
     // opened. `reason` tells why.
@@ -85,8 +84,10 @@ class SerialLink : public LinkBackend {
     // corrupt or too slow, -2 NAK.
     int receiveFrame();
     // SerialRequest: as receiveFrame, but a NAK gives 0, and 76 when the request
-    // could not be delivered twice.
-    int request(std::size_t length, std::uint32_t timeoutMs);
+    // could not be delivered twice. The code of ask().
+    int request(std::size_t length, std::uint32_t timeoutMs) {
+        return ask(length, timeoutMs, 0).code;
+    }
 
     std::uint64_t lastFrameTime = 0;
     // Called when the port closes (the transfer clears its connected flag).

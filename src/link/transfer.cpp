@@ -17,12 +17,6 @@ std::uint8_t Lo(std::uint16_t v) {
     return static_cast<std::uint8_t>(v);
 }
 
-// A request result that carries an answer. On the serial link 76 means the
-// request was not delivered.
-bool Answered(const Link& link, int r) {
-    return r > 0 && !(link.linkKind == kLinkSerial && r == 76);
-}
-
 std::uint64_t WholeBlocks(std::uint64_t bytes) {
     return (bytes + 511) / 512 * 512;
 }
@@ -145,12 +139,13 @@ int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uin
         length = 7;
     }
     // Only the interrupt variant goes through the bulk path on USB.
-    const int r = LinkBlockRequest(link, length, TransferTiming::kFinish, kind == 'Q' ? 1 : 0);
+    const LinkReply r =
+        LinkBlockRequest(link, length, TransferTiming::kFinish, kind == 'Q' ? 1 : 0);
 
     int code = 0;
     if (Cancelled(cancel)) {
         cancelled = true;
-    } else if (!Answered(link, r) || AnswerByte(link, 0) == 255) {
+    } else if (!r.answered() || AnswerByte(link, 0) == 255) {
         code = 91;  // not answered, or the instrument could not write
     } else if (AnswerByte(link, 1) == 1) {
         // Still writing: poll until an answer with data byte 0 = 0 comes.
@@ -165,13 +160,13 @@ int FinishFileImpl(Link& link, char kind, std::uint8_t number, int sub, std::uin
             tx[0] = 'p';
             tx[1] = static_cast<std::uint8_t>(kind);
             tx[2] = '?';
-            const int p = LinkBlockRequest(link, 3, TransferTiming::kFinish, 0);
+            const LinkReply p = LinkBlockRequest(link, 3, TransferTiming::kFinish, 0);
             if (Cancelled(cancel)) {
                 cancelled = true;
                 break;
             }
             --left;
-            done = Answered(link, p) && AnswerByte(link, 0) == 0;
+            done = p.answered() && AnswerByte(link, 0) == 0;
         }
         // Success on the very last poll still counts as a failure (no poll
         // left); kept as the instrument's tools have always behaved.
@@ -211,18 +206,16 @@ TransferResult RunTransfer(Link& link, const TransferJob& job, const TransferSet
     observer.phase(TransferPhase::kHeader, 0);
     const std::vector<std::uint8_t> header = HeaderRequest(number, job);
     std::copy(header.begin(), header.end(), link.buf.tx.begin());
-    int r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
+    LinkReply r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
     // A damaged answer on the serial link: the header is asked for once more
     // (the instrument takes a repeated header as the same one).
-    if (link.linkKind == kLinkSerial && r == -1) {
+    if (link.linkKind == kLinkSerial && r.kind == LinkReply::Kind::kCorrupt) {
         std::copy(header.begin(), header.end(), link.buf.tx.begin());
         r = LinkBlockRequest(link, header.size(), TransferTiming::kHeader, 1);
     }
-    if (link.linkKind == kLinkSerial && r == 76)
-        r = -1;
-    if (r < 0)
+    if (r.kind == LinkReply::Kind::kCorrupt || r.kind == LinkReply::Kind::kNotSent)
         return stop(79);
-    if (r > 0 && AnswerByte(link, 0) == 0)
+    if (r.answered() && AnswerByte(link, 0) == 0)
         return stop(101);
 
     if (Cancelled(cancel))

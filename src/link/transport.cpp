@@ -21,25 +21,21 @@ void Trace::bytes(char direction, std::uint64_t timeMs, const std::uint8_t* data
 LinkStatus Transport::read(std::uint8_t* data, std::size_t n, std::size_t& got, int timeoutMs) {
     got = 0;
     const LinkStatus s = doRead(data, n, got, timeoutMs);
-    if (trace_)
-        trace_->bytes('<', traceClock_ ? traceClock_->nowMs() : 0, data, got);
+    traceBytes('<', data, got);
     return s;
 }
 
 LinkStatus Transport::write(const std::uint8_t* data, std::size_t n, std::size_t& written) {
     written = 0;
     const LinkStatus s = doWrite(data, n, written);
-    if (trace_)
-        trace_->bytes('>', traceClock_ ? traceClock_->nowMs() : 0, data, written);
+    traceBytes('>', data, written);
     return s;
 }
 
 void Transport::purge() {
     std::uint8_t dropped[kPurgeTraceMax];
     const std::size_t n = doPurge(dropped, sizeof dropped);
-    if (trace_)
-        trace_->bytes('x', traceClock_ ? traceClock_->nowMs() : 0, dropped,
-                      std::min(n, sizeof dropped));
+    traceBytes('x', dropped, std::min(n, sizeof dropped));
 }
 
 bool Transport::waitReadable(Clock& clock, std::uint32_t maxMs) {

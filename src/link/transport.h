@@ -3,7 +3,7 @@
 // implement. The frame layer only ever sees this interface.
 //
 // Every byte read or written passes Transport::read/write, which hand it to the
-// trace point when one is set, so a hex dump of both directions comes free.
+// link's trace point, so a hex dump of both directions comes free.
 #pragma once
 
 #include <cstddef>
@@ -35,6 +35,34 @@ struct LinkResult {
     bool ok() const { return status == LinkStatus::kOk; }
 };
 
+// What became of a request, the same for every backend. `code` is what the
+// backend's own request function returns by its convention: the answer's
+// count (data + 2), 0 for no answer, -1 for a corrupt one, and for a request
+// that could not be sent 76 on the serial line or -99 on USB. The kind says
+// which of these it is, so a 74-byte answer (count 76) is never taken for an
+// undelivered request. `why` carries the system's reason when the device
+// failed or went away.
+struct LinkReply {
+    enum class Kind {
+        kAnswer,   // `code` bytes stored in the receive buffer from byte 0
+        kNone,     // nothing usable in time (also a NAK or a lone "?")
+        kCorrupt,  // a damaged answer, or one that did not end within 10 s
+        kNotSent,  // the request did not get through (twice)
+    };
+    Kind kind = Kind::kNone;
+    int code = 0;
+    LinkResult why;
+
+    bool answered() const { return kind == Kind::kAnswer; }
+    // The answer's data bytes (the count less frame start and check byte).
+    std::size_t dataBytes() const { return answered() ? static_cast<std::size_t>(code - 2) : 0; }
+
+    static LinkReply Answer(int count) { return {Kind::kAnswer, count, {}}; }
+    static LinkReply None(int code = 0) { return {Kind::kNone, code, {}}; }
+    static LinkReply Corrupt() { return {Kind::kCorrupt, -1, {}}; }
+    static LinkReply NotSent(int code) { return {Kind::kNotSent, code, {}}; }
+};
+
 // Hex dump of the traffic: one line per call, time, direction and the bytes.
 // '>' went to the instrument, '<' came from it, 'x' was received and dropped
 // unread (input purged before a frame).
@@ -45,6 +73,24 @@ class Trace {
 
   private:
     std::FILE* out_;
+};
+
+// The one point every byte of the link passes, in and out, whatever carries
+// it: the serial transports hand it what they read, write and purge, the USB
+// link what its transfers moved. The link owns it; a Trace set on it sees the
+// whole traffic on the link's clock.
+class TracePoint {
+  public:
+    explicit TracePoint(Clock& clock) : clock_(clock) {}
+    void setSink(Trace* sink) { sink_ = sink; }
+    void pass(char direction, const std::uint8_t* data, std::size_t n) {
+        if (sink_)
+            sink_->bytes(direction, clock_.nowMs(), data, n);
+    }
+
+  private:
+    Clock& clock_;
+    Trace* sink_ = nullptr;
 };
 
 class Transport {
@@ -72,10 +118,8 @@ class Transport {
     // one waits. The default polls in steps of 1 ms on the clock.
     virtual bool waitReadable(Clock& clock, std::uint32_t maxMs);
 
-    void setTrace(Trace* trace, Clock* clock) {
-        trace_ = trace;
-        traceClock_ = clock;
-    }
+    // Where the bytes of this transport are traced; null for nowhere.
+    void setTracePoint(TracePoint* point) { tracePoint_ = point; }
 
     // Set when the device went away or failed for good (the line hung up, the
     // port reported an I/O error), with the system's reason. The link gives up
@@ -96,8 +140,12 @@ class Transport {
     virtual LinkStatus doWrite(const std::uint8_t* data, std::size_t n, std::size_t& written) = 0;
 
   private:
-    Trace* trace_ = nullptr;
-    Clock* traceClock_ = nullptr;
+    void traceBytes(char direction, const std::uint8_t* data, std::size_t n) {
+        if (tracePoint_)
+            tracePoint_->pass(direction, data, n);
+    }
+
+    TracePoint* tracePoint_ = nullptr;
     LinkResult fault_;
 };
 
@@ -108,9 +156,9 @@ class LinkBackend {
   public:
     virtual ~LinkBackend() = default;
     virtual void disconnect() = 0;
-    // An answer's count (data + 2), 0 no answer, -1 corrupt; 76 (serial) or
-    // -99 (USB) when the request could not be sent.
-    virtual int request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) = 0;
+    // Sends the first `length` bytes of the transmit buffer as a request and
+    // waits up to `timeoutMs` for its answer. `viaBulk` chooses USB's bulk path.
+    virtual LinkReply ask(std::size_t length, std::uint32_t timeoutMs, int viaBulk) = 0;
     // Non-zero when the bytes went out (and, serial, were acknowledged).
     virtual int send(std::size_t length) = 0;
     // The device went away or failed for good, with the system's reason.

@@ -159,8 +159,8 @@ UsbLink::~UsbLink() {
 }
 
 void UsbLink::traceBytes(char dir, const std::uint8_t* data, std::size_t n) {
-    if (trace)
-        trace->bytes(dir, clock_.nowMs(), data, n);
+    if (tracePoint)
+        tracePoint->pass(dir, data, n);
 }
 
 int UsbLink::handle() const {
@@ -333,24 +333,26 @@ int UsbLink::read() {
     return transferred >= 2 ? transferred + 2 : 0;
 }
 
-int UsbLink::request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
+LinkReply UsbLink::ask(std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
     const std::uint64_t t0 = clock_.nowMs();
     auto send = [&] { return viaBulk ? bulkWrite(length) : controlWrite(length); };
     // A device that is gone gets no second attempt.
     if (send() == 0 && (!fault_.ok() || send() == 0))
-        return -99;
+        return LinkReply::NotSent(-99);
     const std::uint64_t t1 = clock_.nowMs();
     // Poll every 20 ms from the start of the request on, until the time-out
-    // has passed since the send.
+    // has passed since the send. When no poll ran at all the request's code
+    // is `viaBulk` as given, which still is no answer.
     std::uint64_t lastPoll = t0;
-    int result = viaBulk;
+    LinkReply result = LinkReply::None(viaBulk);
     for (;;) {
         const std::uint64_t now = clock_.nowMs();
         if (now - lastPoll > kPollInterval) {
             lastPoll = now;
-            result = read();
-            if (result != 0)
-                return result;
+            const int got = read();
+            if (got != 0)
+                return LinkReply::Answer(got);
+            result = LinkReply::None();
         }
         if (clock_.nowMs() - t1 > timeoutMs || !fault_.ok())
             return result;

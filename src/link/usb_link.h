@@ -137,7 +137,8 @@ class UsbLink : public LinkBackend {
     UsbRequestMap map;
     // The settings file named in the "no instrument" detail.
     std::string settingsPath;
-    Trace* trace = nullptr;
+    // Where the transfers' bytes are traced (the link's one trace point).
+    TracePoint* tracePoint = nullptr;
 
     // UsbEnumerate: 0, or 74 when the USB system or a device cannot be opened.
     // A device whose interface cannot be claimed ends the enumeration with the
@@ -154,8 +155,11 @@ class UsbLink : public LinkBackend {
     // UsbRead: bytes + 2 when at least two bytes came, else 0.
     int read();
     // UsbRequest: the answer's count, 0 when none came in time, -99 when the
-    // request could not be sent twice.
-    int request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) override;
+    // request could not be sent twice. The code of ask().
+    int request(std::size_t length, std::uint32_t timeoutMs, int viaBulk) {
+        return ask(length, timeoutMs, viaBulk).code;
+    }
+    LinkReply ask(std::size_t length, std::uint32_t timeoutMs, int viaBulk) override;
 
     std::uint32_t currentDevice = 0;
     std::uint32_t bytesReturned = 0;

@@ -1,7 +1,10 @@
 #include "render/resources.h"
 
 #include <QFile>
+#include <QGuiApplication>
 #include <QHash>
+#include <QImage>
+#include <QPixmap>
 #include <QSvgRenderer>
 #include <QTextStream>
 
@@ -122,9 +125,18 @@ QIcon Icon(const QString& name) {
     if (name.isEmpty())
         return {};
     if (QFile::exists(png)) {
-        // 24, 48 and 72 pixels: QIcon takes the one that fits the screen.
-        for (const char* scale : {"", "@2x", "@3x"})
-            icon.addFile(QStringLiteral(":/icons/%1%2.png").arg(name, QLatin1String(scale)));
+        // Baked at 24, 48 and 72 pixels; only the one for the screen's device
+        // pixel ratio is read (QIcon would decode all three at once), as PNG
+        // without probing the image formats. A window moved to a screen of
+        // another ratio scales it.
+        const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
+        const int scale = ratio > 2 ? 3 : ratio > 1 ? 2 : 1;
+        QImage image;
+        if (image.load(scale == 1 ? png : QStringLiteral(":/icons/%1@%2x.png").arg(name).arg(scale),
+                       "PNG")) {
+            image.setDevicePixelRatio(scale);
+            icon.addPixmap(QPixmap::fromImage(std::move(image)));
+        }
     } else if (QFile::exists(svg))
         icon = QIcon(svg);
     icons.insert(name, icon);

@@ -56,7 +56,7 @@ TEST(UsbUmockdev, EndpointsAndThe64ByteRuleOnTheWire) {
     // "pI" as a vendor control transfer; the answer from endpoint 0x85.
     link.buf.tx[0] = 'p';
     link.buf.tx[1] = 'I';
-    EXPECT_EQ(LinkRequest(link, 2, 1500), 23);
+    EXPECT_EQ(LinkRequest(link, 2, 1500).code, 23);
     EXPECT_EQ(AnswerByte(link, 16), 1);
     EXPECT_EQ(AnswerByte(link, 17), 0x00);
     EXPECT_EQ(AnswerByte(link, 18), 0x08);
