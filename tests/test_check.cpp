@@ -1,6 +1,7 @@
 // The syntax test: each finding with a procedure that triggers it and one that
 // does not, the order of findings, the error count and the system file (the
 // protocol's lines are compared with golden files in test_check_examples.cpp).
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -17,6 +18,9 @@
 
 namespace quelvari::test {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 struct Seen {
     int id;
@@ -421,12 +425,12 @@ TEST_F(Check, CountWrapsAt256) {
     EXPECT_EQ(result.errorCount, 0);
     EXPECT_EQ(result.countedFindings, 256u);
     EXPECT_TRUE(result.systemFileWritten);
-    EXPECT_EQ(result.lines.back().find("Pumps"), std::string::npos);
+    EXPECT_THAT(result.lines.back(), Not(HasSubstr("Pumps")));
     // The program shows "OK" and writes the system file, but a script is
     // told the truth.
     const auto cli = runCli("check " + pad + " --mode tarvisel");
     EXPECT_EQ(cli.status, 1);
-    EXPECT_NE(cli.out.find("\n***** "), std::string::npos) << cli.out;
+    EXPECT_THAT(cli.out, HasSubstr("\n***** "));
 }
 
 TEST_F(Check, EndOfProcedureFindingsInTheirOrder) {
