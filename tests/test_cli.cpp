@@ -47,18 +47,12 @@ void writeTimeSteps(const std::string& path, int steps) {
     writeRecords(path, records);
 }
 
-// The first 40 bytes of an old-format record: step, entry condition, comment, type.
+// Two old-format records and the start of a third.
 std::vector<std::uint8_t> oldFile() {
-    std::vector<std::uint8_t> old(768 * 2 + 100, 0);
-    for (int i = 0; i < 2; ++i) {
-        std::uint8_t* r = &old[i * 768];
-        r[0] = static_cast<std::uint8_t>(i + 1);
-        r[2] = 'B';
-        r[3] = '1';
-        const std::uint8_t comment[] = {'P', 'r', 0x81, 'f'};
-        std::copy(comment, comment + 4, r + 26);
-        r[77] = 'Z';
-    }
+    auto old = oldRecord(1, 'Z', "B1", "", 0, {'P', 'r', 0x81, 'f'});
+    const auto second = oldRecord(2, 'Z', "B1", "", 0, {'P', 'r', 0x81, 'f'});
+    old.insert(old.end(), second.begin(), second.end());
+    old.resize(old.size() + 100);
     return old;
 }
 
@@ -196,25 +190,16 @@ TEST_F(Cli, AnswersAndExitCodesLeaveTheFilesAlone) {
     EXPECT_EQ(columns.size(), 1u) << overview.out;
 }
 
-struct Step {
-    char type;
-    std::string comment;
-    std::uint16_t target;
-    bool operator==(const Step&) const = default;
-    friend void PrintTo(const Step& s, std::ostream* os) {
-        *os << s.type << " \"" << s.comment << "\" -> " << s.target;
-    }
-};
-
-std::vector<Step> stepsOf(const std::string& path) {
+// Each step as "type comment>target", numbered 1..n.
+std::string stepsOf(const std::string& path) {
     ProcedureList list;
     EXPECT_TRUE(loadProcedure(path, list).ok());
-    std::vector<Step> out;
+    std::string out;
     std::uint16_t n = 1;
     for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
         EXPECT_EQ(node->record.number(), n);
-        out.push_back({static_cast<char>(node->record.typeCode()), node->record.comment(),
-                       node->record.gotoTarget()});
+        out += std::string(1, static_cast<char>(node->record.typeCode())) + " " +
+               node->record.comment() + ">" + std::to_string(node->record.gotoTarget()) + "; ";
     }
     return out;
 }
@@ -252,16 +237,15 @@ TEST_F(Cli, AddEditInsertAndDeleteStoreWhatTheViewWould) {
         ASSERT_EQ(runCli("add " + r + " Z time-wait=1 factor=5 description=" + step).status, 0);
     ASSERT_EQ(runCli("insert " + r + " 2 Z time-wait=1 factor=5 description=new").status, 0);
     // Before step 2: the target 3 rises, the target 2 stays and leads to the new step.
-    EXPECT_EQ(stepsOf(r),
-              (std::vector<Step>{{'Z', "a", 4}, {'Z', "new", 0}, {'Z', "b", 2}, {'Z', "c", 0}}));
+    EXPECT_EQ(stepsOf(r), "Z a>4; Z new>0; Z b>2; Z c>0; ");
     ASSERT_EQ(runCli("delete " + r + " 2").status, 0);
     // Pivot 3 (the moved-up record's old number): 4 becomes 3, 2 stays.
-    EXPECT_EQ(stepsOf(r), (std::vector<Step>{{'Z', "a", 3}, {'Z', "b", 2}, {'Z', "c", 0}}));
+    EXPECT_EQ(stepsOf(r), "Z a>3; Z b>2; Z c>0; ");
     // Down to one step, which stays: no procedure is saved without steps.
     for (int i = 0; i < 2; ++i)
         ASSERT_EQ(runCli("delete " + r + " 1").status, 0);
     EXPECT_EQ(runCli("delete " + r + " 1").status, 64);
-    EXPECT_EQ(stepsOf(r), (std::vector<Step>{{'Z', "c", 0}}));
+    EXPECT_EQ(stepsOf(r), "Z c>0; ");
 }
 
 TEST_F(Cli, OldFilesAndRecordsWithoutADialog) {
