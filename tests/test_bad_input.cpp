@@ -2,6 +2,7 @@
 // directory, /dev/zero and a dangling link; the step limit; concurrent
 // writers; print-outs on a full disk; the owner of a saved file; side-file
 // content that would not load back whole.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -20,6 +21,8 @@
 
 namespace quelvari {
 namespace {
+
+using ::testing::HasSubstr;
 
 using test::readText;
 using test::TempDir;
@@ -61,7 +64,7 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
         std::string data;
         const Status read = ReadRegularFile(side, 100, data);
         EXPECT_EQ(read.message, kErrFileOpen);
-        EXPECT_NE(read.detail().find(kind.reason), std::string::npos) << read.detail();
+        EXPECT_THAT(read.detail(), HasSubstr(kind.reason));
         const SideFileLoad load = LoadSideFile(side);
         EXPECT_FALSE(load.found || load.writable);
         EXPECT_EQ(UpdateSideFile(side, [](SideFileContent&) {}).message, kErrFileWrite);
@@ -78,7 +81,7 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
         for (const std::string& run : runs) {
             const auto r = cli(run);
             EXPECT_EQ(r.status, 2) << run << "\n" << r.out;
-            EXPECT_NE(r.out.find(kind.reason), std::string::npos) << run << "\n" << r.out;
+            EXPECT_THAT(r.out, HasSubstr(kind.reason)) << run << "\n" << r.out;
             EXPECT_TRUE(r.out.find("FEHLER 92:") != std::string::npos ||
                         r.out.find("FEHLER 93:") != std::string::npos)
                 << r.out;
@@ -91,8 +94,8 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
     ASSERT_EQ(::symlink(dir.file("gone/T.PAD").c_str(), pad.c_str()), 0);
     const auto r = cli("add " + pad + " Z time-wait=1 factor=1");
     EXPECT_EQ(r.status, 2) << r.out;
-    EXPECT_NE(r.out.find("FEHLER 93:"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("symbolic link to a missing file"), std::string::npos) << r.out;
+    EXPECT_THAT(r.out, HasSubstr("FEHLER 93:"));
+    EXPECT_THAT(r.out, HasSubstr("symbolic link to a missing file"));
 }
 
 TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
@@ -140,11 +143,11 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     list.appendNode(test::makeRecord('B'));
     const Status s = writeProcedure(pad, list);
     EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
-    EXPECT_NE(s.detail().find("at most 65535 steps"), std::string::npos);
+    EXPECT_THAT(s.detail(), HasSubstr("at most 65535 steps"));
     for (const std::string& verb : {"add " + pad + " Z", "insert " + pad + " 3 Z"}) {
         const auto r = cli(verb + " time-wait=1 factor=1");
         EXPECT_EQ(r.status, 2) << r.out;
-        EXPECT_NE(r.out.find("(65535)"), std::string::npos) << r.out;
+        EXPECT_THAT(r.out, HasSubstr("(65535)"));
         EXPECT_EQ(test::readBytes(pad).size(), 65535u * 800);
     }
 }
@@ -196,11 +199,11 @@ TEST(PrintOuts, AFullDiskGivesMessage92AndKeepsTheOldFile) {
         const auto r = test::runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " +
                                         verb + " --pdf " + pdf + " --lang 1' 2>&1");
         EXPECT_EQ(r.status, 2) << r.out;
-        EXPECT_NE(r.out.find("FILE WRITE ERROR (92)"), std::string::npos) << r.out;
-        EXPECT_NE(r.out.find("out.pdf: File too large"), std::string::npos) << r.out;
+        EXPECT_THAT(r.out, HasSubstr("FILE WRITE ERROR (92)"));
+        EXPECT_THAT(r.out, HasSubstr("out.pdf: File too large"));
         EXPECT_EQ(readText(pdf), "old");
         EXPECT_LE(cli(verb + " --pdf " + pdf).status, 1);  // check: 1 counts findings
-        EXPECT_NE(readText(pdf).find("%%EOF"), std::string::npos);
+        EXPECT_THAT(readText(pdf), HasSubstr("%%EOF"));
     }
 }
 
@@ -260,14 +263,14 @@ TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
     test::writeBytes(dir.file("long.txt"), {text.begin(), text.end()});
     const auto r = cli("describe " + pad + " --text-file " + dir.file("long.txt") + " --lang 1");
     EXPECT_EQ(r.status, 2) << r.out;
-    EXPECT_NE(r.out.find("The description is 1 characters too long"), std::string::npos) << r.out;
+    EXPECT_THAT(r.out, HasSubstr("The description is 1 characters too long"));
     EXPECT_EQ(readText(side), before);
     // A text file that could never fit is not read to its end.
     const std::string huge(100000, 'x');
     test::writeBytes(dir.file("huge.txt"), {huge.begin(), huge.end()});
     const auto h = cli("describe " + pad + " --text-file " + dir.file("huge.txt") + " --lang 1");
     EXPECT_EQ(h.status, 2) << h.out;
-    EXPECT_NE(h.out.find("more than 80000 bytes"), std::string::npos) << h.out;
+    EXPECT_THAT(h.out, HasSubstr("more than 80000 bytes"));
     EXPECT_EQ(readText(side), before);
 }
 

@@ -1,13 +1,17 @@
-// The sample procedures in examples/check-clean and examples/check-findings
-// are built here. Run with QUELVARI_WRITE_EXAMPLES=1 to write them again; a
-// normal run checks that the committed files are what this code builds and
-// that quelvari-cli check gives them the expected exit status.
+// Golden files. The sample procedures in examples/check-clean and
+// examples/check-findings are built here: QUELVARI_WRITE_EXAMPLES=1 writes
+// them again; a normal run checks that the committed files are what this code
+// builds and that quelvari-cli check gives them the expected exit status.
+// Their protocols, and what the view draws of every component type as
+// `quelvari-cli dump` prints it, are compared with tests/data/golden:
+// QUELVARI_WRITE_GOLDEN=1 rewrites those after an intended change.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <map>
 
 #include "check_builders.h"
+#include "components/catalogue.h"
 
 namespace quelvari::test {
 namespace {
@@ -40,6 +44,16 @@ FileSet findingsExample() {
 
 const std::string kExamples = QUELVARI_EXAMPLES;
 
+// Compares `out` with tests/data/golden/`name`, or writes it there.
+void expectGolden(const std::string& name, const std::string& out) {
+    const std::string golden = std::string(QUELVARI_TEST_DATA) + "/golden/" + name;
+    if (std::getenv("QUELVARI_WRITE_GOLDEN"))
+        writeText(golden, out);
+    const auto expected = readBytes(golden);
+    ASSERT_FALSE(expected.empty()) << golden << " missing (QUELVARI_WRITE_GOLDEN=1 writes it)";
+    EXPECT_EQ(out, std::string(expected.begin(), expected.end()));
+}
+
 TEST(CheckExamples, CommittedFilesMatchAndCheckAsExpected) {
     const bool write = std::getenv("QUELVARI_WRITE_EXAMPLES") != nullptr;
     const std::vector<std::tuple<std::string, FileSet, std::string, int>> examples = {
@@ -63,11 +77,9 @@ TEST(CheckExamples, CommittedFilesMatchAndCheckAsExpected) {
     }
 }
 
-// The protocols of the examples, each language at least once, against the
-// files in tests/data/golden (the directory of the run shown as DIR).
-// QUELVARI_WRITE_GOLDEN=1 rewrites them after an intended change.
+// The protocols of the examples, each language at least once (the directory
+// of the run shown as DIR).
 TEST(CheckExamples, ProtocolsInEveryLanguage) {
-    const bool write = std::getenv("QUELVARI_WRITE_GOLDEN") != nullptr;
     const std::vector<std::tuple<std::string, FileSet, std::string, std::string>> runs = {
         {"check-clean", cleanExample(), "CLEAN.PAD", "pv6410"},
         {"check-clean", cleanExample(), "CLEAN.PAD", "pv3320"},
@@ -87,13 +99,82 @@ TEST(CheckExamples, ProtocolsInEveryLanguage) {
                                   .out;
             for (std::size_t p; (p = out.find(dir.path())) != std::string::npos;)
                 out.replace(p, dir.path().size(), "DIR");
-            const std::string golden = std::string(QUELVARI_TEST_DATA) + "/golden/" + name + "." +
-                                       mode + "." + langs[n] + ".txt";
-            if (write)
-                writeBytes(golden, std::vector<std::uint8_t>(out.begin(), out.end()));
-            const auto expected = readBytes(golden);
-            EXPECT_EQ(out, std::string(expected.begin(), expected.end()));
+            expectGolden(name + "." + mode + "." + langs[n] + ".txt", out);
         }
+    }
+}
+
+ComponentRecord typed(char code, std::uint8_t byte88 = 0) {
+    ComponentRecord r;
+    r.setTypeCode(static_cast<std::uint8_t>(code));
+    r.setU8(88, byte88);
+    return r;
+}
+
+// Every type with an empty payload, then records that show the rows of the
+// types' other states.
+Records viewRecords() {
+    Records r;
+    for (const ComponentType& type : kCatalogue)
+        r.push_back(typed(type.code));
+    r.push_back(typed('P', 'G'));
+    ComponentRecord m = typed('M', 'M');
+    m.setU8(89, 1);
+    m.setU8(90, 'P');
+    m.setU8(91, 1);
+    r.push_back(m);
+    m.setU8(88, 'S');
+    m.setU8(184, 2);  // triggers linked by "or"
+    m.setU32(152, 250000);
+    m.setU32(160, 1000);
+    m.setF32(180, 1.5f);
+    m.setU8(164, 30);
+    r.push_back(m);
+    m.setU8(88, 'T');
+    r.push_back(m);
+    ComponentRecord d = typed('D');
+    d.setText(152, "SAVE -m1");
+    r.push_back(d);
+    ComponentRecord z = typed('Z', 'Z');
+    z.setU16(90, 42);
+    r.push_back(z);
+    ComponentRecord i = typed('I');
+    i.setU8(88 + 16, 1);
+    i.setU8(88 + 17, 'C');
+    i.setU8(88 + 18, 1);
+    i.setU16(88 + 22, 5);
+    r.push_back(i);
+    ComponentRecord c = typed('C', 1);
+    c.setText(92, "Teil");
+    c.setU8(136, 'B');
+    c.setU8(137, 3);
+    r.push_back(c);
+    r.push_back(typed('x'));
+    r.push_back(typed('B', 5));
+    ComponentRecord printer = typed('p');  // picture on the printer
+    printer.setText(112, "LOGO.BMP");
+    printer.setU8(90, 'P');
+    printer.setU8(92, 1);
+    r.push_back(printer);
+    for (char bus : {'Z', 'I', 'R'})
+        r.push_back(interbus(bus));
+    r.push_back(withEntry(makeRecord('B', "Kommentar mit Umlaut \xE4", "B1", 2), "E3"));
+    return r;
+}
+
+// What the view draws of every type, in German (built-in texts) and the
+// three table languages (every language's texts are proved complete by the
+// text tests).
+TEST(ViewGolden, DumpOfEveryType) {
+    TempDir dir;
+    const std::string pad = dir.file("views.PAD");
+    writeRecords(pad, viewRecords());
+    const char* const langs[] = {"de", "en", "fr", "it"};  // --lang 0 to 3
+    for (int n = 0; n < 4; ++n) {
+        SCOPED_TRACE(langs[n]);
+        const auto dump = runCli("dump " + pad + " --lang " + std::to_string(n));
+        ASSERT_EQ(dump.status, 0) << dump.out;
+        expectGolden(std::string("views.") + langs[n] + ".txt", dump.out);
     }
 }
 

@@ -1,11 +1,16 @@
 // The view's editing commands driven through a scripted selection and editor,
-// the enabling rules, and the small rules of the main window.
+// the enabling rules, and the small rules of the main window; the File
+// commands driven through a scripted user interface, and the configuration
+// file.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 #include "edit_test_util.h"
+#include "model/config.h"
 #include "test_util.h"
+#include "texts/texts.h"
 
 namespace quelvari {
 namespace {
@@ -89,9 +94,7 @@ TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestore
     EXPECT_EQ(comments(), (std::vector<std::string>{"s1", "s2", "s4", "s5"}));
     // Renumbered around the moved-up record's old number 4: 5 becomes 4,
     // 4 stays 4, 3 stays 3.
-    EXPECT_EQ(targets()[0], 4u);
-    EXPECT_EQ(targets()[1], 4u);
-    EXPECT_EQ(targets()[2], 3u);
+    EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 4, 3, 0}));
     EXPECT_EQ(list.currentNumber, 3u);
     EXPECT_EQ(list.viewRecord.comment(), "s4");
     EXPECT_EQ(ui.status, "4 Schritte");
@@ -185,28 +188,6 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     EXPECT_EQ(ui.editorsOpened, 3);
 }
 
-TEST_F(EditCommandsTest, OnlyTheLastTenChangesCanBeUndone) {
-    appendAll({Step('Z', "v0")});
-    commands.undoStack().clear();
-    for (int i = 1; i <= 11; ++i) {
-        ui.editorResults.push_back(1);
-        ui.editorComments.push_back("v" + std::to_string(i));
-        commands.change();
-    }
-    ASSERT_EQ(commands.undoStack().count(), 10u);
-    for (int i = 0; i < 10; ++i)
-        commands.undo();
-    EXPECT_EQ(list.currentNode->record.comment(), "v1");  // "v0" was dropped
-    EXPECT_TRUE(commands.undoStack().empty());
-
-    list.modified = 0;
-    const int repaints = ui.erasing;
-    commands.undo();  // empty: nothing changes, but it repaints and marks modified
-    EXPECT_EQ(list.currentNode->record.comment(), "v1");
-    EXPECT_EQ(ui.erasing, repaints + 1);
-    EXPECT_EQ(list.modified, 1u);
-}
-
 TEST_F(EditCommandsTest, PagingBeepsAtBothEndsAndWithoutADocument) {
     appendAll({Step('Z', "a"), Step('Z', "b"), Step('Z', "c")});
     list.goToStep(1);
@@ -247,10 +228,9 @@ TEST_F(EditCommandsTest, GoToAcceptsOnlyExistingStepsUpTo10000) {
 }
 
 TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
-    EXPECT_EQ(StepInBox(0, 1), 1u);
-    EXPECT_EQ(StepInBox(9, 3), 10u);
-    EXPECT_EQ(StepInBox(2, 4), 4u);
-    EXPECT_EQ(StepInBox(0, 50), 48u);
+    EXPECT_EQ((std::vector<std::uint32_t>{StepInBox(0, 1), StepInBox(9, 3), StepInBox(2, 4),
+                                          StepInBox(0, 50)}),
+              (std::vector<std::uint32_t>{1, 10, 4, 48}));
     // Bounds: x inclusive, y exclusive.
     const int boxes[][3] = {{51, 31, 0},  {129, 79, 0}, {50, 50, -1}, {130, 50, -1}, {60, 30, -1},
                             {60, 80, -1}, {60, 90, -1}, {60, 931, 9}, {60, 1031, -1}};
@@ -261,8 +241,7 @@ TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
     ASSERT_EQ(column.size(), 4u);
     EXPECT_EQ(column[0].step, 2u);
     EXPECT_TRUE(column[2].current);
-    EXPECT_EQ(column[3].top, 330);
-    EXPECT_EQ(column[3].bottom, 380);
+    EXPECT_EQ(std::make_pair(column[3].top, column[3].bottom), std::make_pair(330, 380));
     EXPECT_TRUE(StepColumn(1, 0).empty());
 
     for (int i = 1; i <= 6; ++i)
@@ -279,34 +258,32 @@ TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
 }
 
 TEST(CommandEnabling, TheRulesOfEachCommand) {
-    // The start state is checked through the window's actions.
+    // The start state is checked through the window's actions. Each row
+    // changes the state, then lists commands that must be off and on.
     CommandState s;
-    s.documentOpen = true;
-    EXPECT_FALSE(CommandEnabled(cmd::kSyntaxTest, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kTransfer, s));
-    EXPECT_TRUE(CommandEnabled(cmd::kPaste, s));
-    EXPECT_TRUE(CommandEnabled(cmd::kAppend, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kChange, s));
-    s.viewTypeCode = 'M';
-    EXPECT_TRUE(CommandEnabled(cmd::kChange, s));
-    s.componentCount = 1;
-    EXPECT_TRUE(CommandEnabled(cmd::kDelete, s));
-    EXPECT_TRUE(CommandEnabled(cmd::kSaveAs, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kSave, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kPreCheck, s));
-    s.modified = true;
-    EXPECT_TRUE(CommandEnabled(cmd::kSave, s));
-    s.componentCount = 2;
-    EXPECT_TRUE(CommandEnabled(cmd::kPreCheck, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kGoTo, s));
-    s.componentCount = 3;
-    EXPECT_TRUE(CommandEnabled(cmd::kGoTo, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kUndo, s));
-    s.undoCount = 1;
-    EXPECT_TRUE(CommandEnabled(cmd::kUndo, s));
-    EXPECT_FALSE(CommandEnabled(cmd::kDescription, s));
-    s.documentFileExists = true;
-    EXPECT_TRUE(CommandEnabled(cmd::kDescription, s));
+    struct Row {
+        std::function<void()> change;
+        std::vector<std::uint32_t> off, on;
+    };
+    const Row rows[] = {
+        {[&] { s.documentOpen = true; },
+         {cmd::kSyntaxTest, cmd::kTransfer, cmd::kChange},
+         {cmd::kPaste, cmd::kAppend}},
+        {[&] { s.viewTypeCode = 'M'; }, {}, {cmd::kChange}},
+        {[&] { s.componentCount = 1; }, {cmd::kSave, cmd::kPreCheck}, {cmd::kDelete, cmd::kSaveAs}},
+        {[&] { s.modified = true; }, {}, {cmd::kSave}},
+        {[&] { s.componentCount = 2; }, {cmd::kGoTo}, {cmd::kPreCheck}},
+        {[&] { s.componentCount = 3; }, {cmd::kUndo}, {cmd::kGoTo}},
+        {[&] { s.undoCount = 1; }, {cmd::kDescription}, {cmd::kUndo}},
+        {[&] { s.documentFileExists = true; }, {}, {cmd::kDescription}},
+    };
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        rows[i].change();
+        for (std::uint32_t id : rows[i].off)
+            EXPECT_FALSE(CommandEnabled(id, s)) << "row " << i << " command " << id;
+        for (std::uint32_t id : rows[i].on)
+            EXPECT_TRUE(CommandEnabled(id, s)) << "row " << i << " command " << id;
+    }
 }
 
 TEST(MainWindowRules, ProgramDirectoryFromTheCommandLine) {
@@ -317,6 +294,186 @@ TEST(MainWindowRules, ProgramDirectoryFromTheCommandLine) {
     EXPECT_EQ(ProgramDirectory("\"C:\\quelvari.exe\\Quelvari.exe\""), "C:\\quelvari.exe\\");
     EXPECT_EQ(ProgramDirectory("\"C:\\tools\\editor.exe\" a"), "C:\\tools\\editor.exe\" a");
     EXPECT_EQ(ProgramDirectory(""), "");
+}
+
+using test::readBytes;
+using test::TempDir;
+
+using ScriptedUi = test::ScriptedFileUi;
+
+// A procedure with its File commands.
+class FileCommandsTest : public ::testing::Test {
+  protected:
+    TempDir dir;
+    ProcedureList list;
+    ScriptedUi ui;
+    FileCommands cmd{list, ui};
+};
+
+// The Save and Save As flows run through the window's dialogs in the editor
+// tests; here what the commands ask and show.
+TEST_F(FileCommandsTest, NewAndTheQuestionsOfSaveAs) {
+    cmd.fileNew();
+    EXPECT_EQ(list.documentPath, "NoName.PAD");
+    EXPECT_EQ(ui.title, "Quelvari - NoName.PAD");
+    EXPECT_EQ(list.documentOpen, 1u);
+    EXPECT_EQ(list.componentCount, 0u);
+    list.appendRecord(test::makeRecord('Z', "wait"));
+    // The dialog of a new procedure starts without a name; one that exists
+    // is named in the overwrite question.
+    const std::string other = dir.file("B.PAD");
+    test::writeBytes(other, {1, 2, 3});
+    ui.files.push_back(other);
+    ui.answers.push_back(Answer::No);
+    cmd.fileSaveAs();
+    EXPECT_EQ(ui.initialNames.back(), "");
+    EXPECT_EQ(ui.questions.back(), other + "\n" + LangText(3138));
+    EXPECT_EQ(readBytes(other).size(), 3u);
+    EXPECT_EQ(list.documentPath, "NoName.PAD");
+    EXPECT_TRUE(ui.errors.empty());
+}
+
+TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
+    // Modified state reached by editing; the question is asked unless the
+    // procedure is empty and has no file of its own.
+    struct Case {
+        const char* what;
+        const char* path;  // documentPath before Open
+        int components;
+        bool asks;
+    };
+    const Case cases[] = {
+        {"empty, never saved", "NoName.PAD", 0, false},
+        {"empty after Close", "", 0, false},
+        {"one step, never saved", "NoName.PAD", 1, true},
+        {"all steps deleted from a file", "/tmp/x.PAD", 0, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ProcedureList l;
+        ScriptedUi u;
+        FileCommands commands(l, u);
+        for (int i = 0; i < c.components; ++i)
+            l.appendRecord(test::makeRecord('Z'));
+        l.documentPath = c.path;
+        l.modified = 1;
+        u.answers.push_back(Answer::Cancel);
+        u.files.push_back(std::nullopt);
+        commands.fileOpen();
+        EXPECT_EQ(u.questions.size(), c.asks ? 1u : 0u);
+    }
+
+    // Close answered No leaves the flag set; the next Open does not ask again.
+    cmd.fileNew();
+    list.appendRecord(test::makeRecord('Z'));
+    list.modified = 1;
+    ui.answers.push_back(Answer::No);
+    cmd.fileClose();
+    ASSERT_EQ(ui.questions.size(), 1u);
+    ui.files.push_back(std::nullopt);
+    cmd.fileOpen();
+    EXPECT_EQ(ui.questions.size(), 1u);
+    EXPECT_TRUE(ui.errors.empty());
+}
+
+TEST_F(FileCommandsTest, OpenDiscardsTheProcedureBeforeTheDialog) {
+    cmd.fileNew();
+    list.appendRecord(test::makeRecord('Z', "unsaved"));
+
+    // Cancel at the save question stops Open: nothing changes.
+    ui.answers.push_back(Answer::Cancel);
+    cmd.fileOpen();
+    EXPECT_EQ(ui.questions.back(), LangText(3139));
+    EXPECT_EQ(list.componentCount, 1u);
+    EXPECT_EQ(list.documentOpen, 1u);
+
+    // No, then cancel the dialog: the procedure is gone and no document is open.
+    ui.answers.push_back(Answer::No);
+    ui.files.push_back(std::nullopt);
+    cmd.fileOpen();
+    EXPECT_EQ(list.documentOpen, 0u);
+    EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
+    EXPECT_EQ(list.modified, 0u);
+
+    // A file that cannot be opened: message 93.
+    ui.files.push_back(dir.file("none.PAD"));
+    cmd.fileOpen();
+    EXPECT_EQ(ui.errors.back(), 93 << 8);
+    EXPECT_EQ(list.documentOpen, 0u);
+    EXPECT_TRUE(list.lastPath.empty());
+
+    // A good file opens and becomes the initial name of a later Save dialog.
+    ProcedureList source;
+    for (int i = 0; i < 3; ++i)
+        source.appendRecord(test::makeRecord('Z'));
+    const std::string path = dir.file("three.PAD");
+    ASSERT_TRUE(writeProcedure(path, source).ok());
+    ui.files.push_back(path);
+    cmd.fileOpen();
+    EXPECT_EQ(list.componentCount, 3u);
+    EXPECT_EQ(list.lastPath, path);
+    EXPECT_EQ(ui.status, "3 " + LangText(3102));
+    EXPECT_EQ(ui.title, "Quelvari - " + path);
+
+    // Yes at the question of a later command saves first.
+    list.appendRecord(test::makeRecord('Z'));
+    ui.answers.push_back(Answer::Yes);
+    cmd.fileClose();
+    EXPECT_EQ(readBytes(path).size(), 4u * 800);
+    EXPECT_EQ(list.documentOpen, 0u);
+    EXPECT_EQ(list.currentNumber, 0u);
+    EXPECT_EQ(ui.title, "Quelvari");
+    EXPECT_TRUE(list.documentPath.empty());
+}
+
+TEST(FileCommands, FiltersFollowTheLanguage) {
+    EXPECT_EQ(ProcedureFileFilter(1).substr(0, 29), "Test procedure files (*.PAD)|");
+    EXPECT_EQ(ProcedureFileFilter(7), ProcedureFileFilter(0));
+    EXPECT_EQ(SyntaxTestFileFilter(2),
+              "Fichiers Proc\xE9"
+              "dure de Test (*.PAD)|*.PAD||");
+}
+
+TEST(Configuration, DefaultsShortFilesAndWriting) {
+    TempDir dir;
+    const char* root = std::getenv("QUELVARI_CONFIG_ROOT");
+    const std::string savedRoot = root ? root : dir.file("saved");
+    ::setenv("QUELVARI_CONFIG_ROOT", dir.file("root").c_str(), 1);
+    const ConfigPaths p = GetConfigPaths();
+    EXPECT_EQ(p.file, dir.file("root/Quelvari/Quelvari_config.sys"));
+
+    Configuration c;
+    ReadConfiguration(c);  // no file: defaults
+    EXPECT_EQ(c.language, 0u);
+    EXPECT_EQ(c.printSize, 0u);
+    EnsureConfigDirectories();
+    EXPECT_EQ(test::runCommand("test -d '" + p.programDir + "'").status, 0);
+
+    test::writeBytes(p.file, {1, 0, 0, 0, 1, 0, 0, 0});
+    ReadConfiguration(c);
+    EXPECT_EQ(c.language, 1u);
+    EXPECT_EQ(c.printSize, 1u);
+
+    // A short file replaces only the bytes it has.
+    Configuration s{0x0303, 1};
+    test::writeBytes(p.file, {2});
+    ReadConfiguration(s);
+    EXPECT_EQ(s.language, 0x0302u);
+    EXPECT_EQ(s.printSize, 1u);
+    test::writeBytes(p.file, {3, 0, 0, 0, 0});
+    ReadConfiguration(s);
+    EXPECT_EQ(s.language, 3u);
+    EXPECT_EQ(s.printSize, 0u);
+
+    ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
+    EXPECT_EQ(readBytes(p.file), (std::vector<std::uint8_t>{3, 0, 0, 0, 1, 0, 0, 0}));
+
+    // Without the override the root lies in the user's configuration directory.
+    ::unsetenv("QUELVARI_CONFIG_ROOT");
+    ::setenv("XDG_CONFIG_HOME", dir.file("xdg").c_str(), 1);
+    EXPECT_EQ(GetConfigPaths().file, dir.file("xdg/ZR_ConfigDir/Quelvari/Quelvari_config.sys"));
+    ::unsetenv("XDG_CONFIG_HOME");
+    ::setenv("QUELVARI_CONFIG_ROOT", savedRoot.c_str(), 1);
 }
 
 }  // namespace

@@ -87,14 +87,13 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
     EXPECT_EQ(order(), "cabdefg");
     checkNumbering();
     const auto moved = records(list);
-    EXPECT_EQ(moved[1].gotoTarget(), 1);        // "a" -> "c", now step 1
-    EXPECT_EQ(moved[2].u16(92), 1);             // "b" -> "c"
-    EXPECT_EQ(moved[0].u16(94), 2);             // "c" -> "a", now step 2
-    EXPECT_EQ(moved[3].i16(154), 3);            // "d" -> "b", now step 3
-    EXPECT_EQ(moved[4].i16(154), -1);           // no step
-    EXPECT_EQ(moved[5].u16(92), 2);             // switched off: the number stays
-    EXPECT_EQ(moved[5].gotoTarget(), 1);        // no branch: stays
-    EXPECT_EQ(moved[6].gotoTarget(), 7);        // "g" -> itself
+    // "c" -> "a" (now 2), "a" -> "c" (now 1), "b" -> "c", "d" -> "b" (now 3),
+    // "e" names no step, "f" is switched off and has no branch: both numbers
+    // stay, "g" -> itself.
+    EXPECT_EQ((std::vector<int>{moved[0].u16(94), moved[1].gotoTarget(), moved[2].u16(92),
+                                moved[3].i16(154), moved[4].i16(154), moved[5].u16(92),
+                                moved[5].gotoTarget(), moved[6].gotoTarget()}),
+              (std::vector<int>{2, 1, 1, 3, -1, 2, 1, 7}));
     EXPECT_EQ(list.viewRecord.comment(), "c");  // the current component stays current
     EXPECT_EQ(list.currentNumber, 1u);
     EXPECT_EQ(list.modified, 1u);
@@ -248,10 +247,19 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     EXPECT_EQ(list.procedureHead.record.comment(), "x10");
     EXPECT_EQ(commands.undoStack().count(), 10u);
 
-    CommandState s = commands.state();
-    EXPECT_FALSE(CommandEnabled(cmd::kRedo, s));
+    EXPECT_FALSE(CommandEnabled(cmd::kRedo, commands.state()));
     commands.undo();
     EXPECT_TRUE(CommandEnabled(cmd::kRedo, commands.state()));
+
+    // Undo with an empty stack changes nothing, but repaints and marks the
+    // procedure modified.
+    commands.clearHistory();
+    list.modified = 0;
+    const int repaints = ui.erasing;
+    commands.undo();
+    EXPECT_EQ(list.procedureHead.record.comment(), "x9");
+    EXPECT_EQ(ui.erasing, repaints + 1);
+    EXPECT_EQ(list.modified, 1u);
 }
 
 TEST_F(StepCommands, FindLooksAtCommentsConditionsVariablesAndTypeNames) {

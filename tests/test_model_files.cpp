@@ -19,26 +19,10 @@
 namespace quelvari {
 namespace {
 
+using test::oldRecord;
 using test::readBytes;
 using test::TempDir;
 using test::writeBytes;
-
-std::vector<std::uint8_t> oldRecord(std::uint16_t step, char type, const char* in,
-                                    const char* branch, std::uint16_t target,
-                                    std::vector<std::uint8_t> comment) {
-    std::vector<std::uint8_t> r(kOldRecordSize, 0);
-    r[0] = static_cast<std::uint8_t>(step);
-    r[1] = static_cast<std::uint8_t>(step >> 8);
-    std::memcpy(&r[2], in, std::strlen(in));
-    std::memcpy(&r[13], branch, std::strlen(branch));
-    r[24] = static_cast<std::uint8_t>(target);
-    r[25] = static_cast<std::uint8_t>(target >> 8);
-    std::copy(comment.begin(), comment.end(), r.begin() + 26);
-    r[77] = static_cast<std::uint8_t>(type);
-    for (std::size_t i = 0; i < kOldPayloadSize; ++i)
-        r[78 + i] = static_cast<std::uint8_t>(i * 7 + 1);
-    return r;
-}
 
 TEST(OldFormat, RecordIsConvertedFieldByField) {
     const auto old = oldRecord(7, 'M', "B1&B2", "!B3", 4, {'P', 'u', 'm', 'p'});

@@ -1,7 +1,18 @@
 // The record layout and the procedure list: renumbering and the editing
-// primitives.
+// primitives. Numbers in fixed formats: the number module against the C
+// library in the "C" locale, and the measuring reader, its filler and the
+// protocol under a locale with a decimal comma.
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+
+#include "check/syntax_test.h"
+#include "components/editors.h"
+#include "components/layouts.h"
+#include "model/numbers.h"
 #include "model/procedure.h"
 #include "test_util.h"
 
@@ -51,22 +62,20 @@ TEST(ComponentRecord, LongConditionsRunOnIntoTheNextField) {
 }
 
 TEST(ComponentRecord, TrimRightAndStripFileName) {
-    std::string s = "Pump 1   ";
-    trimRight(s);
-    EXPECT_EQ(s, "Pump 1");
-    std::string blank = "   ";
-    trimRight(blank);
-    EXPECT_EQ(blank, "");
-
-    std::string path = "c:\\bench\\proc\\TEST.PAD";
-    EXPECT_EQ(stripFileName(path), "TEST.PAD");
-    EXPECT_EQ(path, "c:\\bench\\proc");
-    std::string posix = "/home/bench/TEST.PAD";
-    EXPECT_EQ(stripFileName(posix), "TEST.PAD");
-    EXPECT_EQ(posix, "/home/bench");
-    std::string bare = "TEST.PAD";
-    EXPECT_EQ(stripFileName(bare), "TEST.PAD");
-    EXPECT_EQ(bare, "TEST.PAD");
+    for (auto [in, out] :
+         {std::pair<std::string, std::string>{"Pump 1   ", "Pump 1"}, {"   ", ""}}) {
+        trimRight(in);
+        EXPECT_EQ(in, out);
+    }
+    // The name is returned and cut off the path; a bare name stays.
+    const std::string cases[][3] = {{"c:\\bench\\proc\\TEST.PAD", "c:\\bench\\proc", "TEST.PAD"},
+                                    {"/home/bench/TEST.PAD", "/home/bench", "TEST.PAD"},
+                                    {"TEST.PAD", "TEST.PAD", "TEST.PAD"}};
+    for (const auto& c : cases) {
+        std::string path = c[0];
+        EXPECT_EQ(stripFileName(path), c[2]) << c[0];
+        EXPECT_EQ(path, c[1]);
+    }
 }
 
 // Builds a list of the given records, numbered 1..n.
@@ -97,29 +106,136 @@ TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
     fill(list, {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), g, gOff, p, t, tNeg,
                 noBranch});
 
-    list.renumber(3, true);
-    auto at = [&](int step) -> ComponentRecord& {
-        ComponentNode* n = &list.procedureHead;
-        while (--step > 0)
-            n = n->next;
-        return n->record;
+    // Each step's reference, and the step numbers 1..8.
+    auto references = [&] {
+        std::vector<int> out;
+        int n = 1;
+        for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
+            const ComponentRecord& r = node->record;
+            EXPECT_EQ(r.number(), n);
+            const char type = static_cast<char>(r.typeCode());
+            out.push_back(type == 'G'   ? r.u16(92)
+                          : type == 'P' ? r.u16(94)
+                          : type == 'T' ? r.i16(154)
+                                        : r.gotoTarget());
+        }
+        return out;
     };
-    EXPECT_EQ(at(1).gotoTarget(), 3);  // equal to the pivot: kept
-    EXPECT_EQ(at(2).gotoTarget(), 5);
-    EXPECT_EQ(at(3).u16(92), 6);
-    EXPECT_EQ(at(4).u16(92), 5);
-    EXPECT_EQ(at(5).u16(94), 5);
-    EXPECT_EQ(at(6).i16(154), 7);
-    EXPECT_EQ(at(7).i16(154), -1);  // negative: never shifted
-    EXPECT_EQ(at(8).gotoTarget(), 9);
-    for (int i = 1; i <= 8; ++i)
-        EXPECT_EQ(at(i).number(), i);
-
+    // Up from pivot 3: a reference equal to the pivot is kept, one switched
+    // off, a negative one and a target without branch are never shifted.
+    list.renumber(3, true);
+    EXPECT_EQ(references(), (std::vector<int>{3, 5, 6, 5, 5, 7, -1, 9}));
     list.renumber(5, false);
-    EXPECT_EQ(at(2).gotoTarget(), 5);  // equal to the pivot: kept
-    EXPECT_EQ(at(3).u16(92), 5);
-    EXPECT_EQ(at(6).i16(154), 6);
-    EXPECT_EQ(at(7).i16(154), -1);
+    EXPECT_EQ(references(), (std::vector<int>{3, 5, 5, 5, 5, 6, -1, 9}));
+}
+
+TEST(Numbers, ReadAsTheCLibraryDoesInTheCLocale) {
+    const char* decimals[] = {"0.25",  " -1.5x", "+.5",   "1e3",     "12,5", "abc",
+                              "",      "-",      "+-1",   "007.100", "1.",   "  3.25e-2kB",
+                              "1e999", "1e-999", "-1e999"};
+    for (const char* t : decimals)
+        EXPECT_EQ(ParseDecimal(t), std::atof(t)) << t;
+    const char* integers[] = {
+        "42",   " -17x", "+8", "x1", "", "99999999999999999999", "-99999999999999999999",
+        "0012", "3.9"};
+    for (const char* t : integers)
+        EXPECT_EQ(ParseLeadingInteger(t), std::strtol(t, nullptr, 10)) << t;
+
+    long long v = 0;
+    const std::pair<const char*, long long> whole[] = {
+        {"4294967296", 4294967296LL}, {"0x1F", 31}, {"-1", -1}};
+    for (const auto& [text, want] : whole)
+        EXPECT_TRUE(ParseWholeInteger(text, v) && v == want) << text << " gave " << v;
+    for (const char* bad : {"", "12a", " 1", "+1", "0x", "--1", "99999999999999999999"})
+        EXPECT_FALSE(ParseWholeInteger(bad, v)) << bad;
+}
+
+TEST(Numbers, WriteAsPrintfDoesInTheCLocale) {
+    const double values[] = {0.0,    0.25,  -0.0005, 2.0005, 1.0 / 3, 99999.95,
+                             1234.5, -7.25, 0.0625,  1e-9,   65536.0, 123456789.125};
+    for (double v : values) {
+        for (int decimals : {0, 1, 3}) {
+            char buf[64];
+            std::snprintf(buf, sizeof buf, "%6.*f", decimals, v);
+            EXPECT_EQ(FixedText(v, 6, decimals), buf) << v;
+            std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
+            EXPECT_EQ(FixedText(v, decimals), buf) << v;
+        }
+    }
+    EXPECT_EQ(AsciiUpper("save -m\xE4x"), "SAVE -M\xE4X");  // Windows-1252 letters stay
+}
+
+// Adopts a German locale built for the test, as a Qt application adopts the
+// user's, and goes back to "C" afterwards.
+class CommaLocale : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        dir_ = new test::TempDir;
+        const std::string cmd =
+            "localedef -i de_DE -f UTF-8 '" + dir_->file("de_DE.UTF-8") + "' >/dev/null 2>&1";
+        built_ = std::system(cmd.c_str()) == 0;
+    }
+    static void TearDownTestSuite() {
+        delete dir_;
+        dir_ = nullptr;
+    }
+    void SetUp() override {
+        if (!built_)
+            GTEST_SKIP() << "localedef could not build de_DE.UTF-8 (package locales missing?)";
+        ::setenv("LOCPATH", dir_->path().c_str(), 1);
+        if (!std::setlocale(LC_ALL, "de_DE.UTF-8"))
+            GTEST_SKIP() << "the built de_DE.UTF-8 locale cannot be adopted";
+        char buf[16];
+        std::snprintf(buf, sizeof buf, "%.1f", 0.5);
+        ASSERT_STREQ(buf, "0,5") << "the locale does not write a decimal comma";
+    }
+    void TearDown() override {
+        std::setlocale(LC_ALL, "C");
+        ::unsetenv("LOCPATH");
+    }
+    static inline test::TempDir* dir_ = nullptr;
+    static inline bool built_ = false;
+};
+
+TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
+    EXPECT_EQ(ParseDecimal("0.25"), 0.25);
+    EXPECT_EQ(FixedText(1.5, 6, 1), "   1.5");
+
+    // A memory measurement: scan rate 0.25 s, trigger value 1.5.
+    MapForm form;
+    form.setChecked(1005, true);  // mode S
+    form.setText(1013, "A1");
+    form.setText(1016, "0.25");
+    form.setText(1017, "1000");
+    form.setText(1018, "A1");
+    form.setText(1019, ">");
+    form.setText(1020, "1.5");
+    ComponentRecord save;
+    ASSERT_EQ(ReadMeasuring(form, save), 0);
+    EXPECT_EQ(save.u32(layout::measuring::kScanPeriod), 250000u);
+    EXPECT_EQ(save.f32(layout::measuring::kTriggerValue), 1.5f);
+    MapForm filled;
+    FillMeasuring(save, filled);
+    EXPECT_EQ(filled.fullText(1016), "0.250");
+    EXPECT_EQ(filled.fullText(1020), "1.500");
+
+    // The instrument memory lines of the protocol.
+    ComponentRecord transfer;
+    transfer.setTypeCode('M');
+    transfer.setU8(layout::measuring::kMode, layout::measuring::kModeTransfer);
+    ProcedureList list;
+    list.appendRecord(save);
+    list.appendRecord(transfer);
+    for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
+                              std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
+        const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
+        ASSERT_EQ(r.countedFindings, 0u) << mode;
+        const auto procedure = std::find_if(r.lines.begin(), r.lines.end(), [](const auto& l) {
+            return l.find(":  ") != std::string::npos && l.find("kB") != std::string::npos;
+        });
+        ASSERT_NE(procedure, r.lines.end());
+        EXPECT_EQ(procedure->substr(procedure->size() - line.size()), line) << *procedure;
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // the atomic writer under injected faults, kills and size limits, the locks
 // of read-modify-write, and the error model's detail line.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -45,6 +46,8 @@
 
 namespace quelvari {
 namespace {
+
+using ::testing::HasSubstr;
 
 using test::readBytes;
 using test::TempDir;
@@ -139,7 +142,7 @@ TEST(SafeFiles, OnlyRegularFilesAreOpenedAndNothingHangs) {
         RecordFile file;
         const Status read = readRecordFile(c.path, file);
         EXPECT_EQ(read.code(), ErrorCode(kErrFileOpen));
-        EXPECT_NE(read.detail().find(c.why), std::string::npos) << read.detail();
+        EXPECT_THAT(read.detail(), HasSubstr(c.why));
         EXPECT_TRUE(file.records.empty());
         ProcedureList list;
         EXPECT_EQ(loadProcedure(c.path, list).code(), ErrorCode(kErrFileOpen));
@@ -255,7 +258,7 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     EXPECT_TRUE(readRecordFile(path, file).ok());
     const auto info = test::runCli("info '" + path + "'");
     EXPECT_EQ(info.status, 0) << info.out;
-    EXPECT_NE(info.out.find("records: 3"), std::string::npos);
+    EXPECT_THAT(info.out, HasSubstr("records: 3"));
 
     // As an ordinary user: a writable file in a directory it cannot write to
     // is refused with the directory's reason and stays as it is; a file it
@@ -350,8 +353,8 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             ++trials;
             EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
             EXPECT_EQ(s.sysError, injected);
-            EXPECT_NE(s.detail().find(SystemErrorText(injected)), std::string::npos);
-            EXPECT_NE(s.detail().find(t.path), std::string::npos) << s.detail();
+            EXPECT_THAT(s.detail(), HasSubstr(SystemErrorText(injected)));
+            EXPECT_THAT(s.detail(), HasSubstr(t.path));
             EXPECT_EQ(readBytes(t.path), before);
             EXPECT_FALSE(hasTemporary(DirectoryOf(t.path)));
         }

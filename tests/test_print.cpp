@@ -55,22 +55,25 @@ TEST_F(PrintLayout, GridFollowsOrientationAndOption) {
 
 TEST_F(PrintLayout, ProcedurePagesAndHeads) {
     // 13 components on a landscape page: normal gives 2 pages, extended 3.
+    // Cells and page text of each page.
+    auto pages = [](const ProcedurePlan& plan) {
+        std::vector<std::pair<std::size_t, std::string>> out;
+        for (const auto& p : plan.pages)
+            out.emplace_back(p.cells.size(), p.pageText);
+        return out;
+    };
+    using Pages = std::vector<std::pair<std::size_t, std::string>>;
     ProcedurePlan normal = PlanProcedurePrint(13, 1100, 800, kPrintNormal, "C:/P/T.PAD");
-    ASSERT_EQ(normal.pageCount, 2);
+    EXPECT_EQ(normal.pageCount, 2);
+    EXPECT_EQ(pages(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
     ASSERT_EQ(normal.pages.size(), 2u);
-    EXPECT_EQ(normal.pages[0].cells.size(), 12u);
-    EXPECT_EQ(normal.pages[1].cells.size(), 1u);
-    EXPECT_EQ(normal.pages[0].pageText, "Page:  1/2  ");
-    EXPECT_EQ(normal.pages[1].pageText, "Page:  2/2  ");
     EXPECT_EQ(normal.pages[0].headText, "Test procedure C:/P/T.PAD");
     EXPECT_EQ(normal.documentName, "Quelvari- Document");
     EXPECT_EQ(normal.pages[1].cells[0].step, 12u);
-
     const ProcedurePlan extended = PlanProcedurePrint(13, 1100, 800, kPrintExtended, "T.PAD");
     EXPECT_EQ(extended.pageCount, 3);
-    ASSERT_EQ(extended.pages.size(), 3u);
-    EXPECT_EQ(extended.pages[2].cells.size(), 1u);
-    EXPECT_EQ(extended.pages[2].pageText, "Page:  3/3  ");
+    EXPECT_EQ(pages(extended),
+              (Pages{{6, "Page:  1/3  "}, {6, "Page:  2/3  "}, {1, "Page:  3/3  "}}));
 
     // A full last page is not followed by an empty one.
     EXPECT_EQ(PlanProcedurePrint(12, 1100, 800, kPrintNormal, "").pages.size(), 1u);
@@ -109,15 +112,13 @@ TEST_F(PrintLayout, ProtocolPagesKeepTheirQuirks) {
     // Page 1000 high, lines 10 high: L = 94, 90 body lines per page.
     const int L = 94;
     const ProtocolPlan one = PlanProtocolPrint(10, 800, 1000, 10);
-    EXPECT_DOUBLE_EQ(one.x0, 120);
-    EXPECT_DOUBLE_EQ(one.x1, 720);
     EXPECT_EQ(one.linesPerPage, L);
     ASSERT_EQ(one.pages.size(), 1u);
     EXPECT_EQ(one.pages[0].pageText, "Page : 1/1");
-    EXPECT_DOUBLE_EQ(one.pages[0].headY, 20);
-    EXPECT_DOUBLE_EQ(one.pages[0].ruleY, 30);
-    EXPECT_DOUBLE_EQ(one.pages[0].lines[0].y, 40);
-    EXPECT_DOUBLE_EQ(one.pages[0].lines[9].y, 130);
+    const auto& head = one.pages[0];
+    EXPECT_EQ((std::vector<double>{one.x0, one.x1, head.headY, head.ruleY, head.lines[0].y,
+                                   head.lines[9].y}),
+              (std::vector<double>{120, 720, 20, 30, 40, 130}));
 
     // Exactly L - 4 lines: the page is full, and one more page holds only the head.
     const ProtocolPlan full = PlanProtocolPrint(L - 4, 800, 1000, 10);

@@ -1,5 +1,6 @@
 // Text lookup, dialog and menu relabelling, the error catalogue, and the
 // build-time checks of the data files.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -12,6 +13,9 @@
 
 namespace quelvari {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 // Restores the language a test changed.
 struct LanguageGuard {
@@ -158,7 +162,7 @@ TEST(TextLookup, ControlTextsOfTheTransferDialog) {
         for (std::uint32_t id : ids) {
             const std::string text = ControlText(id);
             EXPECT_FALSE(text.empty()) << id << " lang " << lang;
-            EXPECT_EQ(text.find('?'), std::string::npos) << text << " lang " << lang;
+            EXPECT_THAT(text, Not(HasSubstr("?"))) << text << " lang " << lang;
             if (lang != kGerman) {
                 EXPECT_EQ(text, LangText(id)) << id;
             }
@@ -173,7 +177,7 @@ TEST(ErrorCatalogue, BoxTextAndCaption) {
     const ErrorBox plain = ComposeErrorMessage(ErrorCode(5), kEnglish);
     EXPECT_EQ(plain.caption, "Error");
     EXPECT_EQ(plain.text, joined(kEnglish, 5));
-    EXPECT_EQ(plain.text.find("Invalid field"), std::string::npos);
+    EXPECT_THAT(plain.text, Not(HasSubstr("Invalid field")));
     const ErrorBox field = ComposeErrorMessage(ErrorCode(6, 3), kEnglish);
     EXPECT_EQ(field.text, joined(kEnglish, 6) + "\nInvalid field: 3");
     const ErrorBox german = ComposeErrorMessage(ErrorCode(6, 3), 7);
@@ -214,7 +218,7 @@ TEST(ErrorCatalogue, TitlesKeepTheirIrregularities) {
             if (l != kGerman && n == 110)
                 continue;
             const std::string line0 = ErrorLine(l, n, 0);
-            EXPECT_NE(line0.find(std::to_string(n)), std::string::npos) << l << "/" << n;
+            EXPECT_THAT(line0, HasSubstr(std::to_string(n))) << l << "/" << n;
         }
     }
     EXPECT_STREQ(ErrorLine(kEnglish, 115, 0), "");
@@ -261,15 +265,15 @@ TEST(TextGenerator, RefusesBrokenDataFiles) {
     for (const Bad& b : bad) {
         const auto r = generate(b.kind, b.content);
         EXPECT_EQ(r.status, 1) << b.content;
-        EXPECT_NE(r.out.find(b.reason), std::string::npos) << r.out;
-        EXPECT_NE(r.out.find("en-" + std::string(b.kind) + ".txt:"), std::string::npos) << r.out;
+        EXPECT_THAT(r.out, HasSubstr(b.reason));
+        EXPECT_THAT(r.out, HasSubstr("en-" + std::string(b.kind) + ".txt:"));
     }
     std::string tooMany;
     for (int i = 1; i <= 691; ++i)
         tooMany += std::to_string(i) + " \"t\"\n";
     const auto r = generate("texts", tooMany);
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("more than 690"), std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("more than 690"));
 }
 
 TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
@@ -299,7 +303,7 @@ TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
     for (const Bad& b : bad) {
         const auto r = generateAll({{"texts:de", de}, {std::string("texts:") + b.lang, b.content}});
         EXPECT_EQ(r.status, 1) << b.content;
-        EXPECT_NE(r.out.find(b.where), std::string::npos) << r.out;
+        EXPECT_THAT(r.out, HasSubstr(b.where));
     }
     // The German text is the reference, so the German file itself passes.
     EXPECT_EQ(generateAll({{"texts:de", "5 \"%s\"\n"}}).status, 0);
@@ -320,9 +324,8 @@ TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
         generateAll({{"errors:de", errDe + titlesDe},
                      {"errors:en", "1.0 \"ERROR %s\"\n1.2 \"Value too big\"\n" + titlesEn}});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("en-errors.txt:1: line 1.0 has placeholders %s, the German text none"),
-              std::string::npos)
-        << r.out;
+    EXPECT_THAT(r.out,
+                HasSubstr("en-errors.txt:1: line 1.0 has placeholders %s, the German text none"));
 }
 
 TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
@@ -345,7 +348,7 @@ TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
     for (const Bad& b : bad) {
         const auto r = generateAll({{"own", b.content}});
         EXPECT_EQ(r.status, 1) << b.content;
-        EXPECT_NE(r.out.find(b.reason), std::string::npos) << r.out;
+        EXPECT_THAT(r.out, HasSubstr(b.reason));
     }
     // The compiled own texts resolve in their language through the ordinary
     // lookup.

@@ -6,12 +6,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "model/procedure_file.h"
 #include "model/record.h"
 
 namespace quelvari::test {
@@ -107,6 +109,24 @@ inline ComponentRecord makeRecord(char type, const std::string& comment = "",
     storeComment(r, comment);
     storeBranchCondition(r, branch);
     r.setGotoTarget(target);
+    return r;
+}
+
+// An old-format record; its payload counts up in steps of 7 from 1.
+inline std::vector<std::uint8_t> oldRecord(std::uint16_t step, char type, const char* in,
+                                           const char* branch, std::uint16_t target,
+                                           std::vector<std::uint8_t> comment) {
+    std::vector<std::uint8_t> r(kOldRecordSize, 0);
+    r[0] = static_cast<std::uint8_t>(step);
+    r[1] = static_cast<std::uint8_t>(step >> 8);
+    std::memcpy(&r[2], in, std::strlen(in));
+    std::memcpy(&r[13], branch, std::strlen(branch));
+    r[24] = static_cast<std::uint8_t>(target);
+    r[25] = static_cast<std::uint8_t>(target >> 8);
+    std::copy(comment.begin(), comment.end(), r.begin() + 26);
+    r[77] = static_cast<std::uint8_t>(type);
+    for (std::size_t i = 0; i < kOldPayloadSize; ++i)
+        r[78 + i] = static_cast<std::uint8_t>(i * 7 + 1);
     return r;
 }
 
