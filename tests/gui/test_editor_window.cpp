@@ -1,50 +1,33 @@
 // The editor window with a real QApplication: start state, the sample file,
 // paging, Go to, the editing commands through their actions, a language
 // switch and the save question on close.
-#include <gtest/gtest.h>
-
 #include <QAction>
-#include <QApplication>
 #include <QDialog>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QTextBrowser>
-#include <QTimer>
 
-#include <functional>
 #include <set>
 
 #include "app/dialogs.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
-#include "app/qt_text.h"
-#include "dialog_driver.h"
-#include "model/config.h"
 #include "model/procedure_file.h"
-#include "texts/texts.h"
+#include "window_fixture.h"
 
 namespace quelvari::app {
 namespace {
 
+using test::Answer;
+using test::FileBytes;
+using test::kSample;
 using test::WhenModal;
-
-const QString kSample = QStringLiteral(QUELVARI_EXAMPLES "/sample.PAD");
-
-// Presses the message box button whose role answers the question.
-void Answer(QWidget* modal, QMessageBox::StandardButton which) {
-    auto* box = qobject_cast<QMessageBox*>(modal);
-    ASSERT_NE(box, nullptr);
-    box->button(which)->click();
-}
 
 // A menu text as shown, without its mnemonic mark.
 QString Shown(const QString& text) {
@@ -55,23 +38,10 @@ bool Enabled(MainWindow& w, std::uint32_t id) {
     return w.action(id)->isEnabled();
 }
 
-class EditorWindow : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        // German and standard print size for every test.
-        QFile::remove(QString::fromStdString(GetConfigPaths().file));
-        setLanguage(kGerman);
-    }
-    void TearDown() override {
-        QFile::remove(QString::fromStdString(GetConfigPaths().file));
-        setLanguage(kGerman);
-    }
-};
+class EditorWindow : public test::WindowTest {};
 
 TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
-    MainWindow w;
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
+    MainWindow& w = shown(QString());
     for (std::uint32_t id :
          {cmd::kNew, cmd::kOpen, cmd::kSettings, cmd::kLanguage, cmd::kHelpContents,
           cmd::kHelpQuickStart, cmd::kPrintSetup, cmd::kSyntaxTest, cmd::kTransfer, cmd::kAbout})
@@ -85,7 +55,15 @@ TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
     const QStringList titles = {"Datei", "Bearbeiten", "Ansicht", "Prüfablauf", "Extras", "?"};
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(Shown(w.menu(i)->title()), titles[i]);
-    EXPECT_EQ(w.helpFile(), "Quelvari-dt.hlp");
+    // Help opens at the topic of the command.
+    w.action(cmd::kHelpQuickStart)->trigger();
+    ASSERT_NE(w.helpWindow(), nullptr);
+    EXPECT_TRUE(w.helpWindow()->isVisible());
+    EXPECT_EQ(w.helpWindow()->browser()->source().toString(),
+              QStringLiteral("qrc:/help/de/quickstart.html#quickstart"));
+    w.helpWindow()->showTopic("Quelvari-engl.hlp", 202);
+    EXPECT_TRUE(w.helpWindow()->browser()->toPlainText().contains(QStringLiteral("variable"),
+                                                                  Qt::CaseInsensitive));
     // Syntax test and transfer only while nothing is open.
     w.fileNew();
     EXPECT_FALSE(Enabled(w, cmd::kSyntaxTest));
@@ -95,11 +73,7 @@ TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
 }
 
 TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
-    MainWindow w;
-    w.resize(1000, 1000 + 120);
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-    w.openPath(kSample);
+    MainWindow& w = shown(kSample, QSize(1000, 1000 + 120));
     ProcedureList& list = w.procedure();
     ASSERT_EQ(list.componentCount, 8u);
     EXPECT_EQ(w.countPane()->text(), QStringLiteral("8 Schritte"));
@@ -153,10 +127,7 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
 }
 
 TEST_F(EditorWindow, CopyInsertDeleteAndUndoThroughTheActions) {
-    MainWindow w;
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-    w.openPath(kSample);
+    MainWindow& w = shown();
     ProcedureList& list = w.procedure();
     list.goToStep(3);
     const ComponentRecord third = list.viewRecord;
@@ -214,19 +185,11 @@ void SaveDialog(QWidget* modal, const QString& path) {
     QTest::keyClick(name, Qt::Key_Return);
 }
 
-QByteArray FileBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 // Save and Save As through the window's own file dialog and questions.
 TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    MainWindow w;
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-    w.openPath(kSample);
+    MainWindow& w = shown();
     ProcedureList& list = w.procedure();
     w.action(cmd::kCopy)->trigger();
     w.action(cmd::kPaste)->trigger();
@@ -286,10 +249,7 @@ TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
 }
 
 TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
-    MainWindow w;
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-    w.openPath(kSample);
+    MainWindow& w = shown();
     WhenModal([](QWidget* modal) {
         auto* dialog = qobject_cast<LanguageDialog*>(modal);
         ASSERT_NE(dialog, nullptr);
@@ -426,23 +386,6 @@ TEST_F(EditorWindow, MenusQuestionsAndQtTextsInEveryLanguage) {
         w.procedure().modified = 0;
     }
     EXPECT_EQ(refusedTexts.size(), 4u);
-}
-
-TEST_F(EditorWindow, HelpOpensAtTheTopicOfTheCommand) {
-    MainWindow w;
-    w.action(cmd::kHelpQuickStart)->trigger();
-    ASSERT_NE(w.helpWindow(), nullptr);
-    EXPECT_TRUE(w.helpWindow()->isVisible());
-    EXPECT_EQ(HelpPage(w.helpFile(), 700).toString(),
-              QStringLiteral("qrc:/help/de/quickstart.html#quickstart"));
-    // Italian's capitalised name opens the English help at its contents.
-    EXPECT_EQ(HelpPage("QUELVARI-engl.hlp", 0).toString(),
-              QStringLiteral("qrc:/help/en/index.html"));
-    w.helpWindow()->showTopic("Quelvari-engl.hlp", 202);
-    EXPECT_EQ(w.helpWindow()->browser()->source().toString(),
-              QStringLiteral("qrc:/help/en/variables.html#variables"));
-    EXPECT_TRUE(w.helpWindow()->browser()->toPlainText().contains(QStringLiteral("variable"),
-                                                                  Qt::CaseInsensitive));
 }
 
 }  // namespace

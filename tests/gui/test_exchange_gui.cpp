@@ -1,23 +1,18 @@
 // The editor's text form commands and the Variables panel.
-#include <gtest/gtest.h>
-
-#include <QApplication>
 #include <QFile>
-#include <QMessageBox>
 #include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
 #include <QTreeWidget>
 
 #include "app/exchange/variables_panel.h"
-#include "app/main_window.h"
-#include "dialog_driver.h"
 #include "exchange/procedure_text.h"
+#include "window_fixture.h"
 
 namespace quelvari::app {
 namespace {
 
 const std::string kSample = QUELVARI_EXAMPLES "/sample.PAD";
+
+class ExchangeGui : public test::WindowTest {};
 
 void writeText(const std::string& path, const std::string& text) {
     QFile f(QString::fromStdString(path));
@@ -25,7 +20,7 @@ void writeText(const std::string& path, const std::string& text) {
     f.write(text.data(), static_cast<qint64>(text.size()));
 }
 
-TEST(ExchangeGui, ImportsATextAsANewProcedureAndRefusesADamagedOne) {
+TEST_F(ExchangeGui, ImportsATextAsANewProcedureAndRefusesADamagedOne) {
     QTemporaryDir tmp;
     const auto file = [&](const char* name) { return (tmp.path() + "/" + name).toStdString(); };
     std::vector<ComponentRecord> records;
@@ -36,7 +31,7 @@ TEST(ExchangeGui, ImportsATextAsANewProcedureAndRefusesADamagedOne) {
     bad.replace(bad.find("time_factor = 200"), 17, "time_factor = -5");
     writeText(file("bad.txt"), bad);
 
-    MainWindow w;
+    MainWindow& w = shown(QString());
     // A refused text shows its line and leaves the procedure alone.
     QString shown;
     test::ReadNextBox(shown);
@@ -48,10 +43,8 @@ TEST(ExchangeGui, ImportsATextAsANewProcedureAndRefusesADamagedOne) {
     EXPECT_EQ(w.procedure().componentCount, records.size());
     EXPECT_EQ(w.procedure().modified, 1u);
     EXPECT_EQ(w.windowTitle(), QStringLiteral("Quelvari - NoName.PAD*"));
-    const auto imported = exchange::ListRecords(w.procedure());
-    ASSERT_EQ(imported.size(), records.size());
-    for (std::size_t i = 0; i < records.size(); ++i)
-        EXPECT_EQ(exchange::ExportText({imported[i]}), exchange::ExportText({records[i]})) << i;
+    EXPECT_EQ(exchange::ExportText(exchange::ListRecords(w.procedure())),
+              exchange::ExportText(records));
 
     // Export writes the procedure in memory, unsaved as it is; a path that
     // cannot be written is reported and leaves nothing behind.
@@ -64,11 +57,8 @@ TEST(ExchangeGui, ImportsATextAsANewProcedureAndRefusesADamagedOne) {
     EXPECT_TRUE(shown.contains(QStringLiteral("no/such/dir.txt"))) << shown.toStdString();
 }
 
-TEST(ExchangeGui, VariablesPanelListsTheSampleAndGoesToAStep) {
-    MainWindow w;
-    w.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-    w.openPath(QString::fromStdString(kSample));
+TEST_F(ExchangeGui, VariablesPanelListsTheSampleAndGoesToAStep) {
+    MainWindow& w = shown();
     w.variablesPanel()->show();
     QTreeWidget* tree = w.variablesPanel()->tree();
     QTreeWidgetItem* z2 = nullptr;
