@@ -52,8 +52,6 @@ TEST_F(Selection, GroupsPicturesAndToolTipsFollowTheCatalogue) {
             }
         }
         EXPECT_EQ(pictures, kComponentTypeCount);
-        EXPECT_EQ(s.form().widget(1150)->toolTip(),
-                  QStringLiteral("Messbaustein zum Aktivieren von Messung und Messwertspeicher"));
         EXPECT_TRUE(s.form().widget(ctl::kHelp)->toolTip().isEmpty());
         EXPECT_EQ(s.form().widget(ctl::kOk), nullptr);
         Click(s.form().widget(ctl::kHelp));
@@ -167,14 +165,6 @@ TEST_F(Selection, EditingDispatchesByTypeLetterAndPayloadByte) {
         EXPECT_EQ(shown, c.dialog);
         EXPECT_EQ(title, QString::fromUtf8(c.title));
     }
-
-    // The graphic print keeps its mark through an OK; Interbus-S its function.
-    ComponentRecord graphic;
-    graphic.setTypeCode('P');
-    graphic.setU8(rec::kPayload, 'G');
-    WhenShown<ComponentDialog>([](ComponentDialog& d) { Click(d, ctl::kOk); });
-    EXPECT_EQ(OpenComponentEditor(nullptr, graphic), 1);
-    EXPECT_EQ(graphic.u8(rec::kPayload), 'G');
 
     // An Interbus-S record of no known function and an unknown letter open
     // nothing: no dialog may appear.
