@@ -6,6 +6,7 @@
 
 #include <QCheckBox>
 #include <QElapsedTimer>
+#include <QImage>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -18,9 +19,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-
-#include <QImage>
-
 #include <fstream>
 
 #include "app/transfer/transfer_dialog.h"
@@ -46,6 +44,8 @@ class TransferDialogTest : public ::testing::Test {
             fs::copy_file(fs::path(QUELVARI_EXAMPLES) / "check-clean" / name, dir / name);
         pad = (dir / "CLEAN.PAD").string();
         card = (dir / "card").string();
+        // Checked: the system file the transfer needs is there.
+        ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     }
     void TearDown() override { fs::remove_all(dir); }
 
@@ -72,7 +72,6 @@ class TransferDialogTest : public ::testing::Test {
 };
 
 TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
-    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     auto d = open(settings());
     EXPECT_TRUE(messages.isEmpty()) << messages.join("|").toStdString();
     EXPECT_EQ(d->windowTitle(), QString::fromUtf8("Prüfablauf übertragen"));
@@ -112,8 +111,6 @@ TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
 }
 
 TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
-    // A long procedure: 400 records of the checked one.
-    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     auto d = open(settings());
     // Re-check after making the procedure long, so the system file is newer.
     {
@@ -165,7 +162,6 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
 }
 
 TEST_F(TransferDialogTest, LostInstrumentAndFailedConnectAreToldWithTheirCause) {
-    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     auto d = open(settings());
     // The instrument goes away after the connect and "pI" (4 requests), "pI",
     // the header and two blocks.
@@ -190,7 +186,6 @@ TEST_F(TransferDialogTest, LostInstrumentAndFailedConnectAreToldWithTheirCause) 
 }
 
 TEST_F(TransferDialogTest, FullInstrumentKeepsStartDisabled) {
-    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     link::SimSettings s = settings();
     s.memory.procedureNumber = 0;
     auto d = open(s);
@@ -227,12 +222,9 @@ TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
     EXPECT_EQ(p.height, 100);
     ASSERT_EQ(p.rgb.size(), 3u * 400 * 100);
     EXPECT_EQ(p.rgb[2], 255);
-    const auto screen = link::PackScreen(link::kModel6410, p.width, p.height, p.rgb.data(),
-                                         3 * static_cast<std::size_t>(p.width));
-    ASSERT_EQ(screen.size(), link::kScreenBufferSize);
-    EXPECT_EQ(screen[0], 0x1F);  // blue in 5-6-5
-    EXPECT_EQ(screen[1], 0x00);
-    EXPECT_EQ(screen[2 * 400 * 100], 0xFF);  // below the picture: the preset
+    // Blue in 5-6-5, and the preset below the picture.
+    const auto screen = link::PackScreen(link::kModel6410, 400, 100, p.rgb.data(), 3 * 400);
+    EXPECT_EQ(screen.at(0) | screen.at(1) << 8 | screen.at(2 * 400 * 100) << 16, 0xFF001F);
 
     ASSERT_TRUE(DecodePicture((dir / "small.jpg").string(), 400, 300, p));
     EXPECT_EQ(p.width, 10);  // small pictures stay as they are
