@@ -126,7 +126,33 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
     EXPECT_TRUE(Enabled(w, cmd::kUndo));
 }
 
-TEST_F(EditorWindow, CopyInsertDeleteAndUndoThroughTheActions) {
+// Types `path` into the name field of the save dialog and presses Return, or
+// cancels the dialog with Escape when `path` is empty.
+void SaveDialog(QWidget* modal, const QString& path) {
+    auto* dialog = qobject_cast<QFileDialog*>(modal);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->acceptMode(), QFileDialog::AcceptSave);
+    auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    ASSERT_NE(name, nullptr);
+    if (path.isEmpty()) {
+        QTest::keyClick(name, Qt::Key_Escape);
+        return;
+    }
+    // The dialog is taken to the folder and the name typed, as a user does
+    // (a whole path typed into the field makes the dialog browse its parts).
+    const QFileInfo target(path);
+    dialog->setDirectory(target.absolutePath());
+    QApplication::processEvents();
+    name->clear();
+    QTest::keyClicks(name, target.fileName());
+    QTest::keyClick(name, Qt::Key_Return);
+}
+
+// The editing commands through their actions, then Save and Save As through
+// the window's own file dialog and questions, and the question on close.
+TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
     MainWindow& w = shown();
     ProcedureList& list = w.procedure();
     list.goToStep(3);
@@ -153,53 +179,13 @@ TEST_F(EditorWindow, CopyInsertDeleteAndUndoThroughTheActions) {
     EXPECT_EQ(list.componentCount, 8u);
     EXPECT_EQ(list.pastePending, 1u);
 
-    // Close asks; Cancel keeps the window and the procedure.
-    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::Cancel); });
-    EXPECT_FALSE(w.close());
-    EXPECT_TRUE(w.isVisible());
-    EXPECT_EQ(list.componentCount, 8u);
-    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::No); });
-    EXPECT_TRUE(w.close());
-    EXPECT_FALSE(w.isVisible());
-}
-
-// Types `path` into the name field of the save dialog and presses Return, or
-// cancels the dialog with Escape when `path` is empty.
-void SaveDialog(QWidget* modal, const QString& path) {
-    auto* dialog = qobject_cast<QFileDialog*>(modal);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->acceptMode(), QFileDialog::AcceptSave);
-    auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-    ASSERT_NE(name, nullptr);
-    if (path.isEmpty()) {
-        QTest::keyClick(name, Qt::Key_Escape);
-        return;
-    }
-    // The dialog is taken to the folder and the name typed, as a user does
-    // (a whole path typed into the field makes the dialog browse its parts).
-    const QFileInfo target(path);
-    dialog->setDirectory(target.absolutePath());
-    QApplication::processEvents();
-    name->clear();
-    QTest::keyClicks(name, target.fileName());
-    QTest::keyClick(name, Qt::Key_Return);
-}
-
-// Save and Save As through the window's own file dialog and questions.
-TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    MainWindow& w = shown();
-    ProcedureList& list = w.procedure();
-    w.action(cmd::kCopy)->trigger();
-    w.action(cmd::kPaste)->trigger();
     ASSERT_EQ(list.modified, 1u);
 
     // Save As: the dialog's name is taken with the default extension.
     const QString copy = dir.filePath(QStringLiteral("COPY.PAD"));
     WhenModal([&](QWidget* modal) { SaveDialog(modal, dir.filePath(QStringLiteral("COPY"))); });
     w.action(cmd::kSaveAs)->trigger();
-    EXPECT_EQ(FileBytes(copy).size(), 9 * 800);
+    EXPECT_EQ(FileBytes(copy).size(), 8 * 800);
     EXPECT_EQ(list.modified, 0u);
     EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral("COPY.PAD")));
     EXPECT_FALSE(Enabled(w, cmd::kSave));
@@ -218,7 +204,7 @@ TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
             EXPECT_EQ(after, before);
             EXPECT_EQ(list.modified, 1u);
         } else {
-            EXPECT_EQ(after.size(), 8 * 800);
+            EXPECT_EQ(after.size(), 7 * 800);
             EXPECT_EQ(list.modified, 0u);
         }
     }
@@ -246,6 +232,16 @@ TEST_F(EditorWindow, SaveAndSaveAsThroughTheDialogs) {
     w.action(cmd::kSave)->trigger();
     EXPECT_EQ(FileBytes(fresh).size(), static_cast<int>(list.componentCount * 800));
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+
+    w.action(cmd::kDelete)->trigger();
+    // Close asks; Cancel keeps the window and the procedure.
+    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::Cancel); });
+    EXPECT_FALSE(w.close());
+    EXPECT_TRUE(w.isVisible());
+    EXPECT_EQ(list.modified, 1u);
+    WhenModal([](QWidget* modal) { Answer(modal, QMessageBox::No); });
+    EXPECT_TRUE(w.close());
+    EXPECT_FALSE(w.isVisible());
 }
 
 TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
@@ -269,12 +265,6 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     EXPECT_EQ(saved.language, 1u);
 
     QString title, label;
-    WhenModal([&](QWidget* modal) {
-        title = modal->windowTitle();
-        static_cast<QDialog*>(modal)->reject();
-    });
-    w.action(cmd::kGoTo)->trigger();
-    EXPECT_EQ(title, QStringLiteral("Goto"));
 
     // Cancel in the language dialog changes nothing.
     WhenModal([](QWidget* modal) {
