@@ -156,25 +156,25 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     MainWindow& w = opened();
     ProcedureList& list = w.procedure();
     FindPanel* find = w.extras()->findPanel();
+    // Types `text` into the field as a new search and returns the hits.
+    const auto search = [find](const QString& text) {
+        find->field()->clear();
+        QTest::keyClicks(find->field(), text);
+        QTest::keyClick(find->field(), Qt::Key_Return);
+        return find->results()->topLevelItemCount();
+    };
     EXPECT_FALSE(find->isVisible());
     w.extras()->action(cmd::kFind)->trigger();
     EXPECT_TRUE(find->isVisible());
-    QTest::keyClicks(find->field(), QStringLiteral("baustein"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    // Every step's type name ends in "baustein".
-    EXPECT_EQ(find->results()->topLevelItemCount(), 8);
-    find->field()->clear();
-    QTest::keyClicks(find->field(), QStringLiteral("z2"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    ASSERT_GE(find->results()->topLevelItemCount(), 1);
+    EXPECT_EQ(search(QStringLiteral("baustein")), 8);  // every type name ends so
+    ASSERT_GE(search(QStringLiteral("z2")), 1);
     const std::uint32_t first = find->hits().front().step;
     QTest::mouseClick(find->results()->viewport(), Qt::LeftButton, {},
                       find->results()->visualItemRect(find->results()->topLevelItem(0)).center());
     EXPECT_EQ(list.currentNumber, first);
     EXPECT_EQ(w.extras()->stepList()->view()->currentIndex().row(), static_cast<int>(first) - 1);
     // F3 goes to the next hit behind the current step, round from the last.
-    find->field()->setText(QStringLiteral("baustein"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
+    search(QStringLiteral("baustein"));
     list.goToStep(3);
     w.extras()->action(cmd::kFindNext)->trigger();
     EXPECT_EQ(list.currentNumber, 4u);
@@ -185,9 +185,7 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     list.goToStep(1);
     w.editDelete();
     EXPECT_EQ(find->results()->topLevelItemCount(), 7);
-    find->field()->setText(QStringLiteral("nirgends"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    EXPECT_EQ(find->results()->topLevelItemCount(), 0);
+    EXPECT_EQ(search(QStringLiteral("nirgends")), 0);
 }
 
 TEST_F(StepList, PrintPreviewFromTheFileMenuAndThePrintDialog) {
