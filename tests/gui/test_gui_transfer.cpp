@@ -112,7 +112,7 @@ TEST_F(TransferDialogTest, OpensConnectedAndTransfersACheckedProcedure) {
 
 TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
     auto d = open(settings());
-    // Re-check after making the procedure long, so the system file is newer.
+    // A long procedure: forty more records, checked again.
     {
         std::ifstream in(pad, std::ios::binary);
         const std::string data{std::istreambuf_iterator<char>(in), {}};
@@ -120,14 +120,8 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
         for (int i = 0; i < 40; ++i)
             out.write(data.data() + data.size() - 800, 800);
     }
+    ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     QSignalSpy done(d.get(), &TransferDialog::finishedWork);
-    QTest::mouseClick(d->startButton(), Qt::LeftButton);
-    ASSERT_TRUE(done.wait(5000));
-    ASSERT_EQ(messages.size(), 1);  // saved after the check: run it again
-    EXPECT_TRUE(messages.front().contains("90")) << messages.front().toStdString();
-
-    RunSyntaxTest(pad, kCheckPv6410);
-    messages.clear();
     QTest::mouseClick(d->startButton(), Qt::LeftButton);
     ASSERT_TRUE(QTest::qWaitFor([&] { return d->progressBar()->value() >= 5; }, 5000));
     QTest::mouseClick(d->cancelButton(), Qt::LeftButton);
