@@ -122,14 +122,19 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
     }
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     QSignalSpy done(d.get(), &TransferDialog::finishedWork);
+    // Cancel during a transfer only stops it: no message, the dialog stays
+    // open, the instrument is released.
+    const auto expectStopped = [&] {
+        EXPECT_TRUE(done.back().at(1).toBool());
+        EXPECT_TRUE(messages.isEmpty());
+        EXPECT_TRUE(d->isVisible());
+        EXPECT_FALSE(sims[0]->selected());
+    };
     QTest::mouseClick(d->startButton(), Qt::LeftButton);
     ASSERT_TRUE(QTest::qWaitFor([&] { return d->progressBar()->value() >= 5; }, 5000));
     QTest::mouseClick(d->cancelButton(), Qt::LeftButton);
     ASSERT_TRUE(done.wait(5000));
-    EXPECT_TRUE(done.back().at(1).toBool());
-    EXPECT_TRUE(messages.isEmpty());
-    EXPECT_TRUE(d->isVisible());  // Cancel during a transfer only stops it
-    EXPECT_FALSE(sims[0]->selected());
+    expectStopped();
     EXPECT_FALSE(fs::exists(fs::path(card) / "P001.PAD"));
 
     // Cancel while the instrument is still writing the file (polls of 200 ms
@@ -147,10 +152,7 @@ TEST_F(TransferDialogTest, CancelStopsBetweenBlocksAndReleases) {
     std::printf("Cancel during the closing polls: worker done after %lld ms\n",
                 static_cast<long long>(ms));
     EXPECT_LT(ms, 500);
-    EXPECT_TRUE(done.back().at(1).toBool());
-    EXPECT_TRUE(messages.isEmpty());
-    EXPECT_TRUE(d->isVisible());
-    EXPECT_FALSE(sims[0]->selected());
+    expectStopped();
     // Stopped in the procedure's closing: the interrupt procedure never went.
     EXPECT_FALSE(fs::exists(fs::path(card) / "P001.IR1"));
 }
