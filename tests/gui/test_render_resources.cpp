@@ -142,24 +142,21 @@ QSet<QString> Anchors(const QString& html) {
 }
 
 TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
-    const std::uint32_t contexts[] = {render::kHelpContents,
-                                      render::kHelpFile,
-                                      render::kHelpEdit,
-                                      render::kHelpProcedure,
-                                      render::kHelpQuickStart,
-                                      render::kHelpSelection,
-                                      render::kHelpVariables,
-                                      render::kHelpCommandComponent,
-                                      render::kHelpPictureComponent};
+    using namespace render;
+    const std::uint32_t contexts[] = {
+        kHelpContents,        kHelpFile,      kHelpEdit,      kHelpProcedure,
+        kHelpQuickStart,      kHelpSelection, kHelpVariables, kHelpCommandComponent,
+        kHelpPictureComponent};
     // No help file (a language outside 0..3) or a foreign one: no help.
-    EXPECT_TRUE(render::HelpUrl("", render::kHelpVariables).isEmpty());
-    EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
-    // Italian's name is the English one in capitals.
+    EXPECT_TRUE(HelpUrl("", kHelpVariables).isEmpty());
+    EXPECT_TRUE(HelpFolder("other.hlp").isEmpty());
+    // Italian's name is the English one in capitals: the English help.
+    EXPECT_EQ(HelpUrl("QUELVARI-engl.hlp", kHelpContents).toString(), "qrc:/help/en/index.html");
     for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp", "QUELVARI-engl.hlp"}) {
         std::set<QString> pages;
         for (std::uint32_t context : contexts) {
             SCOPED_TRACE(std::string(helpFile) + " " + std::to_string(context));
-            const QUrl url = render::HelpUrl(helpFile, context);
+            const QUrl url = HelpUrl(helpFile, context);
             ASSERT_EQ(url.scheme(), "qrc");
             const QString html = ReadAll(":" + url.path());
             ASSERT_FALSE(html.isEmpty()) << url.toString().toStdString();
@@ -173,21 +170,19 @@ TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
         // The Help button of every component dialog opens its type's own
         // section on the types page.
         std::set<QString> sections;
-        const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
+        const QString types = ReadAll(":" + ComponentHelpUrl(helpFile, "time").path());
         for (const ComponentType& type : kCatalogue) {
-            const QUrl url = render::HelpUrl(helpFile, type.dialogId);
-            EXPECT_EQ(url, render::ComponentHelpUrl(helpFile, type.key)) << type.key;
+            const QUrl url = HelpUrl(helpFile, type.dialogId);
+            EXPECT_EQ(url, ComponentHelpUrl(helpFile, type.key)) << type.key;
             EXPECT_TRUE(Anchors(types).contains(url.fragment())) << type.key;
             sections.insert(url.toString());
         }
         EXPECT_EQ(sections.size(), kComponentTypeCount);
         for (std::uint32_t interbusFunction :
              {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
-            EXPECT_EQ(render::HelpUrl(helpFile, interbusFunction),
-                      render::ComponentHelpUrl(helpFile, "interbus"));
+            EXPECT_EQ(HelpUrl(helpFile, interbusFunction), ComponentHelpUrl(helpFile, "interbus"));
         // A context the program never uses opens the contents page.
-        EXPECT_EQ(render::HelpUrl(helpFile, 4711),
-                  render::HelpUrl(helpFile, render::kHelpContents));
+        EXPECT_EQ(HelpUrl(helpFile, 4711), HelpUrl(helpFile, kHelpContents));
     }
 }
 
