@@ -315,6 +315,7 @@ TEST_F(EditorWindow, OpensAFileWhoseNameIsNotUtf8) {
         }
     });
     w.openNativePath(name);
+    QCoreApplication::processEvents();  // the check runs here, not in a later test
     EXPECT_FALSE(refused);
     EXPECT_EQ(w.procedure().documentPath, name);
     EXPECT_EQ(w.procedure().componentCount, 2u);
