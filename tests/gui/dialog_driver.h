@@ -13,7 +13,6 @@
 #include <QTest>
 #include <QTimer>
 #include <functional>
-#include <utility>
 #include <vector>
 
 #include "app/components/component_dialog.h"
@@ -111,13 +110,10 @@ inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
 
 // One user action, done the same way on the real dialog and on a MapForm.
 struct Step {
-    enum Kind { TypeText, ClickButton, ChooseItem, PickFile };
-    Step(Kind k, std::uint32_t control, QString t = {}, int i = 0)
-        : kind(k), id(control), text(std::move(t)), index(i) {}
-    Kind kind;
+    enum Kind { TypeText, ClickButton, ChooseItem, PickFile } kind;
     std::uint32_t id;
-    QString text;
-    int index;
+    QString text = {};
+    int index = 0;
 };
 
 // Fixture: German, hooks that record instead of showing boxes.

@@ -1,9 +1,8 @@
 // What the dialogs do beyond storing: faults keep them open with the faulty
 // control focused, the enabling and showing that follow clicks, the file
-// choices, and the labels in German and English.
+// choices and the code page of the fields.
 #include <QGroupBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 
@@ -154,39 +153,6 @@ TEST_F(DialogBehaviour, FieldsRefuseCharactersOutsideTheCodePage) {
     EXPECT_EQ(edit.text(layout::command::line(0), 56),
               "Gr\xFC\xDF"
               "e \x80");
-}
-
-TEST_F(DialogBehaviour, CaptionsFollowTheLanguage) {
-    // German captions are built in, others come from the tables; the section
-    // caption has no English text and shows its id.
-    // The caption, then the texts of a label, a radio button, a group and a
-    // push button.
-    const auto caption = [](char code) {
-        QString title;
-        ComponentRecord r = Typed(code);
-        WhenShown<ComponentDialog>([&](ComponentDialog& d) {
-            title = d.windowTitle();
-            for (std::uint32_t id : {2000u, 1004u, 2025u, 2u}) {
-                QWidget* w = d.form().widget(id);
-                if (auto* l = qobject_cast<QLabel*>(w))
-                    title += "|" + l->text();
-                else if (auto* b = qobject_cast<QAbstractButton*>(w))
-                    title += "|" + b->text();
-                else if (auto* g = qobject_cast<QGroupBox*>(w))
-                    title += "|" + g->title();
-            }
-        });
-        OpenComponentEditor(nullptr, r);
-        return title;
-    };
-    EXPECT_EQ(caption('M'), QString::fromUtf8("Messbaustein|Eingangsbedingung:|Messen und Warten "
-                                              "auf Übertragung|Speichern in Datei?|Abbrechen"));
-    EXPECT_EQ(caption('u').section('|', 0, 0), QStringLiteral("Unterbrechungsbaustein"));
-    setLanguage(kEnglish);
-    EXPECT_EQ(caption('M'), QStringLiteral("Measuring component|Input interface:|Measure and wait "
-                                           "on transfer|Save in file?|Cancel"));
-    EXPECT_EQ(caption('C').section('|', 0, 0), QStringLiteral("?221?"));
-    setLanguage(kGerman);
 }
 
 }  // namespace

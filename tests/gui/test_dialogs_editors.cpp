@@ -1,8 +1,9 @@
 // Each editor dialog, driven through its widgets, stores exactly what the
 // core's reader makes of the same inputs, and opens showing what the core's
 // filler shows.
-#include <QLineEdit>
 #include <QPlainTextEdit>
+
+#include <algorithm>
 
 #include "app/components/component_dialogs.h"
 #include "components/catalogue.h"
@@ -17,41 +18,6 @@ const EditorControl* ControlOf(const Editor& e, std::uint32_t id) {
         if (s.id == id)
             return &s;
     return nullptr;
-}
-
-void ApplyToMap(MapForm& f, const Editor& e, const std::vector<Step>& steps) {
-    for (const Step& s : steps) {
-        switch (s.kind) {
-            case Step::TypeText:
-                f.setText(s.id, FromQt(s.text).value());
-                break;
-            case Step::ChooseItem:
-                f.setCurrentIndex(s.id, s.index);
-                break;
-            case Step::PickFile:
-                ChoosePictureFile(f, FromQt(s.text).value());
-                break;
-            case Step::ClickButton: {
-                const EditorControl* control = ControlOf(e, s.id);
-                ASSERT_NE(control, nullptr) << s.id;
-                if (control->kind == ControlKind::Check) {
-                    f.setChecked(s.id, !f.checked(s.id));
-                    break;
-                }
-                for (const EditorControl& other : e.controls)
-                    if (other.kind == ControlKind::Radio && other.group == control->group)
-                        f.setChecked(other.id, other.id == s.id);
-                break;
-            }
-        }
-    }
-}
-
-int FirstDifference(const ComponentRecord& a, const ComponentRecord& b) {
-    for (std::size_t i = 0; i < a.bytes.size(); ++i)
-        if (a.bytes[i] != b.bytes[i])
-            return static_cast<int>(i);
-    return -1;
 }
 
 // A record as the core reader stores it from these texts, checked buttons
@@ -73,22 +39,34 @@ ComponentRecord Stored(ComponentKind kind, std::vector<std::pair<std::uint32_t, 
 
 class EditorDialogs : public DialogTest {
   protected:
-    void ApplyToWidgets(ComponentDialog& d, const std::vector<Step>& steps) {
-        for (const Step& s : steps) {
-            switch (s.kind) {
-                case Step::TypeText:
-                    Type(d, s.id, s.text);
+    // Does `s` on the dialog's widgets and, as the reader is to see it, on `f`.
+    void Apply(const Step& s, ComponentDialog& d, MapForm& f, const Editor& e) {
+        switch (s.kind) {
+            case Step::TypeText:
+                Type(d, s.id, s.text);
+                f.setText(s.id, FromQt(s.text).value());
+                break;
+            case Step::ChooseItem:
+                Choose(d, s.id, s.index);
+                f.setCurrentIndex(s.id, s.index);
+                break;
+            case Step::PickFile:
+                nextFile = s.text;
+                Click(d, 1172);
+                ChoosePictureFile(f, FromQt(s.text).value());
+                break;
+            case Step::ClickButton: {
+                Click(d, s.id);
+                const EditorControl* control = ControlOf(e, s.id);
+                ASSERT_NE(control, nullptr) << s.id;
+                if (control->kind == ControlKind::Check) {
+                    f.setChecked(s.id, !f.checked(s.id));
                     break;
-                case Step::ClickButton:
-                    Click(d, s.id);
-                    break;
-                case Step::ChooseItem:
-                    Choose(d, s.id, s.index);
-                    break;
-                case Step::PickFile:
-                    nextFile = s.text;
-                    Click(d, 1172);
-                    break;
+                }
+                for (const EditorControl& other : e.controls)
+                    if (other.kind == ControlKind::Radio && other.group == control->group)
+                        f.setChecked(other.id, other.id == s.id);
+                break;
             }
         }
     }
@@ -121,20 +99,21 @@ class EditorDialogs : public DialogTest {
         MapForm shown;
         ed.fill(start, shown);
         MapForm typed = shown;
-        ApplyToMap(typed, ed, steps);
-        ComponentRecord expected = start;
-        ASSERT_EQ(ed.read(typed, expected), 0) << "the inputs of a case must be valid";
-
         ComponentRecord edit = start;
         WhenShown<ComponentDialog>([&](ComponentDialog& d) {
             ExpectShows(d, ed, shown);
-            ApplyToWidgets(d, steps);
+            for (const Step& s : steps)
+                Apply(s, d, typed, ed);
             Click(d, ctl::kOk);
         });
         EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
-        const int diff = FirstDifference(edit, expected);
-        EXPECT_EQ(diff, -1) << "dialog " << int(edit.bytes[std::size_t(diff < 0 ? 0 : diff)])
-                            << ", reader " << int(expected.bytes[std::size_t(diff < 0 ? 0 : diff)]);
+        ComponentRecord expected = start;
+        ASSERT_EQ(ed.read(typed, expected), 0) << "the inputs of a case must be valid";
+        const auto [dialog, reader] =
+            std::mismatch(edit.bytes.begin(), edit.bytes.end(), expected.bytes.begin());
+        EXPECT_TRUE(dialog == edit.bytes.end())
+            << "byte " << dialog - edit.bytes.begin() << ": dialog " << int(*dialog) << ", reader "
+            << int(*reader);
         EXPECT_EQ(edit.typeCode(), static_cast<std::uint8_t>(type->code));
         for (const auto& m : messages)
             ADD_FAILURE() << "unexpected message: " << m.second.toStdString();

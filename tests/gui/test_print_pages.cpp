@@ -7,7 +7,7 @@
 #include <QTemporaryDir>
 
 #include <cstdlib>
-#include <memory>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,24 +22,26 @@ constexpr int kPdfDpi = 300;
 constexpr int kImageDpi = 150;
 constexpr double kToImage = double(kImageDpi) / kPdfDpi;
 
-std::unique_ptr<QPdfWriter> Pdf(const QString& path, QPageLayout::Orientation orientation,
-                                double marginMm) {
-    auto pdf = std::make_unique<QPdfWriter>(path);
-    pdf->setResolution(kPdfDpi);
-    pdf->setPageLayout(QPageLayout(QPageSize(QPageSize::A4), orientation,
-                                   QMarginsF(marginMm, marginMm, marginMm, marginMm),
-                                   QPageLayout::Millimeter));
-    return pdf;
-}
-
-// Page 1 of `pdf`, in grey, at kImageDpi.
-QImage FirstPage(const QString& pdf) {
+// Page 1 of what `paint` prints on A4 paper of this orientation and margin,
+// as a grey image at kImageDpi.
+QImage Printed(QPageLayout::Orientation orientation, double marginMm,
+               const std::function<void(QPdfWriter&)>& paint) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("page.pdf"));
+    {
+        QPdfWriter pdf(path);
+        pdf.setResolution(kPdfDpi);
+        pdf.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), orientation,
+                                      QMarginsF(marginMm, marginMm, marginMm, marginMm),
+                                      QPageLayout::Millimeter));
+        paint(pdf);
+    }
     const std::string cmd = "pdftoppm -r " + std::to_string(kImageDpi) +
-                            " -gray -png -f 1 -l 1 -singlefile '" + pdf.toStdString() + "' '" +
-                            pdf.toStdString() + "'";
+                            " -gray -png -f 1 -l 1 -singlefile '" + path.toStdString() + "' '" +
+                            path.toStdString() + "'";
     if (std::system(cmd.c_str()) != 0)
         return {};
-    return QImage(pdf + QStringLiteral(".png")).convertToFormat(QImage::Format_Grayscale8);
+    return QImage(path + QStringLiteral(".png")).convertToFormat(QImage::Format_Grayscale8);
 }
 
 // Dark pixels (text, not the grey rules) in the image columns [x0, x1) and
@@ -62,14 +64,13 @@ TEST(PrintPages, CellsAreCutInsideTheirMarginAndRuledApart) {
         r.setText(152, std::string(70, 'M'));
         r.setText(152 + 80, std::string(70, 'M'));
     }
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("cells.pdf"));
     const double marginMm = 10;
-    auto pdf = Pdf(path, QPageLayout::Landscape, marginMm);
-    const double width = pdf->width(), height = pdf->height();
-    ASSERT_EQ(PrintProcedureToDevice(*pdf, records, kPrintNormal, "T.PAD"), 1);
-    pdf.reset();
-    const QImage page = FirstPage(path);
+    double width = 0, height = 0;
+    const QImage page = Printed(QPageLayout::Landscape, marginMm, [&](QPdfWriter& pdf) {
+        width = pdf.width();
+        height = pdf.height();
+        EXPECT_EQ(PrintProcedureToDevice(pdf, records, kPrintNormal, "T.PAD"), 1);
+    });
     ASSERT_FALSE(page.isNull());
 
     // The grid is the one the page arithmetic gives: 3 x 4 on landscape.
@@ -99,16 +100,14 @@ TEST(PrintPages, ProtocolLinesStayInsideTheColumn) {
     // an ellipsis), never beyond it; short lines are printed whole.
     std::vector<std::string> lines(6, std::string(240, 'X'));
     lines.push_back("*** PAD ***");
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("protocol.pdf"));
-    auto pdf = Pdf(path, QPageLayout::Portrait, 0);
-    const ProtocolMetrics m = ProtocolPrintMetrics(*pdf);
+    ProtocolMetrics m;
+    const QImage page = Printed(QPageLayout::Portrait, 0, [&](QPdfWriter& pdf) {
+        m = ProtocolPrintMetrics(pdf);
+        EXPECT_EQ(PaintProtocolPrint(pdf, lines), 1);
+    });
+    ASSERT_FALSE(page.isNull());
     const ProtocolPlan plan =
         PlanProtocolPrint(lines.size(), m.pageWidth, m.pageHeight, m.lineHeight);
-    ASSERT_EQ(PaintProtocolPrint(*pdf, lines), 1);
-    pdf.reset();
-    const QImage page = FirstPage(path);
-    ASSERT_FALSE(page.isNull());
 
     const int x0 = static_cast<int>(plan.x0 * kToImage);
     const int x1 = static_cast<int>(plan.x1 * kToImage);

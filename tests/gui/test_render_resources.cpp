@@ -22,8 +22,8 @@ namespace {
 
 using namespace quelvari;
 
-QImage Draw(const QString& path, int size) {
-    QImage image(size, size, QImage::Format_ARGB32);
+QImage Draw(const QString& path, int size, int height = 0) {
+    QImage image(size, height ? height : size, QImage::Format_ARGB32);
     image.fill(Qt::transparent);
     QSvgRenderer svg(path);
     QPainter painter(&image);
@@ -51,22 +51,27 @@ class RenderResources : public ::testing::Test {
     void SetUp() override { render::InitResources(); }
 };
 
-TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegiblePicture) {
+TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegibleCachedPicture) {
     const QString unknown = render::PicturePath(kUnknownPictureId);
     ASSERT_EQ(unknown, ":/pictures/picture-156.svg");
     ASSERT_TRUE(QSvgRenderer(unknown).isValid());
 
+    // The view draws each picture from an image rendered from its SVG.
+    const auto image = [](std::uint16_t id, int size = 48, double ratio = 1.0) {
+        return render::PictureImage(id, QSize(size, size), ratio);
+    };
     std::set<QString> paths{unknown};
-    QList<QImage> drawings{Draw(unknown, 48)};
+    QList<QImage> drawings{image(kUnknownPictureId)};
     for (const ComponentType& type : kCatalogue) {
         SCOPED_TRACE(type.key);
         const QString path = render::PicturePath(type.pictureId);
-        EXPECT_EQ(path, QString(":/pictures/picture-%1.svg").arg(type.pictureId));
         EXPECT_TRUE(QSvgRenderer(path).isValid());
         EXPECT_TRUE(paths.insert(path).second) << "shares a picture file";
-        const QImage drawing = Draw(path, 48);
+        const QImage drawing = image(type.pictureId);
+        const int opaque = OpaquePixels(Draw(path, 48));
+        EXPECT_NEAR(OpaquePixels(drawing), opaque, opaque / 50 + 1);
         // Something is drawn, and not merely the same tile as another type.
-        EXPECT_GT(OpaquePixels(drawing), 48 * 48 / 2);
+        EXPECT_GT(opaque, 48 * 48 / 2);
         for (const QImage& other : drawings)
             EXPECT_NE(drawing, other) << "looks the same as another type";
         drawings.append(drawing);
@@ -74,42 +79,28 @@ TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegiblePicture) {
     EXPECT_EQ(paths.size(), kComponentTypeCount + 1);
     // Exactly these pictures are compiled in: no orphan and no gap.
     EXPECT_EQ(QDir(":/pictures").entryList().size(), static_cast<int>(paths.size()));
-}
 
-TEST_F(RenderResources, PictureOfAnIdWithoutDrawingFallsBackToUnknown) {
-    for (int id : {0, 1, 139, 158, 220, 65535})
-        EXPECT_EQ(render::PicturePath(static_cast<std::uint16_t>(id)), ":/pictures/picture-156.svg")
-            << id;
+    // An id without a drawing falls back to the unknown picture.
+    for (int id : {0, 1, 139, 158, 220, 65535}) {
+        EXPECT_EQ(render::PicturePath(static_cast<std::uint16_t>(id)), unknown) << id;
+        EXPECT_EQ(image(static_cast<std::uint16_t>(id)), drawings.front()) << id;
+    }
     // Through the catalogue: a letter it does not know draws the unknown picture.
     ComponentRecord r;
     r.setTypeCode('x');
-    EXPECT_EQ(render::PicturePath(PictureId(r)), ":/pictures/picture-156.svg");
+    EXPECT_EQ(render::PicturePath(PictureId(r)), unknown);
     r.setTypeCode('P');
     r.setU8(rec::kPayload, kGraphicPrintMark);
     EXPECT_EQ(render::PicturePath(PictureId(r)), ":/pictures/picture-177.svg");
-}
 
-// The view draws pictures from a cache of images, one per picture, size and
-// device pixel ratio, each rendered from its SVG.
-TEST_F(RenderResources, PictureImagesAreCachedPerSizeAndRatio) {
-    const ComponentType& type = kCatalogue[0];
-    const QImage once = render::PictureImage(type.pictureId, QSize(60, 60), 1.0);
-    ASSERT_EQ(once.size(), QSize(60, 60));
-    EXPECT_EQ(render::PictureImage(type.pictureId, QSize(60, 60), 1.0).cacheKey(), once.cacheKey());
-    const int expected = OpaquePixels(Draw(render::PicturePath(type.pictureId), 60));
-    EXPECT_NEAR(OpaquePixels(once), expected, expected / 50 + 1);
-
-    const QImage sharp = render::PictureImage(type.pictureId, QSize(120, 120), 2.0);
-    const QImage plain = render::PictureImage(type.pictureId, QSize(120, 120), 1.0);
+    // The images are cached per picture, size and device pixel ratio.
+    const std::uint16_t id = kCatalogue[0].pictureId;
+    EXPECT_EQ(image(id).cacheKey(), image(id).cacheKey());
+    const QImage sharp = image(id, 120, 2.0);
     EXPECT_EQ(sharp.size(), QSize(120, 120));
     EXPECT_EQ(sharp.devicePixelRatio(), 2.0);
-    EXPECT_EQ(plain.devicePixelRatio(), 1.0);
-    EXPECT_NE(sharp.cacheKey(), plain.cacheKey());
-    // Another type is another picture; an id without one is the unknown picture.
-    EXPECT_NE(render::PictureImage(kCatalogue[1].pictureId, QSize(60, 60), 1.0), once);
-    EXPECT_EQ(render::PictureImage(0, QSize(60, 60), 1.0),
-              render::PictureImage(kUnknownPictureId, QSize(60, 60), 1.0));
-    EXPECT_TRUE(render::PictureImage(type.pictureId, QSize(0, 0), 1.0).isNull());
+    EXPECT_NE(sharp.cacheKey(), image(id, 120).cacheKey());
+    EXPECT_TRUE(image(id, 0).isNull());
 }
 
 TEST_F(RenderResources, IconsAndFlagsLoad) {
@@ -138,17 +129,9 @@ TEST_F(RenderResources, IconsAndFlagsLoad) {
     EXPECT_TRUE(render::Icon("no-such-icon").isNull());
     EXPECT_TRUE(render::Icon("").isNull());
 
-    for (std::uint32_t lang = 0; lang < 4; ++lang) {
-        const QString path = render::FlagPath(lang);
-        EXPECT_TRUE(QSvgRenderer(path).isValid()) << lang;
-        // A flag fills its whole rectangle.
-        QImage image(30, 20, QImage::Format_ARGB32);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        QSvgRenderer(path).render(&painter);
-        painter.end();
-        EXPECT_EQ(OpaquePixels(image), 30 * 20) << lang;
-    }
+    // A flag fills its whole rectangle.
+    for (std::uint32_t lang = 0; lang < 4; ++lang)
+        EXPECT_EQ(OpaquePixels(Draw(render::FlagPath(lang), 30, 20)), 30 * 20) << lang;
     EXPECT_TRUE(render::FlagPath(4).isEmpty());
 }
 
@@ -162,24 +145,21 @@ QSet<QString> Anchors(const QString& html) {
 }
 
 TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
-    const std::uint32_t contexts[] = {render::kHelpContents,
-                                      render::kHelpFile,
-                                      render::kHelpEdit,
-                                      render::kHelpProcedure,
-                                      render::kHelpQuickStart,
-                                      render::kHelpSelection,
-                                      render::kHelpVariables,
-                                      render::kHelpCommandComponent,
-                                      render::kHelpPictureComponent};
+    using namespace render;
+    const std::uint32_t contexts[] = {
+        kHelpContents,        kHelpFile,      kHelpEdit,      kHelpProcedure,
+        kHelpQuickStart,      kHelpSelection, kHelpVariables, kHelpCommandComponent,
+        kHelpPictureComponent};
     // No help file (a language outside 0..3) or a foreign one: no help.
-    EXPECT_TRUE(render::HelpUrl("", render::kHelpVariables).isEmpty());
-    EXPECT_TRUE(render::HelpFolder("other.hlp").isEmpty());
-    // Italian's name is the English one in capitals.
+    EXPECT_TRUE(HelpUrl("", kHelpVariables).isEmpty());
+    EXPECT_TRUE(HelpFolder("other.hlp").isEmpty());
+    // Italian's name is the English one in capitals: the English help.
+    EXPECT_EQ(HelpUrl("QUELVARI-engl.hlp", kHelpContents).toString(), "qrc:/help/en/index.html");
     for (const char* helpFile : {"Quelvari-dt.hlp", "Quelvari-engl.hlp", "QUELVARI-engl.hlp"}) {
         std::set<QString> pages;
         for (std::uint32_t context : contexts) {
             SCOPED_TRACE(std::string(helpFile) + " " + std::to_string(context));
-            const QUrl url = render::HelpUrl(helpFile, context);
+            const QUrl url = HelpUrl(helpFile, context);
             ASSERT_EQ(url.scheme(), "qrc");
             const QString html = ReadAll(":" + url.path());
             ASSERT_FALSE(html.isEmpty()) << url.toString().toStdString();
@@ -190,27 +170,22 @@ TEST_F(RenderResources, EveryHelpContextOpensAnExistingPageAndAnchor) {
         }
         // Every context has a place of its own.
         EXPECT_EQ(pages.size(), std::size(contexts));
-        // The Help button of every component dialog opens its type's section.
-        for (const ComponentType& type : kCatalogue)
-            EXPECT_EQ(render::HelpUrl(helpFile, type.dialogId),
-                      render::ComponentHelpUrl(helpFile, type.key))
-                << type.key;
-        for (std::uint32_t interbusFunction :
-             {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
-            EXPECT_EQ(render::HelpUrl(helpFile, interbusFunction),
-                      render::ComponentHelpUrl(helpFile, "interbus"));
-        // Every component type has its own section on the types page.
+        // The Help button of every component dialog opens its type's own
+        // section on the types page.
         std::set<QString> sections;
-        const QString types = ReadAll(":" + render::ComponentHelpUrl(helpFile, "time").path());
+        const QString types = ReadAll(":" + ComponentHelpUrl(helpFile, "time").path());
         for (const ComponentType& type : kCatalogue) {
-            const QUrl url = render::ComponentHelpUrl(helpFile, type.key);
+            const QUrl url = HelpUrl(helpFile, type.dialogId);
+            EXPECT_EQ(url, ComponentHelpUrl(helpFile, type.key)) << type.key;
             EXPECT_TRUE(Anchors(types).contains(url.fragment())) << type.key;
             sections.insert(url.toString());
         }
         EXPECT_EQ(sections.size(), kComponentTypeCount);
+        for (std::uint32_t interbusFunction :
+             {kInterbusCycleDialog, kInterbusInitialiseDialog, kInterbusResetDialog})
+            EXPECT_EQ(HelpUrl(helpFile, interbusFunction), ComponentHelpUrl(helpFile, "interbus"));
         // A context the program never uses opens the contents page.
-        EXPECT_EQ(render::HelpUrl(helpFile, 4711),
-                  render::HelpUrl(helpFile, render::kHelpContents));
+        EXPECT_EQ(HelpUrl(helpFile, 4711), HelpUrl(helpFile, kHelpContents));
     }
 }
 

@@ -2,43 +2,27 @@
 // the view and the commands, several rows act together, dragging and the
 // moves reorder, the title marks unsaved changes, Find jumps to steps, the
 // recent files are remembered and a recovery copy is offered after a crash.
-#include <gtest/gtest.h>
-
 #include <QAction>
-#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
-#include <QMessageBox>
 #include <QMimeData>
-#include <QPrintPreviewDialog>
 #include <QPrintPreviewWidget>
 #include <QPushButton>
-#include <QTest>
-#include <QTimer>
 #include <QTreeWidget>
-
-#include <optional>
 
 #include "app/editor_extras.h"
 #include "app/find_panel.h"
-#include "app/main_window.h"
 #include "app/print/print_preview.h"
 #include "app/procedure_view.h"
 #include "app/step_list.h"
-#include "commands/editor_settings.h"
-#include "dialog_driver.h"
-#include "model/config.h"
-#include "texts/texts.h"
+#include "window_fixture.h"
 
 namespace quelvari::app {
 namespace {
 
 using test::WhenModal;
-
-const QString kSample = QStringLiteral(QUELVARI_EXAMPLES "/sample.PAD");
 
 std::string Types(const ProcedureList& list) {
     std::string out;
@@ -49,35 +33,23 @@ std::string Types(const ProcedureList& list) {
     return out;
 }
 
-class StepList : public ::testing::Test {
+class StepList : public test::WindowTest {
   protected:
     void SetUp() override {
-        setLanguage(kGerman);
-        QFile::remove(QString::fromStdString(EditorSettingsPath()));
-        RemoveRecovery();
+        WindowTest::SetUp();
         // A copy of the sample, so that saving touches nothing shared.
         copy = QDir::tempPath() +
                QStringLiteral("/quelvari-step-list-%1.PAD").arg(QCoreApplication::applicationPid());
         QFile::remove(copy);
-        ASSERT_TRUE(QFile::copy(kSample, copy));
+        ASSERT_TRUE(QFile::copy(test::kSample, copy));
         QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
     }
     void TearDown() override {
-        window.reset();
+        WindowTest::TearDown();
         QFile::remove(copy);
-        QFile::remove(QString::fromStdString(EditorSettingsPath()));
-        RemoveRecovery();
     }
-    // A shown window with the copy open; it goes before the files do.
-    MainWindow& opened() {
-        window.emplace();
-        window->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(&*window));
-        window->openPath(copy);
-        return *window;
-    }
+    MainWindow& opened() { return shown(copy); }
     QString copy;
-    std::optional<MainWindow> window;
 };
 
 TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
@@ -145,11 +117,6 @@ TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
     dock->show();
     EXPECT_EQ(dock->model()->rowCount(), 7);
     EXPECT_EQ(rows->currentIndex().row(), static_cast<int>(list.currentNumber) - 1);
-
-    // Saving clears the mark.
-    w.fileSave();
-    EXPECT_EQ(list.modified, 0u);
-    EXPECT_FALSE(w.windowTitle().endsWith(QLatin1Char('*')));
 }
 
 TEST_F(StepList, DragAndTheMoveCommandsReorderAsOneUndoableCommand) {
@@ -167,9 +134,7 @@ TEST_F(StepList, DragAndTheMoveCommandsReorderAsOneUndoableCommand) {
     EXPECT_EQ(dock->view()->selectedSteps(), (std::vector<std::uint32_t>{3, 4}));
     EXPECT_EQ(w.editCommands().undoStack().slot(0).commandId, cmd::kMove);
 
-    // Alt+Down moves the chosen pair one further; Undo twice restores all.
-    QAction* down = w.extras()->action(cmd::kMoveDown);
-    EXPECT_EQ(down->shortcut(), QKeySequence(Qt::ALT | Qt::Key_Down));
+    // Alt+Down moves the chosen pair one further, Alt+Up back; Undo restores all.
     dock->view()->setFocus();
     QTest::keyClick(dock->view(), Qt::Key_Down, Qt::AltModifier);
     EXPECT_EQ(Types(list), sample.substr(2, 3) + sample.substr(0, 2) + sample.substr(5));
@@ -185,25 +150,25 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     MainWindow& w = opened();
     ProcedureList& list = w.procedure();
     FindPanel* find = w.extras()->findPanel();
+    // Types `text` into the field as a new search and returns the hits.
+    const auto search = [find](const QString& text) {
+        find->field()->clear();
+        QTest::keyClicks(find->field(), text);
+        QTest::keyClick(find->field(), Qt::Key_Return);
+        return find->results()->topLevelItemCount();
+    };
     EXPECT_FALSE(find->isVisible());
     w.extras()->action(cmd::kFind)->trigger();
     EXPECT_TRUE(find->isVisible());
-    QTest::keyClicks(find->field(), QStringLiteral("baustein"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    // Every step's type name ends in "baustein".
-    EXPECT_EQ(find->results()->topLevelItemCount(), 8);
-    find->field()->clear();
-    QTest::keyClicks(find->field(), QStringLiteral("z2"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    ASSERT_GE(find->results()->topLevelItemCount(), 1);
+    EXPECT_EQ(search(QStringLiteral("baustein")), 8);  // every type name ends so
+    ASSERT_GE(search(QStringLiteral("z2")), 1);
     const std::uint32_t first = find->hits().front().step;
     QTest::mouseClick(find->results()->viewport(), Qt::LeftButton, {},
                       find->results()->visualItemRect(find->results()->topLevelItem(0)).center());
     EXPECT_EQ(list.currentNumber, first);
     EXPECT_EQ(w.extras()->stepList()->view()->currentIndex().row(), static_cast<int>(first) - 1);
     // F3 goes to the next hit behind the current step, round from the last.
-    find->field()->setText(QStringLiteral("baustein"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
+    search(QStringLiteral("baustein"));
     list.goToStep(3);
     w.extras()->action(cmd::kFindNext)->trigger();
     EXPECT_EQ(list.currentNumber, 4u);
@@ -214,9 +179,7 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     list.goToStep(1);
     w.editDelete();
     EXPECT_EQ(find->results()->topLevelItemCount(), 7);
-    find->field()->setText(QStringLiteral("nirgends"));
-    QTest::keyClick(find->field(), Qt::Key_Return);
-    EXPECT_EQ(find->results()->topLevelItemCount(), 0);
+    EXPECT_EQ(search(QStringLiteral("nirgends")), 0);
 }
 
 TEST_F(StepList, PrintPreviewFromTheFileMenuAndThePrintDialog) {
@@ -253,38 +216,28 @@ TEST_F(StepList, PrintPreviewFromTheFileMenuAndThePrintDialog) {
 }
 
 TEST_F(StepList, RecentFilesAndTheRecoveryCopy) {
-    {
-        MainWindow w;
-        w.show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
-        w.openPath(copy);
-        const EditorSettings saved = ReadEditorSettings();
-        ASSERT_EQ(saved.recent.size(), 1u);
-        EXPECT_EQ(saved.recent[0], QFile::encodeName(copy).toStdString());
-        QMenu* recent = w.extras()->recentMenu();
-        ASSERT_EQ(recent->actions().size(), 1);
-        EXPECT_TRUE(recent->actions()[0]->text().endsWith(copy));
+    MainWindow& w = opened();
+    const EditorSettings saved = ReadEditorSettings();
+    ASSERT_EQ(saved.recent.size(), 1u);
+    EXPECT_EQ(saved.recent[0], QFile::encodeName(copy).toStdString());
+    QMenu* recent = w.extras()->recentMenu();
+    ASSERT_EQ(recent->actions().size(), 1);
+    EXPECT_TRUE(recent->actions()[0]->text().endsWith(copy));
 
-        // Unsaved changes start the timer; its work writes the copy, never
-        // over the user's file.
-        const QByteArray before = [&] {
-            QFile f(copy);
-            f.open(QIODevice::ReadOnly);
-            return f.readAll();
-        }();
-        w.procedure().goToStep(2);
-        w.editDelete();
-        EXPECT_TRUE(w.extras()->recoveryTimer()->isActive());
-        EXPECT_EQ(w.extras()->recoveryTimer()->interval(), 60 * 1000);
-        w.extras()->writeRecovery();
-        QFile user(copy);
-        ASSERT_TRUE(user.open(QIODevice::ReadOnly));
-        EXPECT_EQ(user.readAll(), before);
-        ASSERT_TRUE(FindRecovery().has_value());
-        // The window is left without the clean exit, as after a crash.
-        w.procedure().modified = 0;
-    }
-    MainWindow next;
+    // Unsaved changes start the timer; its work writes the copy, never over
+    // the user's file.
+    const QByteArray before = test::FileBytes(copy);
+    w.procedure().goToStep(2);
+    w.editDelete();
+    EXPECT_TRUE(w.extras()->recoveryTimer()->isActive());
+    w.extras()->writeRecovery();
+    EXPECT_EQ(test::FileBytes(copy), before);
+    ASSERT_TRUE(FindRecovery().has_value());
+    // The window is left without the clean exit, as after a crash.
+    w.procedure().modified = 0;
+    window.reset();
+
+    MainWindow& next = window.emplace();
     next.show();
     QString question;
     WhenModal([&](QWidget* modal) {
