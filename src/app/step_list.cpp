@@ -1,10 +1,12 @@
 #include "app/step_list.h"
 
+#include <QApplication>
 #include <QDataStream>
 #include <QHeaderView>
 #include <QIODevice>
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QPixmap>
 #include <QTimer>
 
 #include <algorithm>
@@ -29,43 +31,27 @@ std::vector<const ComponentNode*> StepListModel::currentNodes() const {
     return rows;
 }
 
-void StepListModel::setRows(std::vector<const ComponentNode*> rows) {
-    const std::size_t had = rows_.size();
-    const std::size_t has = rows.size();
-    std::size_t head = 0;
-    while (head < had && head < has && rows_[head] == rows[head])
-        ++head;
-    std::size_t tail = 0;
-    while (tail < had - head && tail < has - head && rows_[had - 1 - tail] == rows[has - 1 - tail])
-        ++tail;
-    const int first = static_cast<int>(head);
-    if (has > had && head + tail == had) {
-        beginInsertRows({}, first, first + static_cast<int>(has - had) - 1);
-        rows_ = std::move(rows);
-        endInsertRows();
-    } else if (had > has && head + tail == has) {
-        beginRemoveRows({}, first, first + static_cast<int>(had - has) - 1);
-        rows_ = std::move(rows);
-        endRemoveRows();
-    } else {
-        beginResetModel();
-        rows_ = std::move(rows);
-        endResetModel();
-    }
-}
-
 void StepListModel::refreshNodes() {
     std::vector<const ComponentNode*> rows = currentNodes();
-    if (rows != rows_)
-        setRows(std::move(rows));
+    if (rows == rows_)
+        return;
+    // Nodes say nothing about which step came or went (a Delete may move the
+    // records and release the last node), so the view starts afresh: no
+    // selection or anchor of a Shift+arrow survives on a row that is now
+    // another step.
+    beginResetModel();
+    rows_ = std::move(rows);
+    endResetModel();
 }
 
 void StepListModel::reload() {
-    // Nodes added or removed are told first; a Change or a move keeps the
-    // nodes (records move between them), and then the view keeps its rows,
-    // selection and scroll position. The texts, numbers and gotos of every
-    // row may have changed either way.
-    refreshNodes();
+    // Nodes added or removed start the rows afresh; a Change or a move keeps
+    // the nodes (records move between them), and then the view keeps its
+    // rows, selection and scroll position while the texts are read again.
+    if (currentNodes() != rows_) {
+        refreshNodes();
+        return;
+    }
     if (!rows_.empty())
         emit dataChanged(index(0, 0), index(static_cast<int>(rows_.size()) - 1, ColumnCount - 1));
 }
@@ -95,8 +81,14 @@ int StepListModel::columnCount(const QModelIndex& parent) const {
 QIcon StepListModel::typeIcon(const ComponentRecord& r) const {
     const std::uint16_t id = PictureId(r);
     auto it = icons_.find(id);
-    if (it == icons_.end())
-        it = icons_.insert(id, QIcon(render::PicturePath(id)));
+    if (it == icons_.end()) {
+        // The pictures are square; drawn once per type at the list's icon size
+        // through the same cache as the view's pictures.
+        const qreal ratio = qApp->devicePixelRatio();
+        const int pixels = qRound(kIconSize * ratio);
+        it = icons_.insert(
+            id, QIcon(QPixmap::fromImage(render::PictureImage(id, QSize(pixels, pixels), ratio))));
+    }
     return *it;
 }
 
@@ -206,7 +198,7 @@ StepListView::StepListView(QWidget* parent) : QTableView(parent) {
     setWordWrap(false);
     setShowGrid(false);
     setAlternatingRowColors(true);
-    setIconSize(QSize(16, 16));
+    setIconSize(QSize(StepListModel::kIconSize, StepListModel::kIconSize));
     verticalHeader()->hide();
     // Fixed row heights and column widths: the view never measures 65,535
     // rows.

@@ -25,6 +25,8 @@ class StepListModel : public QAbstractTableModel {
   public:
     enum Column { Number, Type, Input, Branch, Goto, Comment, ColumnCount };
     static constexpr const char* kMimeType = "application/x-quelvari-steps";
+    // The type pictures in the list, in logical pixels.
+    static constexpr int kIconSize = 16;
 
     explicit StepListModel(const ProcedureList& list, QObject* parent = nullptr);
 
@@ -54,10 +56,6 @@ class StepListModel : public QAbstractTableModel {
                       const QModelIndex& parent) override;
 
   private:
-    // Takes `rows` as the model's rows: one block inserted or removed (an
-    // Insert, a Paste, a Delete) tells the view just that, so it keeps its
-    // place and redoes only the rows it shows; anything else resets.
-    void setRows(std::vector<const ComponentNode*> rows);
     std::vector<const ComponentNode*> currentNodes() const;
     QIcon typeIcon(const ComponentRecord& r) const;
 

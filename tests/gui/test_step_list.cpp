@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QDir>
 #include <QFile>
+#include <QIcon>
 #include <QLabel>
 #include <QMenu>
 #include <QMimeData>
@@ -16,7 +17,9 @@
 #include "app/find_panel.h"
 #include "app/print/print_preview.h"
 #include "app/procedure_view.h"
+#include "app/qt_text.h"
 #include "app/step_list.h"
+#include "components/catalogue.h"
 #include "window_fixture.h"
 
 namespace quelvari::app {
@@ -65,6 +68,20 @@ TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
     EXPECT_EQ(dock->model()->index(7, StepListModel::Input).data().toString(),
               QStringLiteral("Z1>=Z2"));
     EXPECT_FALSE(w.windowTitle().endsWith(QLatin1Char('*')));
+    const QIcon icon =
+        dock->model()->index(1, StepListModel::Type).data(Qt::DecorationRole).value<QIcon>();
+    EXPECT_EQ(icon.pixmap(StepListModel::kIconSize).width(), StepListModel::kIconSize);
+    // The rows show the steps in order, however the list was told of a change
+    // (rows inserted, rows removed, or all read again).
+    const auto rowsShowSteps = [&] {
+        int row = 0;
+        for (const ComponentNode* n = &list.procedureHead;
+             n && row < static_cast<int>(list.componentCount); n = n->next, ++row)
+            if (dock->model()->index(row, StepListModel::Type).data().toString() !=
+                ToQt(TypeName(n->record)))
+                return false;
+        return row == dock->model()->rowCount();
+    };
 
     // The view's paging chooses the row, and choosing a row pages the view.
     QTest::keyClick(w.view(), Qt::Key_PageDown);
@@ -84,6 +101,7 @@ TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
     QTest::keyClick(rows, Qt::Key_Delete);
     EXPECT_EQ(list.componentCount, 6u);
     EXPECT_EQ(dock->model()->rowCount(), 6);
+    EXPECT_TRUE(rowsShowSteps());
     EXPECT_EQ(Types(list), sample.substr(0, 2) + sample.substr(4));
     EXPECT_EQ(w.editCommands().undoStack().count(), 1u);
     EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral(".PAD*")));
@@ -93,6 +111,7 @@ TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
     w.action(cmd::kUndo)->trigger();
     EXPECT_EQ(Types(list), sample);
     EXPECT_EQ(dock->model()->rowCount(), 8);
+    EXPECT_TRUE(rowsShowSteps());
     QAction* redo = w.extras()->action(cmd::kRedo);
     EXPECT_TRUE(redo->isEnabled());
     EXPECT_TRUE(redo->shortcuts().contains(QKeySequence(Qt::CTRL | Qt::Key_Y)));
@@ -109,6 +128,7 @@ TEST_F(StepList, FollowsTheViewAndTheCommandsAndActsOnSeveralRows) {
     w.action(cmd::kPaste)->trigger();
     EXPECT_EQ(Types(list),
               sample.substr(0, 2) + sample.substr(4, 3) + sample.substr(0, 2) + sample.substr(7));
+    EXPECT_TRUE(rowsShowSteps());
 
     // A hidden list reads the steps again when it is shown.
     dock->hide();
