@@ -129,6 +129,51 @@ TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
     EXPECT_EQ(references(), (std::vector<int>{3, 5, 5, 5, 5, 6, -1, 9}));
 }
 
+// The step change tells a list of all steps which block of steps came or went,
+// in step positions, although records move between nodes.
+TEST(ProcedureList, StepChangeIsOneBlockOfStepsOrAll) {
+    using Change = ProcedureList::StepChange;
+    using Kind = Change::Kind;
+    ProcedureList list;
+    fill(list,
+         {makeRecord('Z'), makeRecord('M'), makeRecord('U'), makeRecord('D'), makeRecord('p')});
+    EXPECT_EQ(list.takeStepChange().kind, Kind::kAll);  // freed and filled
+    EXPECT_EQ(list.takeStepChange().kind, Kind::kNone);
+
+    // Two insertions in front of step 3 (a Paste of two), then an Append.
+    list.goToStep(3);
+    list.insertAtCurrent(makeRecord('T'));
+    list.insertAtCurrent(makeRecord('T'));
+    EXPECT_EQ(list.takeStepChange(), (Change{Kind::kInserted, 3, 2}));
+    list.appendRecord(makeRecord('A'));
+    EXPECT_EQ(list.takeStepChange(), (Change{Kind::kInserted, 8, 1}));
+
+    // Deleting steps 3 and 4 (the next one moves up), then 5 and 4 (the one
+    // before), then the last step.
+    list.goToStep(3);
+    list.deleteCurrent();
+    list.deleteCurrent();
+    EXPECT_EQ(list.takeStepChange(), (Change{Kind::kRemoved, 3, 2}));
+    list.goToStep(5);
+    list.deleteCurrent();
+    list.goToStep(4);
+    list.deleteCurrent();
+    EXPECT_EQ(list.takeStepChange(), (Change{Kind::kRemoved, 4, 2}));
+    list.goToStep(list.componentCount);
+    list.deleteCurrent();
+    EXPECT_EQ(list.takeStepChange(), (Change{Kind::kRemoved, 4, 1}));
+
+    // Steps apart, or an insertion and a deletion: all steps.
+    list.goToStep(1);
+    list.insertAtCurrent(makeRecord('T'));
+    list.goToStep(3);
+    list.insertAtCurrent(makeRecord('T'));
+    EXPECT_EQ(list.takeStepChange().kind, Kind::kAll);
+    list.insertAtCurrent(makeRecord('T'));
+    list.deleteCurrent();
+    EXPECT_EQ(list.takeStepChange().kind, Kind::kAll);
+}
+
 TEST(Numbers, ReadAsTheCLibraryDoesInTheCLocale) {
     const char* decimals[] = {"0.25",  " -1.5x", "+.5",   "1e3",     "12,5", "abc",
                               "",      "-",      "+-1",   "007.100", "1.",   "  3.25e-2kB",

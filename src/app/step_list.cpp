@@ -17,7 +17,7 @@
 
 namespace quelvari::app {
 
-StepListModel::StepListModel(const ProcedureList& list, QObject* parent)
+StepListModel::StepListModel(ProcedureList& list, QObject* parent)
     : QAbstractTableModel(parent), list_(list) {}
 
 std::vector<const ComponentNode*> StepListModel::currentNodes() const {
@@ -32,31 +32,63 @@ std::vector<const ComponentNode*> StepListModel::currentNodes() const {
 }
 
 void StepListModel::refreshNodes() {
+    using Kind = ProcedureList::StepChange::Kind;
+    const ProcedureList::StepChange change = list_.takeStepChange();
     std::vector<const ComponentNode*> rows = currentNodes();
-    if (rows == rows_)
+    const std::size_t had = rows_.size();
+    const std::size_t has = rows.size();
+    const std::size_t first = change.first > 0 ? change.first - 1 : 0;
+    const std::size_t count = change.count;
+    const bool inserted =
+        change.kind == Kind::kInserted && has == had + count && count > 0 && first <= had;
+    const bool removed =
+        change.kind == Kind::kRemoved && had == has + count && count > 0 && first + count <= had;
+    if (!inserted && !removed) {
+        if (change.kind == Kind::kNone && rows == rows_)
+            return;
+        beginResetModel();
+        rows_ = std::move(rows);
+        endResetModel();
         return;
-    // Nodes say nothing about which step came or went (a Delete may move the
-    // records and release the last node), so the view starts afresh: no
-    // selection or anchor of a Shift+arrow survives on a row that is now
-    // another step.
-    beginResetModel();
-    rows_ = std::move(rows);
-    endResetModel();
+    }
+    // While the view is told, the old rows show the steps they stand for:
+    // records have moved between nodes and a Delete released one, so each
+    // old row takes the node that now holds its step (a removed row, one
+    // that stays valid).
+    std::vector<const ComponentNode*> before(had);
+    for (std::size_t i = 0; i < had; ++i) {
+        if (inserted)
+            before[i] = rows[i < first ? i : i + count];
+        else if (i < first || i >= first + count)
+            before[i] = rows[i < first ? i : i - count];
+        else
+            before[i] = &list_.procedureHead;
+    }
+    rows_ = std::move(before);
+    const int from = static_cast<int>(first);
+    const int to = static_cast<int>(first + count) - 1;
+    if (inserted) {
+        beginInsertRows({}, from, to);
+        rows_ = std::move(rows);
+        endInsertRows();
+    } else {
+        beginRemoveRows({}, from, to);
+        rows_ = std::move(rows);
+        endRemoveRows();
+    }
 }
 
 void StepListModel::reload() {
-    // Nodes added or removed start the rows afresh; a Change or a move keeps
-    // the nodes (records move between them), and then the view keeps its
-    // rows, selection and scroll position while the texts are read again.
-    if (currentNodes() != rows_) {
-        refreshNodes();
-        return;
-    }
+    // Nodes added or removed are told first; a Change or a move keeps the
+    // nodes (records move between them). The texts, numbers and gotos of
+    // every row may have changed either way.
+    refreshNodes();
     if (!rows_.empty())
         emit dataChanged(index(0, 0), index(static_cast<int>(rows_.size()) - 1, ColumnCount - 1));
 }
 
 void StepListModel::clear() {
+    list_.takeStepChange();  // a hidden list reads every step when shown
     if (rows_.empty())
         return;
     beginResetModel();

@@ -28,14 +28,16 @@ class StepListModel : public QAbstractTableModel {
     // The type pictures in the list, in logical pixels.
     static constexpr int kIconSize = 16;
 
-    explicit StepListModel(const ProcedureList& list, QObject* parent = nullptr);
+    explicit StepListModel(ProcedureList& list, QObject* parent = nullptr);
 
     // Reads the procedure again (after a command changed it).
     void reload();
-    // Only where the nodes themselves changed: the rows are read again;
-    // the same nodes stay as they are, without repainting their rows.
-    // Called in the middle of a command; the dock's refreshNodes keeps the
-    // view's row changes from choosing a step meanwhile.
+    // Takes what the steps went through: a block of steps inserted or
+    // removed by an edit is told as just that, so the view keeps its place,
+    // selection and anchor on the same steps and redoes only the rows it
+    // shows; anything else starts the rows afresh. Called in the middle of a
+    // command; the dock's refreshNodes keeps the view's row changes from
+    // choosing a step meanwhile.
     void refreshNodes();
     // Holds no rows (while the list is hidden).
     void clear();
@@ -59,7 +61,7 @@ class StepListModel : public QAbstractTableModel {
     std::vector<const ComponentNode*> currentNodes() const;
     QIcon typeIcon(const ComponentRecord& r) const;
 
-    const ProcedureList& list_;
+    ProcedureList& list_;
     std::vector<const ComponentNode*> rows_;
     mutable QHash<std::uint16_t, QIcon> icons_;
 };

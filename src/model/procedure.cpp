@@ -2,6 +2,7 @@
 
 #include "model/record_reader.h"
 
+#include <algorithm>
 #include <new>
 #include <type_traits>
 
@@ -54,6 +55,7 @@ void ProcedureList::releaseNode(ComponentNode* node) {
 }
 
 int ProcedureList::freeProcedure() {
+    noteStepChange(StepChange::Kind::kAll, 0);
     // Every node behind procedureHead lives in the slabs.
     for (auto& slab : slabs_)
         ASAN_UNPOISON_MEMORY_REGION(slab.get(), kSlabNodes * sizeof(ComponentNode));
@@ -66,11 +68,31 @@ int ProcedureList::freeProcedure() {
     return 0;
 }
 
+void ProcedureList::noteStepChange(StepChange::Kind kind, std::uint32_t step) {
+    using Kind = StepChange::Kind;
+    StepChange& c = stepChange_;
+    if (kind == Kind::kAll || c.kind == Kind::kAll) {
+        c = {Kind::kAll, 0, 0};
+    } else if (c.kind == Kind::kNone) {
+        c = {kind, step, 1};
+    } else if (kind == Kind::kInserted && c.kind == kind && step >= c.first &&
+               step <= c.first + c.count) {
+        ++c.count;  // next to or inside the inserted block
+    } else if (kind == Kind::kRemoved && c.kind == kind &&
+               (step == c.first || step + 1 == c.first)) {
+        c.first = std::min(c.first, step);  // the step behind or before the block
+        ++c.count;
+    } else {
+        c = {Kind::kAll, 0, 0};
+    }
+}
+
 void ProcedureList::appendNode(const ComponentRecord& record) {
     appendUnfilledNode() = record;
 }
 
 ComponentRecord& ProcedureList::appendUnfilledNode() {
+    noteStepChange(StepChange::Kind::kAll, 0);
     ComponentNode* node = allocateNode();
     node->prev = tail_;
     node->next = nullptr;
@@ -81,6 +103,8 @@ ComponentRecord& ProcedureList::appendUnfilledNode() {
 }
 
 void ProcedureList::dropTail(std::size_t n) {
+    if (n > 0)
+        noteStepChange(StepChange::Kind::kAll, 0);
     for (; n > 0 && tail_ != &procedureHead; --n) {
         ComponentNode* node = tail_;
         tail_ = node->prev;
@@ -131,6 +155,7 @@ void ProcedureList::renumber(std::uint16_t pivot, bool inserted) {
 void ProcedureList::insertAtCurrent(const ComponentRecord& record) {
     ComponentNode* cur = currentNode;
     const std::uint16_t n = cur->record.number();
+    noteStepChange(StepChange::Kind::kInserted, n);
     ComponentNode* moved = allocateNode();
     *moved = *cur;
     moved->prev = cur;
@@ -153,6 +178,7 @@ bool ProcedureList::deleteCurrent() {
     ComponentNode* cur = currentNode;
     if (viewRecord.typeCode() == 0 && !cur->next)
         return false;
+    noteStepChange(StepChange::Kind::kRemoved, cur->record.number());
     if (ComponentNode* following = cur->next) {
         cur->record = following->record;
         cur->next = following->next;
@@ -178,6 +204,7 @@ bool ProcedureList::deleteCurrent() {
 }
 
 void ProcedureList::appendRecord(const ComponentRecord& record) {
+    noteStepChange(StepChange::Kind::kInserted, componentCount + 1);
     currentNumber = componentCount + 1;
     currentNode = tail_;
     if (currentNode->record.typeCode() != 0) {

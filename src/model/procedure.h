@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/record.h"
@@ -101,6 +102,23 @@ class ProcedureList {
     // Number of nodes in the list, counted by walking it.
     std::size_t nodeCount() const;
 
+    // What the steps went through since it was last taken, for a list of all
+    // steps that follows the edits without reading every step again: one
+    // block of `count` steps inserted in front of step `first` (they now stand
+    // from `first` on), or removed from step `first` on. Records move between nodes (an insertion
+    // moves the current record into a new node behind it), so only these
+    // step positions say which step came or went. Anything else (a file read,
+    // the procedure freed, edits that do not join into one block) is kAll.
+    struct StepChange {
+        enum class Kind { kNone, kInserted, kRemoved, kAll };
+        Kind kind = Kind::kNone;
+        std::uint32_t first = 0;  // 1-based
+        std::uint32_t count = 0;
+        bool operator==(const StepChange&) const = default;
+    };
+    // Hands the change over and starts a new one.
+    StepChange takeStepChange() { return std::exchange(stepChange_, {}); }
+
   private:
     // Nodes behind procedureHead come from slabs owned by the list: a file of
     // ten thousand steps costs a few dozen allocations instead of ten
@@ -110,11 +128,13 @@ class ProcedureList {
     static constexpr std::size_t kSlabNodes = 256;
     ComponentNode* allocateNode();
     void releaseNode(ComponentNode* node);
+    void noteStepChange(StepChange::Kind kind, std::uint32_t step);
 
     ComponentNode* tail_ = &procedureHead;
     std::vector<std::unique_ptr<std::byte[]>> slabs_;
     std::size_t slabUsed_ = kSlabNodes;
     std::vector<ComponentNode*> freeNodes_;
+    StepChange stepChange_;
 };
 
 }  // namespace quelvari
