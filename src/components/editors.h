@@ -3,6 +3,7 @@
 // through the table in editor.cpp.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "components/editor.h"
@@ -82,5 +83,25 @@ std::string FormatVariableList(const ComponentRecord& r);
 // Returns 0 or the error number (11, 14, 113); the bytes are set only on
 // success.
 int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes);
+
+// One entry of a list text: a name of one or two characters and the decimal
+// number behind it. `digits` counts the number's digits; the number is summed
+// over the first four only, so a long run of digits cannot overflow it (every
+// reader refuses more than three).
+struct VariableEntryText {
+    std::uint8_t first = 0;
+    std::uint8_t second = 0;  // 0 for a one-character name
+    int digits = 0;
+    int number = 0;
+    // The entry's three record bytes: name and number, the number behind a
+    // one-character name, 0 at the end.
+    std::array<std::uint8_t, 3> bytes() const {
+        const auto n = static_cast<std::uint8_t>(number);
+        return second ? std::array<std::uint8_t, 3>{first, second, n}
+                      : std::array<std::uint8_t, 3>{first, n, 0};
+    }
+};
+// Reads the entry that starts at `pos` (inside `text`) and moves past it.
+VariableEntryText ReadVariableEntry(const std::string& text, std::size_t& pos);
 
 }  // namespace quelvari

@@ -112,6 +112,17 @@ std::string operatorText(const ComponentRecord& r, const TriggerAt& at) {
 
 }  // namespace
 
+VariableEntryText ReadVariableEntry(const std::string& text, std::size_t& pos) {
+    VariableEntryText e;
+    e.first = static_cast<std::uint8_t>(text[pos++]);
+    if (pos < text.size() && !isDigit(text[pos]))
+        e.second = static_cast<std::uint8_t>(text[pos++]);
+    for (; pos < text.size() && isDigit(text[pos]); ++pos, ++e.digits)
+        if (e.digits < 4)
+            e.number = e.number * 10 + (text[pos] - '0');
+    return e;
+}
+
 int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes) {
     std::size_t pos = text.find_first_not_of(' ');
     if (pos == std::string::npos)
@@ -137,21 +148,12 @@ int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes)
         return 0;
     }
     while (pos < text.size()) {
-        const auto first = static_cast<std::uint8_t>(text[pos++]);
-        std::uint8_t second = 0;
-        if (pos < text.size() && !isDigit(text[pos]))
-            second = static_cast<std::uint8_t>(text[pos++]);
-        int digits = 0, number = 0;
-        for (; pos < text.size() && isDigit(text[pos]); ++pos, ++digits)
-            if (digits < 3)  // more digits are refused below; stop before overflowing
-                number = number * 10 + (text[pos] - '0');
-        if (digits >= 3 || number > 31)
+        const VariableEntryText e = ReadVariableEntry(text, pos);
+        if (e.digits >= 3 || e.number > 31)
             return kErrVariableNumber;
         // Any character after the digits begins the next entry.
-        if (second)
-            out.insert(out.end(), {first, second, static_cast<std::uint8_t>(number)});
-        else
-            out.insert(out.end(), {first, static_cast<std::uint8_t>(number), 0});
+        const auto entry = e.bytes();
+        out.insert(out.end(), entry.begin(), entry.end());
     }
     out.push_back(0);
     bytes = std::move(out);

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "components/catalogue.h"
+#include "components/editors.h"
 #include "components/layouts.h"
 #include "model/encoding.h"
 #include "texts/texts.h"
@@ -365,22 +366,15 @@ bool parseVarList(const std::string& cp, std::vector<std::uint8_t>& out) {
     }
     std::size_t pos = 0;
     while (pos < cp.size()) {
-        const auto first = static_cast<std::uint8_t>(cp[pos++]);
-        if (first == 0 || isDigit(static_cast<char>(first)))
+        // The same entries as the dialog's list, but any number a record can
+        // hold (up to 255) reads back.
+        const VariableEntryText e = ReadVariableEntry(cp, pos);
+        if (e.first == 0 || isDigit(static_cast<char>(e.first)))
             return false;
-        std::uint8_t second = 0;
-        if (pos < cp.size() && !isDigit(cp[pos]))
-            second = static_cast<std::uint8_t>(cp[pos++]);
-        int digits = 0, number = 0;
-        for (; pos < cp.size() && isDigit(cp[pos]); ++pos, ++digits)
-            if (digits < 4)  // more than three digits is refused below; stop before int overflows
-                number = number * 10 + (cp[pos] - '0');
-        if (digits == 0 || digits > 3 || number > 255 || (second && number == 0))
+        if (e.digits == 0 || e.digits > 3 || e.number > 255 || (e.second && e.number == 0))
             return false;
-        if (second)
-            out.insert(out.end(), {first, second, static_cast<std::uint8_t>(number)});
-        else
-            out.insert(out.end(), {first, static_cast<std::uint8_t>(number), 0});
+        const auto entry = e.bytes();
+        out.insert(out.end(), entry.begin(), entry.end());
     }
     out.push_back(0);
     return m::kVariables + out.size() <= m::kVariablesEnd;

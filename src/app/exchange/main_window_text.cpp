@@ -9,6 +9,7 @@
 #include "app/procedure_view.h"
 #include "app/qt_text.h"
 #include "exchange/procedure_text.h"
+#include "model/record.h"
 #include "texts/texts.h"
 
 namespace quelvari::app {
@@ -21,10 +22,8 @@ constexpr std::uint32_t kFilter = 60606;
 constexpr std::uint32_t kUnreadable = 60607;
 constexpr std::uint32_t kUnwritable = 60608;
 
-QString fileName(const std::string& path) {
-    const auto slash = path.find_last_of("/\\");
-    return QString::fromLocal8Bit(
-        (slash == std::string::npos ? path : path.substr(slash + 1)).c_str());
+QString fileName(std::string path) {
+    return QString::fromLocal8Bit(stripFileName(path).c_str());
 }
 
 }  // namespace
