@@ -1,10 +1,12 @@
 # Shared set-up of ./run and ./test: installs the Debian packages that are
 # missing and configures and builds one build tree. Sourced, not run.
 
-# Build and run: compiler, CMake, Qt 6, libusb, GoogleTest.
+# Build and run: compiler, CMake, Qt 6, libusb, GoogleTest; the fonts the
+# window and the print-outs are drawn in (a machine may have other fonts only,
+# or none).
 QUELVARI_PACKAGES="cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev
     qt6-base-dev qt6-svg-dev libqt6svg6 qt6-serialport-dev libusb-1.0-0-dev qt6-translations-l10n
-    libtomlplusplus-dev nlohmann-json3-dev libpugixml-dev"
+    libtomlplusplus-dev nlohmann-json3-dev libpugixml-dev fonts-dejavu-core"
 # Tests only: format check, fuzzing (clang's libFuzzer), PDF page counts
 # (pdfinfo), fake USB devices (umockdev-run), a comma locale (localedef), a
 # display for ./run without one (xvfb-run, xauth), an immutable file (chattr),

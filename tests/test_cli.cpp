@@ -31,8 +31,10 @@ int pdfPages(const std::string& pdf) {
     const auto at = info.find("Pages:");
     return at == std::string::npos ? -1 : std::stoi(info.substr(at + 6));
 }
+// The text of every page, runs of blanks as one: how far apart pdftotext puts
+// two runs of text depends on the fonts the machine has.
 std::string pdfText(const std::string& pdf) {
-    return runCommand("pdftotext -layout '" + pdf + "' -").out;
+    return runCommand("pdftotext -layout '" + pdf + "' - | tr -s ' '").out;
 }
 
 // `steps` time components whose first names B12 and the others Z3.
