@@ -5,9 +5,11 @@
 #include <QHash>
 #include <QImage>
 #include <QPixmap>
+#include <QResource>
 #include <QSvgRenderer>
 #include <QTextStream>
 
+#include <cmath>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -115,29 +117,38 @@ QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRati
     return images.emplace(key, std::move(image)).first->second;
 }
 
+QImage BakedIcon(const QString& name, int scale) {
+    const QString suffix = scale == 1 ? QString() : QStringLiteral("@%1x").arg(scale);
+    const QResource resource(QStringLiteral(":/icons/%1%2.argb").arg(name, suffix));
+    if (!resource.isValid())
+        return {};
+    const QByteArray pixels = resource.uncompressedData();
+    const int side =
+        static_cast<int>(std::lround(std::sqrt(static_cast<double>(pixels.size()) / 4.0)));
+    if (side == 0 || static_cast<qsizetype>(side) * side * 4 != pixels.size())
+        return {};
+    QImage image(reinterpret_cast<const uchar*>(pixels.constData()), side, side, side * 4,
+                 QImage::Format_ARGB32_Premultiplied);
+    QImage copy = image.copy();
+    copy.setDevicePixelRatio(scale);
+    return copy;
+}
+
 QIcon Icon(const QString& name) {
     static QHash<QString, QIcon> icons;
     if (auto it = icons.constFind(name); it != icons.constEnd())
         return *it;
-    QIcon icon;
-    const QString png = QStringLiteral(":/icons/%1.png").arg(name);
-    const QString svg = QStringLiteral(":/icons/%1.svg").arg(name);
     if (name.isEmpty())
         return {};
-    if (QFile::exists(png)) {
-        // Baked at 24, 48 and 72 pixels; only the one for the screen's device
-        // pixel ratio is read (QIcon would decode all three at once), as PNG
-        // without probing the image formats. A window moved to a screen of
-        // another ratio scales it.
-        const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
-        const int scale = ratio > 2 ? 3 : ratio > 1 ? 2 : 1;
-        QImage image;
-        if (image.load(scale == 1 ? png : QStringLiteral(":/icons/%1@%2x.png").arg(name).arg(scale),
-                       "PNG")) {
-            image.setDevicePixelRatio(scale);
-            icon.addPixmap(QPixmap::fromImage(std::move(image)));
-        }
-    } else if (QFile::exists(svg))
+    QIcon icon;
+    // Baked at 24, 48 and 72 pixels; only the one for the screen's device
+    // pixel ratio is taken (QIcon would load all three at once). A window
+    // moved to a screen of another ratio scales it.
+    const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
+    const QImage baked = BakedIcon(name, ratio > 2 ? 3 : ratio > 1 ? 2 : 1);
+    if (!baked.isNull())
+        icon.addPixmap(QPixmap::fromImage(baked));
+    else if (const QString svg = QStringLiteral(":/icons/%1.svg").arg(name); QFile::exists(svg))
         icon = QIcon(svg);
     icons.insert(name, icon);
     return icon;

@@ -42,9 +42,13 @@ QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRati
 // A tool bar icon by name ("new", "open", "save", "cut", "copy", "paste",
 // "undo", "print", "syntax-test", "pre-check", "transfer", "help", "append",
 // "insert", "change", "delete", "goto", "quelvari"). A null icon for an
-// unknown name. The icons are rendered to PNG at build time (1x, 2x and 3x);
-// an icon without a rendering comes from its SVG. Loaded once per name.
+// unknown name. The icons are rendered to pixels at build time (1x, 2x and
+// 3x); an icon without a rendering comes from its SVG. Loaded once per name.
 QIcon Icon(const QString& name);
+
+// The build-time rendering of icon `name` for device pixel ratio `scale`
+// (1, 2 or 3): 24 * scale pixels square. A null image when there is none.
+QImage BakedIcon(const QString& name, int scale);
 
 // ":/flags/<code>.svg" for language 0..3 (German, English, French, Italian),
 // empty for any other value.

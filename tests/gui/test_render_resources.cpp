@@ -114,15 +114,18 @@ TEST_F(RenderResources, IconsAndFlagsLoad) {
         ASSERT_FALSE(icon.isNull());
         const QImage image = icon.pixmap(24, 24).toImage();
         EXPECT_GT(OpaquePixels(image), 24);
-        // Rendered at build time for screens of ratio 1, 2 and 3.
+        // Rendered at build time for screens of ratio 1, 2 and 3, each the
+        // drawing of its SVG.
         for (int scale : {1, 2, 3}) {
-            const QString suffix = scale == 1 ? QString() : QString("@%1x").arg(scale);
-            EXPECT_EQ(QImage(QString(":/icons/%1%2.png").arg(name, suffix)).width(), 24 * scale);
+            const QImage baked = render::BakedIcon(name, scale);
+            EXPECT_EQ(baked.width(), 24 * scale);
+            EXPECT_EQ(baked.devicePixelRatio(), scale);
+            EXPECT_EQ(OpaquePixels(baked), OpaquePixels(Draw(QString(":/icons/%1.svg").arg(name),
+                                                             24 * scale, 24 * scale)));
         }
-        // The screen's ratio is 1 here: the icon holds the baked 24-pixel file.
+        // The screen's ratio is 1 here: the icon holds the baked 24-pixel image.
         EXPECT_EQ(image.convertToFormat(QImage::Format_ARGB32_Premultiplied),
-                  QImage(QString(":/icons/%1.png").arg(name))
-                      .convertToFormat(QImage::Format_ARGB32_Premultiplied));
+                  render::BakedIcon(name, 1));
         seen.insert(ReadAll(QString(":/icons/%1.svg").arg(name)));
     }
     EXPECT_EQ(seen.size(), names.size()) << "two icons share one drawing";

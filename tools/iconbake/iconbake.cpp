@@ -1,13 +1,15 @@
-// quelvari-iconbake: renders the tool bar icons from SVG into PNG files at
-// build time, so that the editor loads ready pixels at start instead of
-// parsing SVG.
+// quelvari-iconbake: renders the tool bar icons from SVG into raw pixels at
+// build time, so that the editor takes ready pixels at start instead of
+// parsing SVG or decoding an image file.
 //
 //   quelvari-iconbake OUT_DIR SIZE SVG...
 //
-// Each SVG becomes OUT_DIR/<name>.png (SIZE x SIZE) and <name>@2x.png and
-// <name>@3x.png for screens with a device pixel ratio of 2 and 3, the names
-// QIcon looks for on such screens.
+// Each SVG becomes OUT_DIR/<name>.argb (SIZE x SIZE) and <name>@2x.argb and
+// <name>@3x.argb for screens with a device pixel ratio of 2 and 3: square
+// images of premultiplied 32-bit ARGB pixels in the machine's byte order, row
+// after row, nothing else (the side follows from the length).
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QPainter>
@@ -42,9 +44,13 @@ int main(int argc, char** argv) {
             svg.render(&painter);
             painter.end();
             const QString suffix = scale == 1 ? QString() : QStringLiteral("@%1x").arg(scale);
-            const QString pngPath = out + QLatin1Char('/') + name + suffix + QStringLiteral(".png");
-            if (!image.save(pngPath, "PNG")) {
-                std::fprintf(stderr, "quelvari-iconbake: cannot write %s\n", qPrintable(pngPath));
+            const QString path = out + QLatin1Char('/') + name + suffix + QStringLiteral(".argb");
+            QFile file(path);
+            const auto bytes = static_cast<qint64>(image.sizeInBytes());
+            if (!file.open(QIODevice::WriteOnly) ||
+                file.write(reinterpret_cast<const char*>(image.constBits()), bytes) != bytes ||
+                !file.flush()) {
+                std::fprintf(stderr, "quelvari-iconbake: cannot write %s\n", qPrintable(path));
                 return 1;
             }
         }

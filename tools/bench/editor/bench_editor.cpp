@@ -21,7 +21,8 @@
 //                       the repaint of view and list, against a bare repaint
 //                       of both
 //
-// Without a display the offscreen platform is used.
+// Names of figures given on the command line (startup, edit, print, list,
+// move) run only those. Without a display the offscreen platform is used.
 #include <unistd.h>
 
 #include <QAction>
@@ -431,12 +432,27 @@ int main(int argc, char** argv) {
     setenv("QUELVARI_CONFIG_ROOT", (scratch + "/config").c_str(), 1);
     QApplication app(argc, argv);
     quelvari::render::InitResources();
-    StartupFigures(QCoreApplication::applicationFilePath(), QStringLiteral(QUELVARI_EDITOR),
-                   QStringLiteral(QUELVARI_SAMPLE), QString::fromStdString(scratch));
-    EditFigures(scratch);
-    PrintFigures(scratch);
-    StepListOpenFigures(scratch);
-    MoveFigures(scratch);
+    // Names on the command line (startup, edit, print, list, move) run only
+    // those figures; none runs them all.
+    const auto wanted = [&](const char* name) {
+        if (argc < 2)
+            return true;
+        for (int i = 1; i < argc; ++i)
+            if (std::strcmp(argv[i], name) == 0)
+                return true;
+        return false;
+    };
+    if (wanted("startup"))
+        StartupFigures(QCoreApplication::applicationFilePath(), QStringLiteral(QUELVARI_EDITOR),
+                       QStringLiteral(QUELVARI_SAMPLE), QString::fromStdString(scratch));
+    if (wanted("edit"))
+        EditFigures(scratch);
+    if (wanted("print"))
+        PrintFigures(scratch);
+    if (wanted("list"))
+        StepListOpenFigures(scratch);
+    if (wanted("move"))
+        MoveFigures(scratch);
     const std::string cmd = "rm -rf '" + scratch + "'";
     return std::system(cmd.c_str()) == 0 ? 0 : 1;
 }
