@@ -1,10 +1,12 @@
 // The transfer against the simulated instrument on a virtual clock: what goes
 // out block by block, the closing handshake and its polls, the start checks,
-// cancellation, and the job gathered from a checked procedure's files.
+// cancellation, and the job gathered from a checked procedure's files; then
+// whole transfers through the command line.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -22,7 +24,9 @@
 namespace quelvari::link {
 namespace {
 
+namespace fs = std::filesystem;
 using test::Numbered;
+using test::PtyInstrument;
 using test::TempDir;
 
 // Every payload the host sends, with the time it went out.
@@ -34,22 +38,15 @@ struct Sent {
     }
 };
 
-class RecordingBackend : public UsbBackend {
+// The simulated instruments' USB side, keeping every payload the host sends.
+class RecordingBackend : public SimUsbBackend {
   public:
-    RecordingBackend(std::unique_ptr<UsbBackend> inner, Clock& clock)
-        : inner_(std::move(inner)), clock_(clock) {}
-    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& d,
-                    std::vector<UsbSeen>& all) override {
-        return inner_->findDevices(ids, d, all);
-    }
-    int open(int device, bool mayDetach, std::string& reason) override {
-        return inner_->open(device, mayDetach, reason);
-    }
-    void close(int handle) override { inner_->close(handle); }
+    RecordingBackend(std::vector<std::shared_ptr<SimulatedInstrument>> sims, Clock& clock)
+        : SimUsbBackend(std::move(sims)), clock_(clock) {}
     int controlOut(int h, std::uint8_t type, std::uint8_t req, std::uint16_t v, std::uint16_t i,
                    const std::uint8_t* data, std::uint16_t length, unsigned t) override {
         sent.push_back({clock_.nowMs(), {data, data + length}});
-        return inner_->controlOut(h, type, req, v, i, data, length, t);
+        return SimUsbBackend::controlOut(h, type, req, v, i, data, length, t);
     }
     int bulk(int h, std::uint8_t ep, std::uint8_t* data, int length, int& transferred,
              unsigned t) override {
@@ -57,15 +54,11 @@ class RecordingBackend : public UsbBackend {
             const int payload = length % 64 == 1 ? length - 1 : length;
             sent.push_back({clock_.nowMs(), {data, data + payload}});
         }
-        return inner_->bulk(h, ep, data, length, transferred, t);
-    }
-    int stringDescriptor(int h, std::uint8_t i, std::uint16_t l, std::uint8_t* d, int c) override {
-        return inner_->stringDescriptor(h, i, l, d, c);
+        return SimUsbBackend::bulk(h, ep, data, length, transferred, t);
     }
     std::vector<Sent> sent;
 
   private:
-    std::unique_ptr<UsbBackend> inner_;
     Clock& clock_;
 };
 
@@ -92,7 +85,7 @@ class TransferTest : public ::testing::Test {
         s.cardDir = card.path();
         s.faults.busyPolls = busyPolls;
         sims = AttachSimulatedUsb(link, s, count, second);
-        auto rec = std::make_unique<RecordingBackend>(std::move(link.usb.backend), clock);
+        auto rec = std::make_unique<RecordingBackend>(sims, clock);
         backend = rec.get();
         link.usb.backend = std::move(rec);
     }
@@ -189,8 +182,8 @@ TEST_F(TransferTest, BlocksAreNumberedFromOneBigEndianOnePerTickInEveryPhase) {
     EXPECT_EQ(irq[2].bytes[6], 1);
     EXPECT_EQ(sentWith("pQW")[0].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 7, 2, 0, 2}));
     EXPECT_EQ(sentWith("pQW")[1].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 7, 4, 0, 1}));
-    EXPECT_TRUE(std::filesystem::exists(card.file("P007.IR4")));
-    EXPECT_FALSE(std::filesystem::exists(card.file("P007.IR1")));
+    EXPECT_TRUE(fs::exists(card.file("P007.IR4")));
+    EXPECT_FALSE(fs::exists(card.file("P007.IR1")));
 
     // Picture blocks carry units of 512 bytes, and the counter advances by
     // them: 1536 + 100 bytes go as counter 1 (units 3) and 4 (units 1).
@@ -337,7 +330,7 @@ TEST_F(TransferTest, RefusalFailureAndCancelAlwaysReleaseTheInstrument) {
     EXPECT_TRUE(sentWith("pPW").empty());
     EXPECT_FALSE(sims[0]->selected());
     EXPECT_EQ(backend->sent.back().bytes, (std::vector<std::uint8_t>{'W', 0}));
-    EXPECT_FALSE(std::filesystem::exists(card.file("P001.PAD")));
+    EXPECT_FALSE(fs::exists(card.file("P001.PAD")));
 
     // A write the instrument cannot finish stops with 91 and releases too.
     observed.cancelAt = 0;
@@ -354,7 +347,7 @@ TEST_F(TransferTest, AMissingPictureIsTriedOnEveryTickUntilCancelled) {
     // neither waited on nor read without end.
     const std::string fifo = card.file("fifo.bmp"), zero = card.file("zero.bmp");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    std::filesystem::create_symlink("/dev/zero", zero);
+    fs::create_symlink("/dev/zero", zero);
     for (const std::string& path : {card.file("no-such-picture.bmp"), fifo, zero}) {
         SCOPED_TRACE(path);
         EXPECT_EQ(SentPictureSize({path, false}, settings), 0u);
@@ -389,8 +382,7 @@ class TransferJobTest : public ::testing::Test {
   protected:
     void SetUp() override {
         for (const char* name : {"CLEAN.PAD", "CLEAN.IR1", "LEAKAGE.PAM"})
-            std::filesystem::copy_file(std::string(QUELVARI_EXAMPLES) + "/check-clean/" + name,
-                                       dir.file(name));
+            fs::copy_file(std::string(QUELVARI_EXAMPLES) + "/check-clean/" + name, dir.file(name));
         pad = dir.file("CLEAN.PAD");
     }
     TempDir dir;
@@ -418,7 +410,6 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
     EXPECT_TRUE(job.interrupts[1].empty());
 
     // A procedure saved after the check needs the check again.
-    namespace fs = std::filesystem;
     fs::last_write_time(SystemFilePath(pad), fs::last_write_time(pad) - std::chrono::seconds(5));
     EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv3320).systemFileWritten);
@@ -432,7 +423,6 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
 }
 
 TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
-    namespace fs = std::filesystem;
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     TransferJob job;
     ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
@@ -469,7 +459,6 @@ TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
 }
 
 TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCannotCarry) {
-    namespace fs = std::filesystem;
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     test::MemoryFields display;
     struct Case {
@@ -522,6 +511,99 @@ TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCanno
         } else {
             EXPECT_TRUE(out.cancelled);
             EXPECT_EQ(sims[0]->counts().count("pPH"), 1u);
+        }
+    }
+}
+
+// Whole transfers with quelvari-cli: through the in-process simulated
+// instrument and through quelvari-instrument on a pseudo-terminal with the
+// real serial port backend, clean and with damaged frames. Every run is
+// bounded by `timeout`: a hang fails the test instead of stopping the suite.
+class TransferCli : public TransferJobTest {
+  protected:
+    test::CommandResult transfer(const std::string& link, const std::string& more = "") {
+        return test::runCommand("timeout 120 " + std::string(QUELVARI_CLI) + " transfer '" + pad +
+                                "' --number 2 --lang 1 --link " + link + " " + more + " 2>&1");
+    }
+    std::vector<std::string> cardFiles(const std::string& card) {
+        std::vector<std::string> names;
+        for (const auto& e : fs::directory_iterator(card))
+            names.push_back(e.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    void expectSameCards(const std::string& a, const std::string& b) {
+        ASSERT_EQ(cardFiles(a), cardFiles(b));
+        for (const std::string& name : cardFiles(a))
+            EXPECT_EQ(test::readBytes(a + "/" + name), test::readBytes(b + "/" + name)) << name;
+    }
+};
+
+TEST_F(TransferCli, RefusesAnUncheckedProcedureAndBadArguments) {
+    const auto r = transfer("sim:" + dir.file("card"));
+    EXPECT_EQ(r.status, 2) << r.out;
+    EXPECT_NE(r.out.find("(90)"), std::string::npos) << r.out;
+    EXPECT_FALSE(fs::exists(dir.file("card/P002.PAD")));
+
+    const auto bad = test::runCli("transfer '" + pad + "' --number 0 --link sim");
+    EXPECT_EQ(bad.status, 64) << bad.out;
+    const auto none = test::runCli("transfer --number 3 --link sim");
+    EXPECT_EQ(none.status, 64) << none.out;
+}
+
+TEST_F(TransferCli, SerialTransferThroughAPseudoTerminalLandsTheSameFiles) {
+    ASSERT_EQ(test::runCli("check '" + pad + "' --mode pv6410").status, 0);
+    const auto usb = transfer("sim:" + dir.file("usb"));
+    ASSERT_EQ(usb.status, 0) << usb.out;
+    EXPECT_EQ(cardFiles(dir.file("usb")),
+              (std::vector<std::string>{"P002.HDR", "P002.IR1", "P002.PAD"}));
+    EXPECT_EQ(test::readBytes(dir.file("usb/P002.PAD")), test::readBytes(pad));
+
+    {
+        // An instrument that acknowledges each frame only at its wire time at
+        // 57600 baud, as one on a real line does.
+        PtyInstrument instrument(dir.file("serial"), {"--busy", "2", "--wire-baud", "57600"});
+        ASSERT_FALSE(instrument.path().empty());
+        const auto serial = transfer("serial:" + instrument.path(), "--baud 3");
+        ASSERT_EQ(serial.status, 0) << serial.out;
+    }
+    expectSameCards(dir.file("usb"), dir.file("serial"));
+    {
+        // A full instrument (procedure number 0, " voll") is refused before the
+        // transfer, as the dialog keeps its start disabled.
+        PtyInstrument full(dir.file("full"), {"--number", "0"});
+        ASSERT_FALSE(full.path().empty());
+        const auto r = transfer("serial:" + full.path(), "--baud 3");
+        EXPECT_EQ(r.status, 4) << r.out;
+        EXPECT_NE(r.out.find("(82)"), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("\" voll\""), std::string::npos) << r.out;
+        EXPECT_FALSE(fs::exists(dir.file("full/P002.PAD")));
+    }
+    {
+        // The adapter is pulled during the transfer: message 79 with the
+        // system's reason, at once.
+        PtyInstrument gone(dir.file("gone"), {"--hang-up-after", "8"});
+        ASSERT_FALSE(gone.path().empty());
+        const auto r = transfer("serial:" + gone.path(), "--baud 3");
+        EXPECT_EQ(r.status, 4) << r.out;
+        EXPECT_NE(r.out.find("Input/output error"), std::string::npos) << r.out;
+    }
+
+    // Damaged and lost frames: the transfer ends verified or with a catalogue
+    // message, never hangs. Lost block frames are sent again.
+    for (const auto& [corrupt, drop, seed] :
+         {std::tuple{"0.01", "0.01", "3"}, std::tuple{"0.01", "0.01", "7"},
+          std::tuple{"0.2", "0.05", "5"}}) {
+        const std::string card = dir.file(std::string("faulty-") + seed);
+        PtyInstrument instrument(card, {"--corrupt", corrupt, "--drop", drop, "--seed", seed});
+        ASSERT_FALSE(instrument.path().empty());
+        const auto r = transfer("serial:" + instrument.path(), "--baud 3");
+        ASSERT_NE(r.status, 124) << "hung: " << r.out;
+        if (r.status == 0) {
+            expectSameCards(dir.file("usb"), card);
+        } else {
+            EXPECT_EQ(r.status, 4) << r.out;
+            EXPECT_NE(r.out.find("ERROR"), std::string::npos) << r.out;
         }
     }
 }
