@@ -1,6 +1,5 @@
-// The component selection and the editor dispatch by type: presets, the
-// Interbus-S function selection, the two print components sharing 'P', and
-// unknown letters.
+// The component selection: its groups, the presets of a picked type, the
+// Interbus-S function selection, and records no editor takes.
 #include <QGroupBox>
 #include <QRadioButton>
 #include <QToolButton>
@@ -128,49 +127,14 @@ TEST_F(Selection, InterbusRunsTheFunctionSelectionThenTheFunctionsDialog) {
         Click(s.form().widget(1148));
     });
     EXPECT_FALSE(RunComponentSelection(nullptr, other));
-}
 
-TEST_F(Selection, EditingDispatchesByTypeLetterAndPayloadByte) {
-    struct Case {
-        char code;
-        std::uint8_t byte88;
-        std::uint16_t dialog;
-        const char* title;
-    };
-    const Case cases[] = {{'P', 'G', 178, "Grafikdruckbaustein"},
-                          {'P', 0, 159, "Textdruckbaustein"},
-                          {'P', 'T', 159, "Textdruckbaustein"},
-                          {'i', 'Z', 167, "Interbusbaustein"},
-                          {'i', 'I', 190, "Interbus-S Initialisierung"},
-                          {'i', 'R', 191, "Interbus-S Zurücksetzen"},
-                          {'M', 0, 130, "Messbaustein"},
-                          {'C', 0, 221, "Prüfabschnittsbaustein"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(1, c.code) + " " + std::to_string(c.byte88));
-        ComponentRecord edit;
-        edit.setTypeCode(static_cast<std::uint8_t>(c.code));
-        edit.setU8(rec::kPayload, c.byte88);
-        std::uint16_t shown = 0;
-        QString title;
-        WhenShown<ComponentDialog>([&](ComponentDialog& d) {
-            shown = d.dialogId();
-            title = d.windowTitle();
-            Click(d, ctl::kCancel);
-        });
-        EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
-        EXPECT_EQ(shown, c.dialog);
-        EXPECT_EQ(title, QString::fromUtf8(c.title));
-    }
-
-    // An Interbus-S record of no known function and an unknown letter open
-    // nothing: no dialog may appear.
-    ComponentRecord interbus;
-    interbus.setTypeCode('i');
-    interbus.setU8(rec::kPayload, 'Q');
-    EXPECT_EQ(OpenComponentEditor(nullptr, interbus), 0);
-    ComponentRecord unknown;
-    unknown.setTypeCode('X');
-    EXPECT_EQ(OpenComponentEditor(nullptr, unknown), 'X');
+    // A record of no known function and an unknown letter open no editor:
+    // no dialog may appear.
+    other.setTypeCode('i');
+    other.setU8(layout::interbus::kFunction, 'Q');
+    EXPECT_EQ(OpenComponentEditor(nullptr, other), 0);
+    other.setTypeCode('X');
+    EXPECT_EQ(OpenComponentEditor(nullptr, other), 'X');
 }
 
 }  // namespace
