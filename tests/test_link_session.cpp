@@ -296,7 +296,7 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     EXPECT_EQ(test::runCli("instrument --link bogus").status, 64);
 }
 
-TEST(LinkSettings, FileRoundTripAndApply) {
+TEST(LinkSettings, FileRoundTripApplyAndUsbIdLists) {
     test::TempDir dir;
     LinkConfig c;
     c.kind = LinkConfig::Kind::kSerial;
@@ -325,6 +325,18 @@ TEST(LinkSettings, FileRoundTripAndApply) {
     EXPECT_TRUE(odd.slow);
     EXPECT_EQ(ReadLinkConfig(dir.file("missing.conf")).kind, LinkConfig::Kind::kUsb);
     EXPECT_FALSE(WriteLinkConfig(c, "/nonexistent/dir/link.conf"));
+
+    // USB ids: hex in either case, printed in lower case; a refused list
+    // leaves the old one.
+    std::vector<UsbId> ids;
+    ASSERT_TRUE(ParseUsbIds("1209:0001, abcd:EF01", ids));
+    EXPECT_EQ(ids, (std::vector<UsbId>{{0x1209, 0x0001}, {0xabcd, 0xef01}}));
+    EXPECT_EQ(FormatUsbIds(ids), "1209:0001,abcd:ef01");
+    for (const char* bad : {"1209-0001", "12090:001", "1209:00g1"})
+        EXPECT_FALSE(ParseUsbIds(bad, ids)) << bad;
+    EXPECT_EQ(ids.size(), 2u);
+    ASSERT_TRUE(ParseUsbIds("", ids));
+    EXPECT_TRUE(ids.empty());
 }
 
 }  // namespace

@@ -343,18 +343,5 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     EXPECT_EQ(f.usb->writes.size(), written);
 }
 
-TEST(LinkUsb, UsbIdListsParseAndPrint) {
-    std::vector<UsbId> ids;
-    ASSERT_TRUE(ParseUsbIds("1209:0001, abcd:EF01", ids));
-    EXPECT_EQ(ids, (std::vector<UsbId>{{0x1209, 0x0001}, {0xabcd, 0xef01}}));
-    EXPECT_EQ(FormatUsbIds(ids), "1209:0001,abcd:ef01");
-    EXPECT_FALSE(ParseUsbIds("1209-0001", ids));
-    EXPECT_FALSE(ParseUsbIds("12090:001", ids));
-    EXPECT_FALSE(ParseUsbIds("1209:00g1", ids));
-    EXPECT_EQ(ids.size(), 2u);  // a refused list leaves the old one
-    ASSERT_TRUE(ParseUsbIds("", ids));
-    EXPECT_TRUE(ids.empty());
-}
-
 }  // namespace
 }  // namespace quelvari::link

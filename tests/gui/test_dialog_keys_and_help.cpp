@@ -234,18 +234,6 @@ TEST_F(DialogKeys, OkIsTheDefaultOfTheOtherDialogsAndTheirControlsAreNamed) {
     EXPECT_EQ(number->accessibleName(), QStringLiteral("Baustein Nr:"));
     for (QWidget* w : TabControls(&go))
         EXPECT_FALSE(w->accessibleName().isEmpty()) << w->metaObject()->className();
-
-    // The selection dialog has no OK: Return on Help opens no help.
-    ComponentRecord r;
-    WhenShown<SelectionDialog>([&](SelectionDialog& d) {
-        ExpectOkIsTheDefault(d, nullptr);
-        auto* help = qobject_cast<QPushButton*>(d.form().widget(ctl::kHelp));
-        ASSERT_NE(help, nullptr);
-        help->setFocus();
-        QTest::keyClick(help, Qt::Key_Return);
-    });
-    RunComponentSelection(nullptr, r);
-    EXPECT_TRUE(helpContexts.empty());
 }
 
 // Presses `helpButton` of the modal dialog `d` and checks that the help

@@ -215,31 +215,30 @@ namespace quelvari::render {
 namespace {
 
 TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
-    namespace fs = std::filesystem;
     QTemporaryDir tmp;
-    const fs::path dir = tmp.path().toStdString();
+    const auto path = [&](const char* name) { return tmp.filePath(name).toStdString(); };
     QImage wide(800, 200, QImage::Format_RGB32);
     wide.fill(QColor(0, 0, 255));
-    ASSERT_TRUE(wide.save(QString::fromStdString((dir / "wide.bmp").string()), "BMP"));
+    ASSERT_TRUE(wide.save(tmp.filePath("wide.bmp"), "BMP"));
     QImage small(10, 20, QImage::Format_RGB32);
     small.fill(QColor(0, 255, 0));
-    ASSERT_TRUE(small.save(QString::fromStdString((dir / "small.jpg").string()), "JPG"));
-    { std::ofstream((dir / "broken.bmp").string()) << "BM not a picture"; }
+    ASSERT_TRUE(small.save(tmp.filePath("small.jpg"), "JPG"));
+    std::ofstream(path("broken.bmp")) << "BM not a picture";
 
     DecodedPicture p;
-    ASSERT_TRUE(DecodePicture((dir / "wide.bmp").string(), 400, 300, p));
+    ASSERT_TRUE(DecodePicture(path("wide.bmp"), 400, 300, p));
     EXPECT_EQ(p.width, 400);  // proportions kept: 800 x 200 becomes 400 x 100
     EXPECT_EQ(p.height, 100);
     ASSERT_EQ(p.rgb.size(), 3u * 400 * 100);
     EXPECT_EQ(p.rgb[2], 255);  // blue
 
-    ASSERT_TRUE(DecodePicture((dir / "small.jpg").string(), 400, 300, p));
+    ASSERT_TRUE(DecodePicture(path("small.jpg"), 400, 300, p));
     EXPECT_EQ(p.width, 10);  // small pictures stay as they are
     EXPECT_EQ(p.height, 20);
     EXPECT_GT(p.rgb[1], 200);
 
-    EXPECT_FALSE(DecodePicture((dir / "broken.bmp").string(), 400, 300, p));
-    EXPECT_FALSE(DecodePicture((dir / "missing.bmp").string(), 400, 300, p));
+    EXPECT_FALSE(DecodePicture(path("broken.bmp"), 400, 300, p));
+    EXPECT_FALSE(DecodePicture(path("missing.bmp"), 400, 300, p));
 
     // BMP headers of 54 bytes, 24 bits a pixel.
     auto bmp = [](std::int32_t width, std::int32_t height) {
@@ -276,9 +275,8 @@ TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
         EXPECT_EQ(std::count(p.rgb.begin(), p.rgb.begin() + 3 * 4 * 3, 0), 3 * 4 * 3);
     }
     // A FIFO, /dev/zero and a directory named as a picture: refused unread.
-    const std::string fifo = (dir / "fifo.bmp").string();
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    for (const std::string& bad : {fifo, std::string("/dev/zero"), dir.string()})
+    ASSERT_EQ(::mkfifo(path("fifo.bmp").c_str(), 0600), 0);
+    for (const std::string& bad : {path("fifo.bmp"), std::string("/dev/zero"), path("")})
         EXPECT_FALSE(DecodePicture(bad, 400, 300, p)) << bad;
 }
 
