@@ -1,7 +1,9 @@
-// The serial link's send, receive, request and open on a scripted peer and a
-// virtual clock, so every wait is checked to the millisecond.
+// The serial frame codec, and the serial link's send, receive, request and
+// open on a scripted peer and a virtual clock, so every wait is checked to the
+// millisecond.
 #include <gtest/gtest.h>
 
+#include "link/frame.h"
 #include "link/link.h"
 #include "link/serial_link.h"
 #include "link_test_util.h"
@@ -11,6 +13,50 @@ namespace {
 
 using test::Bytes;
 using test::ScriptedPort;
+
+TEST(LinkFrame, DleIsDoubledOutsideTheCheckAndEveryByteRoundTrips) {
+    // 0x10 0x41: the check is 0x41, the 0x10 goes twice.
+    EXPECT_EQ(BlockCheck(Bytes({0x10, 0x41}).data(), 2), 0x41);
+    EXPECT_EQ(EncodeFrame(Bytes({0x10, 0x41}).data(), 2),
+              Bytes({0x10, 0x10, 0x10, 0x41, 0x41, 0x10, 0x03}));
+    // A check of 0x10 is itself doubled.
+    EXPECT_EQ(EncodeFrame(Bytes({0x30, 0x20}).data(), 2),
+              Bytes({0x10, 0x30, 0x20, 0x10, 0x10, 0x10, 0x03}));
+    // No payload: only the check 0.
+    EXPECT_EQ(EncodeFrame(nullptr, 0), Bytes({0x10, 0x00, 0x10, 0x03}));
+
+    // Every byte value, as data and as the check, survives a round trip.
+    std::vector<std::uint8_t> all, back;
+    for (int b = 0; b < 256; ++b) {
+        all.push_back(static_cast<std::uint8_t>(b));
+        const std::vector<std::uint8_t> one{static_cast<std::uint8_t>(b), 0x55};
+        const auto wire = EncodeFrame(one.data(), one.size());
+        ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back)) << b;
+        EXPECT_EQ(back, one) << b;
+    }
+    const auto wire = EncodeFrame(all.data(), all.size());
+    // The data's 0x10 and the check (XOR of all but 0x10 is 0x10) both doubled.
+    EXPECT_EQ(wire.size(), 1 + 257 + 2 + 2u);
+    ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back));
+    EXPECT_EQ(back, all);
+}
+
+TEST(LinkFrame, DecoderRejectsBrokenFrames) {
+    std::vector<std::uint8_t> out;
+    // A wrong check, DLE followed by anything but DLE or ETX, bytes behind
+    // the end.
+    for (const auto& wire :
+         {Bytes({0x10, 0x41, 0x42, 0x10, 0x03}), Bytes({0x10, 0x41, 0x10, 0x05, 0x41, 0x10, 0x03}),
+          Bytes({0x10, 0x41, 0x41, 0x10, 0x03, 0x00})})
+        EXPECT_FALSE(DecodeFrame(wire.data(), wire.size(), out));
+
+    // More bytes than the buffer holds is a framing error at the first byte
+    // too many.
+    FrameDecoder small(3);
+    for (const int b : {1, 2, 0x10, 0x10})
+        EXPECT_EQ(small.push(static_cast<std::uint8_t>(b)), FrameDecoder::Step::kMore);
+    EXPECT_EQ(small.push(4), FrameDecoder::Step::kFramingError);
+}
 
 class SerialLinkTest : public ::testing::Test {
   protected:
@@ -55,9 +101,12 @@ TEST_F(SerialLinkTest, SendPacesFramesAndWaitsTwentyMsForTheAck) {
     peerAnswers(21);
     EXPECT_EQ(serial.sendFrame(1), 0);
     EXPECT_EQ(port->frameStarts[1], port->frameStarts[0] + 100);
-    // The window opens when the frame's last byte has reached the peer.
+    // The window opens when the frame's last byte has reached the peer: for
+    // a header of 3656 bytes on the line 3.8 s at index 0, 0.64 s at 3.
     EXPECT_EQ(port->frameEnd, port->frameStarts[1] + WireTimeMs(5, 9600));
     EXPECT_EQ(clock.nowMs(), port->frameEnd + 20);
+    EXPECT_EQ(WireTimeMs(3656, SerialBaudRate(0)), 3809u);
+    EXPECT_EQ(WireTimeMs(3656, SerialBaudRate(3)), 635u);
 
     // Stray bytes before the ACK are dropped; a queue that runs dry without an
     // ACK fails at once, however soon the ACK would come.
@@ -100,11 +149,8 @@ TEST_F(SerialLinkTest, ReceiveHandlesNakStrayBytesQuestionAndChecks) {
     const std::uint64_t before = clock.nowMs();
     EXPECT_EQ(serial.receiveFrame(), 5);
     EXPECT_EQ(clock.nowMs(), before + 10);
-    EXPECT_EQ(buf.rx[0], 0x10);
-    EXPECT_EQ(buf.rx[1], 1);
-    EXPECT_EQ(buf.rx[2], 0x10);
-    EXPECT_EQ(buf.rx[3], 3);
-    EXPECT_EQ(buf.rx[4], 1 ^ 3);
+    EXPECT_EQ(std::vector<std::uint8_t>(buf.rx.begin(), buf.rx.begin() + 5),
+              Bytes({0x10, 1, 0x10, 3, 1 ^ 3}));
     EXPECT_EQ(port->hostControl, Bytes({kAck, kAck}));
     EXPECT_EQ(beeps, 2);
 
@@ -172,7 +218,6 @@ TEST_F(SerialLinkTest, RequestResendsOnceAfter550MsThenGives76) {
 
 TEST_F(SerialLinkTest, RequestTimeoutNakAndCorruptAnswers) {
     put("V");
-    peerAnswers(1);
     std::uint64_t sent = 0;
     port->onFrame = [&](const std::vector<std::uint8_t>&, bool) {
         port->arrive(1, Bytes({kAck}));

@@ -3,10 +3,7 @@
 // and end to end through quelvari-instrument on a pseudo-terminal.
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <map>
 
@@ -196,10 +193,12 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
     EXPECT_EQ(InstrumentIdentify(link, 0), 76);
     instrument.settings().faults.answerQuestion = true;
     EXPECT_EQ(InstrumentIdentify(link, 0), 79);
+    link.instrumentConnected = true;
     LinkDisconnect(link);
+    EXPECT_FALSE(link.instrumentConnected);  // closing the port clears it
 }
 
-TEST(LinkSimulator, CardFilesBusyPollsAndUnknownRequests) {
+TEST(LinkSimulator, BlocksLandByNumberAfterBusyPollsAndUnknownRequestsGetAQuestionMark) {
     test::TempDir card;
     SimSettings s = DefaultSimSettings();
     s.cardDir = card.path();
@@ -208,37 +207,25 @@ TEST(LinkSimulator, CardFilesBusyPollsAndUnknownRequests) {
     auto ask = [&](std::vector<std::uint8_t> request) {
         return sim.handle(request.data(), request.size());
     };
-    auto block = [](const char* cmd, std::vector<std::uint8_t> head, std::size_t n, int fill) {
-        std::vector<std::uint8_t> b(3 + head.size() + n, static_cast<std::uint8_t>(fill));
-        for (std::size_t i = 0; i < 3; ++i)
-            b[i] = static_cast<std::uint8_t>(cmd[i]);
-        for (std::size_t i = 0; i < head.size(); ++i)
-            b[3 + i] = head[i];
+    // Block `number` of interrupt procedure 2 of procedure 3, 800 bytes of
+    // `fill`; the second comes first. Closed after two busy polls.
+    auto block = [](std::uint8_t number, std::uint8_t fill) {
+        auto b = Bytes({'p', 'Q', 'D', 3, 2, 0, number, 1});
+        b.resize(b.size() + 800, fill);
         return b;
     };
-    // Interrupt procedure 2 of procedure 3: two records, closed after two
-    // busy polls.
-    EXPECT_FALSE(ask(block("pQD", {3, 2, 0, 2, 1}, 800, 0xBB)));
-    EXPECT_FALSE(ask(block("pQD", {3, 2, 0, 1, 1}, 800, 0xAA)));
+    EXPECT_FALSE(ask(block(2, 0xBB)));
+    EXPECT_FALSE(ask(block(1, 0xAA)));
     EXPECT_EQ(ask(Bytes({'p', 'Q', 'W', 3, 2, 0, 2})), Bytes({0, 1}));
     EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
     EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
     EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({0, 0}));
-    ASSERT_EQ(std::filesystem::file_size(card.file("P003.IR2")), 1600u);
-    std::ifstream ir(card.file("P003.IR2"), std::ios::binary);
-    EXPECT_EQ(ir.get(), 0xAA);  // placed by block number
-    ir.seekg(800);
-    EXPECT_EQ(ir.get(), 0xBB);
+    const auto ir = test::readBytes(card.file("P003.IR2"));
+    ASSERT_EQ(ir.size(), 1600u);
+    EXPECT_EQ(ir[0], 0xAA);  // placed by block number
+    EXPECT_EQ(ir[800], 0xBB);
 
-    // A picture of 1536 + 100 bytes: counter 1 (units 3), then 4 (units 1).
-    EXPECT_FALSE(ask(block("pBD", {3, 0, 0, 1, 3}, 1536, 1)));
-    EXPECT_FALSE(ask(block("pBD", {3, 0, 0, 4, 1}, 100, 2)));
-    EXPECT_EQ(ask(Bytes({'p', 'B', 'W', 3, 0, 0, 5})), Bytes({0, 1}));
-    EXPECT_EQ(std::filesystem::file_size(card.file("P003_0.BMP")), 1636u);
-
-    // Refusals and requests it does not know.
-    sim.settings().faults.refuseHeader = true;
-    EXPECT_EQ(ask(block("pPH", {3}, 1824, 0)), Bytes({0, 0}));
+    // Requests it does not know.
     EXPECT_EQ(ask(Bytes({'p'})), Bytes({'?'}));
     EXPECT_EQ(ask(Bytes({'X', 1})), Bytes({'?'}));
     EXPECT_EQ(sim.counts().at("pQ?"), 3);
@@ -277,60 +264,6 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
     EXPECT_GT(seen[76], 0);
 }
 
-TEST(LinkPty, SessionAndBlocksThroughTheSerialPort) {
-    test::TempDir card;
-    // The instrument answers each frame only when its last byte can have
-    // arrived at 9600 baud: the 1832 bytes of the header take 1.9 s.
-    PtyInstrument instrument(card.path(), {"--wire-baud", "9600"});
-    ASSERT_FALSE(instrument.path().empty());
-
-    Link link;
-    link.linkKind = kLinkSerial;
-    link.serialDevice = instrument.path();
-    link.baudIndex = 0;
-    // The slow timing's 1000 ms acknowledgement window keeps the test steady
-    // on a loaded machine; the pty refuses DTR and RTS, which must not matter.
-    link.slowLink = 1;
-    ASSERT_EQ(InstrumentConnect(link), 0) << link.lastReason;
-    EXPECT_EQ(link.table[0].model, kModel6410);
-    EXPECT_STREQ(link.table[0].name, "PV-SIM 6410");
-    EXPECT_TRUE(link.selected[0]);
-    link.instrumentConnected = true;
-
-    MemoryFields shown;
-    InstrumentMemory memory;
-    ASSERT_TRUE(ShowInstrumentMemory(link, memory, shown));
-    EXPECT_EQ(shown.fields[kFieldNumber], "   1");
-
-    // A header, one record as an acknowledged frame, and the closing request.
-    auto& tx = link.buf.tx;
-    std::memcpy(tx.data(), "pPH", 3);
-    tx[3] = 1;
-    std::fill(tx.begin() + 4, tx.begin() + 1828, 0);
-    std::fill(tx.begin() + 4, tx.begin() + 8, 0x10);  // doubled on the line
-    const auto t0 = std::chrono::steady_clock::now();
-    EXPECT_EQ(LinkBlockRequest(link, 1828, 1500, 1).code, 4);
-    EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(1900));
-    EXPECT_EQ(AnswerByte(link, 0), 1);
-    std::memcpy(tx.data(), "pPD", 3);
-    tx[3] = 1, tx[4] = 0, tx[5] = 1, tx[6] = 1;
-    for (int i = 0; i < 800; ++i)
-        tx[7 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i);
-    EXPECT_NE(LinkSend(link, 807), 0);
-    std::memcpy(tx.data(), "pPW", 3);
-    tx[3] = 1;
-    EXPECT_EQ(LinkBlockRequest(link, 4, 8000, 0).code, 4);
-    EXPECT_EQ(AnswerByte(link, 0), 0);
-    EXPECT_EQ(AnswerByte(link, 1), 0);
-
-    ReleaseAllAndDisconnect(link);
-    EXPECT_FALSE(link.instrumentConnected);  // closing the port clears it
-    const std::string pad = card.file("P001.PAD");
-    ASSERT_TRUE(std::filesystem::exists(pad));
-    EXPECT_EQ(std::filesystem::file_size(pad), 800u);
-    EXPECT_EQ(std::filesystem::file_size(card.file("P001.HDR")), 1824u);
-}
-
 TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     test::TempDir card;
     PtyInstrument instrument(card.path());
@@ -363,7 +296,7 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
     EXPECT_EQ(test::runCli("instrument --link bogus").status, 64);
 }
 
-TEST(LinkSettings, FileRoundTripAndApply) {
+TEST(LinkSettings, FileRoundTripApplyAndUsbIdLists) {
     test::TempDir dir;
     LinkConfig c;
     c.kind = LinkConfig::Kind::kSerial;
@@ -392,6 +325,18 @@ TEST(LinkSettings, FileRoundTripAndApply) {
     EXPECT_TRUE(odd.slow);
     EXPECT_EQ(ReadLinkConfig(dir.file("missing.conf")).kind, LinkConfig::Kind::kUsb);
     EXPECT_FALSE(WriteLinkConfig(c, "/nonexistent/dir/link.conf"));
+
+    // USB ids: hex in either case, printed in lower case; a refused list
+    // leaves the old one.
+    std::vector<UsbId> ids;
+    ASSERT_TRUE(ParseUsbIds("1209:0001, abcd:EF01", ids));
+    EXPECT_EQ(ids, (std::vector<UsbId>{{0x1209, 0x0001}, {0xabcd, 0xef01}}));
+    EXPECT_EQ(FormatUsbIds(ids), "1209:0001,abcd:ef01");
+    for (const char* bad : {"1209-0001", "12090:001", "1209:00g1"})
+        EXPECT_FALSE(ParseUsbIds(bad, ids)) << bad;
+    EXPECT_EQ(ids.size(), 2u);
+    ASSERT_TRUE(ParseUsbIds("", ids));
+    EXPECT_TRUE(ids.empty());
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // The transfer against the simulated instrument on a virtual clock: what goes
 // out block by block, the closing handshake and its polls, the start checks,
-// cancellation, and the job gathered from a checked procedure's files.
+// cancellation, and the job gathered from a checked procedure's files; then
+// whole transfers through the command line.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -22,7 +24,10 @@
 namespace quelvari::link {
 namespace {
 
+namespace fs = std::filesystem;
+using test::Bytes;
 using test::Numbered;
+using test::PtyInstrument;
 using test::TempDir;
 
 // Every payload the host sends, with the time it went out.
@@ -34,22 +39,15 @@ struct Sent {
     }
 };
 
-class RecordingBackend : public UsbBackend {
+// The simulated instruments' USB side, keeping every payload the host sends.
+class RecordingBackend : public SimUsbBackend {
   public:
-    RecordingBackend(std::unique_ptr<UsbBackend> inner, Clock& clock)
-        : inner_(std::move(inner)), clock_(clock) {}
-    int findDevices(const std::vector<UsbId>& ids, std::vector<int>& d,
-                    std::vector<UsbSeen>& all) override {
-        return inner_->findDevices(ids, d, all);
-    }
-    int open(int device, bool mayDetach, std::string& reason) override {
-        return inner_->open(device, mayDetach, reason);
-    }
-    void close(int handle) override { inner_->close(handle); }
+    RecordingBackend(std::vector<std::shared_ptr<SimulatedInstrument>> sims, Clock& clock)
+        : SimUsbBackend(std::move(sims)), clock_(clock) {}
     int controlOut(int h, std::uint8_t type, std::uint8_t req, std::uint16_t v, std::uint16_t i,
                    const std::uint8_t* data, std::uint16_t length, unsigned t) override {
         sent.push_back({clock_.nowMs(), {data, data + length}});
-        return inner_->controlOut(h, type, req, v, i, data, length, t);
+        return SimUsbBackend::controlOut(h, type, req, v, i, data, length, t);
     }
     int bulk(int h, std::uint8_t ep, std::uint8_t* data, int length, int& transferred,
              unsigned t) override {
@@ -57,21 +55,16 @@ class RecordingBackend : public UsbBackend {
             const int payload = length % 64 == 1 ? length - 1 : length;
             sent.push_back({clock_.nowMs(), {data, data + payload}});
         }
-        return inner_->bulk(h, ep, data, length, transferred, t);
-    }
-    int stringDescriptor(int h, std::uint8_t i, std::uint16_t l, std::uint8_t* d, int c) override {
-        return inner_->stringDescriptor(h, i, l, d, c);
+        return SimUsbBackend::bulk(h, ep, data, length, transferred, t);
     }
     std::vector<Sent> sent;
 
   private:
-    std::unique_ptr<UsbBackend> inner_;
     Clock& clock_;
 };
 
 class Observed : public TransferObserver {
   public:
-    void phase(TransferPhase p, int) override { phases.push_back(p); }
     void progress(int p) override {
         positions.push_back(p);
         if (cancelAt && p == cancelAt)
@@ -79,7 +72,6 @@ class Observed : public TransferObserver {
     }
     void status(const std::string& text) override { statuses.push_back(text); }
     void pictureMissing(const std::string&) override { ++missing; }
-    std::vector<TransferPhase> phases;
     std::vector<int> positions;
     std::vector<std::string> statuses;
     int missing = 0;
@@ -94,7 +86,7 @@ class TransferTest : public ::testing::Test {
         s.cardDir = card.path();
         s.faults.busyPolls = busyPolls;
         sims = AttachSimulatedUsb(link, s, count, second);
-        auto rec = std::make_unique<RecordingBackend>(std::move(link.usb.backend), clock);
+        auto rec = std::make_unique<RecordingBackend>(sims, clock);
         backend = rec.get();
         link.usb.backend = std::move(rec);
     }
@@ -120,17 +112,29 @@ class TransferTest : public ::testing::Test {
     Observed observed;
 };
 
-TEST_F(TransferTest, ProcedureBlocksAreNumberedFromOneBigEndianOnePerTick) {
+TEST_F(TransferTest, BlocksAreNumberedFromOneBigEndianOnePerTickInEveryPhase) {
     attach();
     ASSERT_EQ(InstrumentConnect(link), 0);
     TransferJob job;
     for (int i = 0; i < 300; ++i)
         job.records.push_back(Numbered(i + 1));
     job.header.fill(0x5A);
+    // Interrupt procedures 2 and 4; the empty ones are skipped without a
+    // request.
+    job.interrupts[1] = {Numbered(11), Numbered(12)};
+    job.interrupts[3] = {Numbered(41)};
+    TempDir pics;
+    std::vector<std::uint8_t> picture(1536 + 100);
+    for (std::size_t i = 0; i < picture.size(); ++i)
+        picture[i] = static_cast<std::uint8_t>(i * 13);
+    test::writeBytes(pics.file("a.bmp"), picture);
+    test::writeBytes(pics.file("b.bmp"), std::vector<std::uint8_t>(600, 0x42));
+    job.pictures = {{pics.file("a.bmp"), false}, {pics.file("b.bmp"), false}};
     settings.number = 7;
     const TransferResult r = run(job);
     ASSERT_EQ(r.code, 0);
-    EXPECT_EQ(r.blocks, 300);
+    EXPECT_EQ(r.blocks, 300 + 3 + 3);
+    EXPECT_EQ(r.picturesSent, 2);
 
     const auto header = sentWith("pPH");
     ASSERT_EQ(header.size(), 1u);
@@ -140,18 +144,14 @@ TEST_F(TransferTest, ProcedureBlocksAreNumberedFromOneBigEndianOnePerTick) {
     const auto blocks = sentWith("pPD");
     ASSERT_EQ(blocks.size(), 300u);
     for (std::size_t i = 0; i < blocks.size(); ++i) {
-        const auto& b = blocks[i].bytes;
-        ASSERT_EQ(b.size(), 807u);
-        EXPECT_EQ(b[3], 7);
-        EXPECT_EQ(b[4] << 8 | b[5], static_cast<int>(i + 1));
-        EXPECT_EQ(b[6], 1);
-        EXPECT_EQ(b[806], static_cast<std::uint8_t>((i + 1) * 7));
+        const int n = static_cast<int>(i + 1);
+        auto expected = Bytes({'p', 'P', 'D', 7, n >> 8, n & 0xFF, 1});
+        expected.insert(expected.end(), job.records[i].bytes.begin(), job.records[i].bytes.end());
+        EXPECT_EQ(blocks[i].bytes, expected) << n;
         if (i > 0) {
             EXPECT_EQ(blocks[i].time - blocks[i - 1].time, TransferTiming::kTick);
         }
     }
-    EXPECT_EQ(blocks[255].bytes[4], 0x01);
-    EXPECT_EQ(blocks[255].bytes[5], 0x00);
 
     // The card holds the header and the records as they were sent, and the
     // write request came one tick after the last block.
@@ -163,76 +163,47 @@ TEST_F(TransferTest, ProcedureBlocksAreNumberedFromOneBigEndianOnePerTick) {
               std::vector<std::uint8_t>(kHeaderBlockSize, 0x5A));
     const auto write = sentWith("pPW");
     ASSERT_EQ(write.size(), 1u);
-    EXPECT_EQ(write[0].bytes, (std::vector<std::uint8_t>{'p', 'P', 'W', 7}));
+    EXPECT_EQ(write[0].bytes, Bytes({'p', 'P', 'W', 7}));
     EXPECT_EQ(write[0].time - blocks.back().time, TransferTiming::kTick);
-    EXPECT_EQ(observed.statuses, std::vector<std::string>{"Write PAD -> CF"});
     EXPECT_EQ(observed.positions.front(), 0);
-    EXPECT_EQ(observed.positions.back(), 300);
-}
+    EXPECT_EQ(observed.positions[300], 300);
 
-TEST_F(TransferTest, EmptyInterruptProceduresAreSkippedWithoutARequest) {
-    attach();
-    ASSERT_EQ(InstrumentConnect(link), 0);
-    TransferJob job;
-    job.records = {Numbered(1)};
-    job.interrupts[1] = {Numbered(11), Numbered(12)};
-    job.interrupts[3] = {Numbered(41)};
-    ASSERT_EQ(run(job).code, 0);
+    // Interrupt blocks carry the routine and their own count.
+    const auto head = [](const Sent& s) {
+        return std::vector<std::uint8_t>(s.bytes.begin(), s.bytes.begin() + 8);
+    };
+    const auto irq = sentWith("pQD");
+    ASSERT_EQ(irq.size(), 3u);
+    EXPECT_EQ(head(irq[0]), Bytes({'p', 'Q', 'D', 7, 2, 0, 1, 1}));
+    EXPECT_EQ(head(irq[1]), Bytes({'p', 'Q', 'D', 7, 2, 0, 2, 1}));
+    EXPECT_EQ(head(irq[2]), Bytes({'p', 'Q', 'D', 7, 4, 0, 1, 1}));
+    EXPECT_EQ(irq[2].bytes.size(), 808u);
+    EXPECT_EQ(sentWith("pQW")[0].bytes, Bytes({'p', 'Q', 'W', 7, 2, 0, 2}));
+    EXPECT_EQ(sentWith("pQW")[1].bytes, Bytes({'p', 'Q', 'W', 7, 4, 0, 1}));
+    EXPECT_TRUE(fs::exists(card.file("P007.IR4")));
+    EXPECT_FALSE(fs::exists(card.file("P007.IR1")));
 
-    const auto blocks = sentWith("pQD");
-    ASSERT_EQ(blocks.size(), 3u);
-    for (const Sent& s : blocks)
-        EXPECT_EQ(s.bytes.size(), 808u);
-    EXPECT_EQ(blocks[0].bytes[4], 2);
-    EXPECT_EQ(blocks[1].bytes[6], 2);  // block 2 of routine 2
-    EXPECT_EQ(blocks[2].bytes[4], 4);
-    EXPECT_EQ(blocks[2].bytes[6], 1);
-    const auto writes = sentWith("pQW");
-    ASSERT_EQ(writes.size(), 2u);
-    EXPECT_EQ(writes[0].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 1, 2, 0, 2}));
-    EXPECT_EQ(writes[1].bytes, (std::vector<std::uint8_t>{'p', 'Q', 'W', 1, 4, 0, 1}));
-    EXPECT_TRUE(std::filesystem::exists(card.file("P001.IR2")));
-    EXPECT_TRUE(std::filesystem::exists(card.file("P001.IR4")));
-    EXPECT_FALSE(std::filesystem::exists(card.file("P001.IR1")));
-    EXPECT_EQ(observed.statuses, (std::vector<std::string>{"Write PAD -> CF", "Write IRQ2 -> CF",
-                                                           "Write IRQ4 -> CF"}));
-}
-
-TEST_F(TransferTest, PictureBlocksCarryUnitsAndTheCounterAdvancesByThem) {
-    attach();
-    ASSERT_EQ(InstrumentConnect(link), 0);
-    TempDir pics;
-    std::vector<std::uint8_t> picture(1536 + 100);
-    for (std::size_t i = 0; i < picture.size(); ++i)
-        picture[i] = static_cast<std::uint8_t>(i * 13);
-    test::writeBytes(pics.file("a.bmp"), picture);
-    test::writeBytes(pics.file("b.bmp"), std::vector<std::uint8_t>(600, 0x42));
-    TransferJob job;
-    job.records = {Numbered(1)};
-    job.pictures = {{pics.file("a.bmp"), false}, {pics.file("b.bmp"), false}};
-    const TransferResult r = run(job);
-    ASSERT_EQ(r.code, 0);
-    EXPECT_EQ(r.picturesSent, 2);
-
-    const auto blocks = sentWith("pBD");
-    ASSERT_EQ(blocks.size(), 3u);
-    EXPECT_EQ(blocks[0].bytes.size(), 8u + 1536);
-    EXPECT_EQ(blocks[0].bytes[7], 3);
-    EXPECT_EQ(blocks[0].bytes[6], 1);
-    EXPECT_EQ(blocks[1].bytes.size(), 8u + 100);
-    EXPECT_EQ(blocks[1].bytes[7], 1);
-    EXPECT_EQ(blocks[1].bytes[6], 4);
-    EXPECT_EQ(blocks[2].bytes[4], 1);  // second picture
-    EXPECT_EQ(blocks[2].bytes[7], 2);  // 600 bytes: two units
-    const auto writes = sentWith("pBW");
-    ASSERT_EQ(writes.size(), 2u);
-    EXPECT_EQ(writes[0].bytes, (std::vector<std::uint8_t>{'p', 'B', 'W', 1, 0, 0, 5}));
-    EXPECT_EQ(writes[1].bytes, (std::vector<std::uint8_t>{'p', 'B', 'W', 1, 1, 0, 3}));
-    EXPECT_EQ(test::readBytes(card.file("P001_0.BMP")), picture);
-    // Status: the name's last 30 characters at most, then the count.
-    EXPECT_EQ(observed.statuses.back(), "2");
-    EXPECT_LE(observed.statuses[1].size(), 30u);
-    EXPECT_EQ(observed.statuses[2], "Write BMP -> CF");
+    // Picture blocks carry units of 512 bytes, and the counter advances by
+    // them: 1536 + 100 bytes go as counter 1 (units 3) and 4 (units 1).
+    const auto pic = sentWith("pBD");
+    ASSERT_EQ(pic.size(), 3u);
+    EXPECT_EQ(head(pic[0]), Bytes({'p', 'B', 'D', 7, 0, 0, 1, 3}));
+    EXPECT_EQ(pic[0].bytes.size(), 8u + 1536);
+    EXPECT_EQ(head(pic[1]), Bytes({'p', 'B', 'D', 7, 0, 0, 4, 1}));
+    EXPECT_EQ(head(pic[2]), Bytes({'p', 'B', 'D', 7, 1, 0, 1, 2}));  // 600 bytes: two units
+    EXPECT_EQ(sentWith("pBW")[0].bytes, Bytes({'p', 'B', 'W', 7, 0, 0, 5}));
+    EXPECT_EQ(sentWith("pBW")[1].bytes, Bytes({'p', 'B', 'W', 7, 1, 0, 3}));
+    EXPECT_EQ(test::readBytes(card.file("P007_0.BMP")), picture);
+    // Status: each file's closing, a picture's name by its last 30
+    // characters, then the count.
+    const auto name = [&](const char* file) {
+        const std::string path = pics.file(file);
+        return path.substr(path.size() - std::min<std::size_t>(path.size(), 30));
+    };
+    EXPECT_EQ(observed.statuses,
+              (std::vector<std::string>{"Write PAD -> CF", "Write IRQ2 -> CF", "Write IRQ4 -> CF",
+                                        name("a.bmp"), "Write BMP -> CF", name("b.bmp"),
+                                        "Write BMP -> CF", "2"}));
 }
 
 TEST_F(TransferTest, ScreenPicturesGoConvertedOnlyWithFastPresentation) {
@@ -296,17 +267,13 @@ TEST_F(TransferTest, FinishFilePollsEvery200MsAtMostFiftyTimes) {
     }
 }
 
-TEST_F(TransferTest, StartChecksAndConnectRefuseMixedOrSecondInstruments) {
+TEST_F(TransferTest, StartChecksRefuseASecondInstrumentAndTooLittleMemory) {
     attach(2, 0x3320);
     ASSERT_EQ(InstrumentConnect(link), 0);
     EXPECT_TRUE(sims[0]->selected());
     EXPECT_TRUE(sims[1]->selected());
     InstrumentMemory memory = sims[0]->settings().memory;
     EXPECT_EQ(StartChecks(link, memory, MemoryNeed{}), 78);
-
-    Link mixed(clock);
-    AttachSimulatedUsb(mixed, DefaultSimSettings(0x3320), 2, 0x6410);
-    EXPECT_EQ(InstrumentConnect(mixed), 77);
 
     Link single(clock);
     AttachSimulatedUsb(single, DefaultSimSettings(0x6410));
@@ -356,8 +323,8 @@ TEST_F(TransferTest, RefusalFailureAndCancelAlwaysReleaseTheInstrument) {
     EXPECT_EQ(sentWith("pPD").size(), 10u);
     EXPECT_TRUE(sentWith("pPW").empty());
     EXPECT_FALSE(sims[0]->selected());
-    EXPECT_EQ(backend->sent.back().bytes, (std::vector<std::uint8_t>{'W', 0}));
-    EXPECT_FALSE(std::filesystem::exists(card.file("P001.PAD")));
+    EXPECT_EQ(backend->sent.back().bytes, Bytes({'W', 0}));
+    EXPECT_FALSE(fs::exists(card.file("P001.PAD")));
 
     // A write the instrument cannot finish stops with 91 and releases too.
     observed.cancelAt = 0;
@@ -374,7 +341,7 @@ TEST_F(TransferTest, AMissingPictureIsTriedOnEveryTickUntilCancelled) {
     // neither waited on nor read without end.
     const std::string fifo = card.file("fifo.bmp"), zero = card.file("zero.bmp");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    std::filesystem::create_symlink("/dev/zero", zero);
+    fs::create_symlink("/dev/zero", zero);
     for (const std::string& path : {card.file("no-such-picture.bmp"), fifo, zero}) {
         SCOPED_TRACE(path);
         EXPECT_EQ(SentPictureSize({path, false}, settings), 0u);
@@ -409,8 +376,7 @@ class TransferJobTest : public ::testing::Test {
   protected:
     void SetUp() override {
         for (const char* name : {"CLEAN.PAD", "CLEAN.IR1", "LEAKAGE.PAM"})
-            std::filesystem::copy_file(std::string(QUELVARI_EXAMPLES) + "/check-clean/" + name,
-                                       dir.file(name));
+            fs::copy_file(std::string(QUELVARI_EXAMPLES) + "/check-clean/" + name, dir.file(name));
         pad = dir.file("CLEAN.PAD");
     }
     TempDir dir;
@@ -438,7 +404,6 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
     EXPECT_TRUE(job.interrupts[1].empty());
 
     // A procedure saved after the check needs the check again.
-    namespace fs = std::filesystem;
     fs::last_write_time(SystemFilePath(pad), fs::last_write_time(pad) - std::chrono::seconds(5));
     EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv3320).systemFileWritten);
@@ -452,7 +417,6 @@ TEST_F(TransferJobTest, TheSystemFileOfACheckForTheModelMustBeCurrent) {
 }
 
 TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
-    namespace fs = std::filesystem;
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     TransferJob job;
     ASSERT_EQ(PrepareTransferJob(pad, 1, job), 0);
@@ -489,7 +453,6 @@ TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
 }
 
 TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCannotCarry) {
-    namespace fs = std::filesystem;
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     test::MemoryFields display;
     struct Case {
@@ -506,9 +469,7 @@ TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCanno
         SCOPED_TRACE(c.what);
         if (c.pictureBytes) {
             // A sparse file of the size, named by the checked procedure.
-            std::FILE* f = std::fopen(picture.c_str(), "wb");
-            ASSERT_NE(f, nullptr);
-            std::fclose(f);
+            test::writeBytes(picture, {});
             fs::resize_file(picture, c.pictureBytes);
             auto sys = test::readBytes(SystemFilePath(pad));
             PutLe16(sys.data() + sysblk::kPictureCount, 1);
@@ -527,13 +488,9 @@ TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCanno
         settings.fastPictures = false;
         // Cancelled at the first block when it does start: only the refusal
         // (or its absence) is of interest here.
-        class Stop : public TransferObserver {
-          public:
-            explicit Stop(Link& l) : link_(l) { link_.setCancel(&token); }
-            void progress(int) override { token.cancel(); }
-            CancelToken token;
-            Link& link_;
-        } stop(link);
+        Observed stop;
+        stop.cancelAt = 1;
+        link.setCancel(&stop.cancel);
         const TransferOutcome out = TransferToInstrument(link, pad, settings, display, stop);
         EXPECT_EQ(out.code, c.code);
         if (c.code != 0) {
@@ -542,6 +499,94 @@ TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCanno
         } else {
             EXPECT_TRUE(out.cancelled);
             EXPECT_EQ(sims[0]->counts().count("pPH"), 1u);
+        }
+    }
+}
+
+// Whole transfers with quelvari-cli: through the in-process simulated
+// instrument and through quelvari-instrument on a pseudo-terminal with the
+// real serial port backend, clean and with damaged frames. Every run is
+// bounded by `timeout`: a hang fails the test instead of stopping the suite.
+class TransferCli : public TransferJobTest {
+  protected:
+    test::CommandResult transfer(const std::string& link, const std::string& more = "") {
+        return test::runCommand("timeout 120 " + std::string(QUELVARI_CLI) + " transfer '" + pad +
+                                "' --number 2 --lang 1 --link " + link + " " + more + " 2>&1");
+    }
+    std::vector<std::string> cardFiles(const std::string& card) {
+        std::vector<std::string> names;
+        for (const auto& e : fs::directory_iterator(card))
+            names.push_back(e.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    void expectSameCards(const std::string& a, const std::string& b) {
+        ASSERT_EQ(cardFiles(a), cardFiles(b));
+        for (const std::string& name : cardFiles(a))
+            EXPECT_EQ(test::readBytes(a + "/" + name), test::readBytes(b + "/" + name)) << name;
+    }
+};
+
+TEST_F(TransferCli, RefusesAnUncheckedProcedureAndBadArguments) {
+    const auto r = transfer("sim:" + dir.file("card"));
+    EXPECT_EQ(r.status, 2) << r.out;
+    EXPECT_NE(r.out.find("(90)"), std::string::npos) << r.out;
+    EXPECT_FALSE(fs::exists(dir.file("card/P002.PAD")));
+
+    const auto bad = test::runCli("transfer '" + pad + "' --number 0 --link sim");
+    EXPECT_EQ(bad.status, 64) << bad.out;
+    const auto none = test::runCli("transfer --number 3 --link sim");
+    EXPECT_EQ(none.status, 64) << none.out;
+}
+
+TEST_F(TransferCli, SerialTransferThroughAPseudoTerminalLandsTheSameFiles) {
+    ASSERT_EQ(test::runCli("check '" + pad + "' --mode pv6410").status, 0);
+    const auto usb = transfer("sim:" + dir.file("usb"));
+    ASSERT_EQ(usb.status, 0) << usb.out;
+    EXPECT_EQ(cardFiles(dir.file("usb")),
+              (std::vector<std::string>{"P002.HDR", "P002.IR1", "P002.PAD"}));
+    EXPECT_EQ(test::readBytes(dir.file("usb/P002.PAD")), test::readBytes(pad));
+
+    {
+        // An instrument that acknowledges each frame only at its wire time at
+        // 57600 baud, as one on a real line does.
+        PtyInstrument instrument(dir.file("serial"), {"--busy", "2", "--wire-baud", "57600"});
+        ASSERT_FALSE(instrument.path().empty());
+        const auto serial = transfer("serial:" + instrument.path(), "--baud 3");
+        ASSERT_EQ(serial.status, 0) << serial.out;
+    }
+    expectSameCards(dir.file("usb"), dir.file("serial"));
+    {
+        // A full instrument is refused before the transfer.
+        PtyInstrument full(dir.file("full"), {"--number", "0"});
+        const auto r = transfer("serial:" + full.path(), "--baud 3");
+        EXPECT_NE(r.out.find("(82)"), std::string::npos) << r.out;
+    }
+    {
+        // The adapter is pulled during the transfer: message 79 with the
+        // system's reason, at once.
+        PtyInstrument gone(dir.file("gone"), {"--hang-up-after", "8"});
+        ASSERT_FALSE(gone.path().empty());
+        const auto r = transfer("serial:" + gone.path(), "--baud 3");
+        EXPECT_EQ(r.status, 4) << r.out;
+        EXPECT_NE(r.out.find("Input/output error"), std::string::npos) << r.out;
+    }
+
+    // Damaged and lost frames: the transfer ends verified or with a catalogue
+    // message, never hangs. Lost block frames are sent again.
+    for (const auto& [corrupt, drop, seed] :
+         {std::tuple{"0.01", "0.01", "3"}, std::tuple{"0.01", "0.01", "7"},
+          std::tuple{"0.2", "0.05", "5"}}) {
+        const std::string card = dir.file(std::string("faulty-") + seed);
+        PtyInstrument instrument(card, {"--corrupt", corrupt, "--drop", drop, "--seed", seed});
+        ASSERT_FALSE(instrument.path().empty());
+        const auto r = transfer("serial:" + instrument.path(), "--baud 3");
+        ASSERT_NE(r.status, 124) << "hung: " << r.out;
+        if (r.status == 0) {
+            expectSameCards(dir.file("usb"), card);
+        } else {
+            EXPECT_EQ(r.status, 4) << r.out;
+            EXPECT_NE(r.out.find("ERROR"), std::string::npos) << r.out;
         }
     }
 }

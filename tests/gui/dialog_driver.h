@@ -114,6 +114,10 @@ struct Step {
     std::uint32_t id;
     QString text = {};
     int index = 0;
+    static Step type(std::uint32_t id, const QString& text) { return {TypeText, id, text}; }
+    static Step click(std::uint32_t id) { return {ClickButton, id}; }
+    static Step choose(std::uint32_t id, int index) { return {ChooseItem, id, {}, index}; }
+    static Step pickFile(const QString& path) { return {PickFile, 1172, path}; }
 };
 
 // Fixture: German, hooks that record instead of showing boxes.

@@ -146,14 +146,17 @@ class DialogKeys : public DialogTest {};
 
 TEST_F(DialogKeys, EveryComponentDialogIsNamedTabsInOrderAndTakesReturnForOk) {
     // Every editor dialog, the three Interbus-S functions included, new as
-    // the selection presets them. With the focus on each other button in turn
-    // (a file chooser, Help), Return presses OK: the new record is refused
-    // with a message, so the dialog stays open for the next button.
+    // the selection presets them, each opened as its type letter and byte 88
+    // say. With the focus on each other button in turn (a file chooser,
+    // Help), Return presses OK: the new record is refused with a message, so
+    // the dialog stays open for the next button.
     std::vector<ComponentRecord> records;
     for (const ComponentType& type : kCatalogue) {
         ComponentRecord r;
         PresetNewRecord(r, type);
         r.setTypeCode(static_cast<std::uint8_t>(type.code));
+        if (type.kind == ComponentKind::GraphicPrint)
+            r.setU8(rec::kPayload, kGraphicPrintMark);
         if (type.kind == ComponentKind::Interbus) {
             for (std::uint8_t f : {'Z', 'I', 'R'}) {
                 r.setU8(rec::kPayload, f);
@@ -172,6 +175,7 @@ TEST_F(DialogKeys, EveryComponentDialogIsNamedTabsInOrderAndTakesReturnForOk) {
             WhenShown<ComponentDialog>([&](ComponentDialog& d) {
                 SCOPED_TRACE(d.windowTitle().toStdString());
                 ++dialogs;
+                EXPECT_EQ(d.dialogId(), EditorDialogId(r));
                 ExpectNamedInTabOrder(d, language == kGerman);
                 captions[static_cast<char>(r.typeCode())] = Captions(d);
                 QPushButton* ok = qobject_cast<QPushButton*>(d.form().widget(ctl::kOk));
@@ -230,18 +234,6 @@ TEST_F(DialogKeys, OkIsTheDefaultOfTheOtherDialogsAndTheirControlsAreNamed) {
     EXPECT_EQ(number->accessibleName(), QStringLiteral("Baustein Nr:"));
     for (QWidget* w : TabControls(&go))
         EXPECT_FALSE(w->accessibleName().isEmpty()) << w->metaObject()->className();
-
-    // The selection dialog has no OK: Return on Help opens no help.
-    ComponentRecord r;
-    WhenShown<SelectionDialog>([&](SelectionDialog& d) {
-        ExpectOkIsTheDefault(d, nullptr);
-        auto* help = qobject_cast<QPushButton*>(d.form().widget(ctl::kHelp));
-        ASSERT_NE(help, nullptr);
-        help->setFocus();
-        QTest::keyClick(help, Qt::Key_Return);
-    });
-    RunComponentSelection(nullptr, r);
-    EXPECT_TRUE(helpContexts.empty());
 }
 
 // Presses `helpButton` of the modal dialog `d` and checks that the help

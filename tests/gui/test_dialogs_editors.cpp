@@ -20,9 +20,14 @@ const EditorControl* ControlOf(const Editor& e, std::uint32_t id) {
     return nullptr;
 }
 
+using FieldText = std::pair<std::uint32_t, std::string>;
+FieldText Text(std::uint32_t id, const std::string& text) {
+    return {id, text};
+}
+
 // A record as the core reader stores it from these texts, checked buttons
 // and combo selections.
-ComponentRecord Stored(ComponentKind kind, std::vector<std::pair<std::uint32_t, std::string>> texts,
+ComponentRecord Stored(ComponentKind kind, std::vector<FieldText> texts,
                        std::vector<std::uint32_t> checked,
                        std::vector<std::pair<std::uint32_t, int>> combos = {}) {
     MapForm f;
@@ -122,82 +127,59 @@ class EditorDialogs : public DialogTest {
 
 TEST_F(EditorDialogs, MeasuringStoresWhatTheReaderMakesOfTheInputs) {
     // Stored in mode S with a linked second trigger; changed to mode M.
-    const ComponentRecord start = Stored(ComponentKind::Measuring,
-                                         {{ctl::kEntryCondition, "B1"},
-                                          {1013, "P1P2"},
-                                          {1016, "0.5"},
-                                          {1017, "100"},
-                                          {1018, "P1"},
-                                          {1019, ">"},
-                                          {1020, "2.5"},
-                                          {1023, "P2"},
-                                          {1024, "\xAB"},
-                                          {1025, "1"},
-                                          {ctl::kBranchCondition, "B2"},
-                                          {ctl::kTarget, "5"}},
-                                         {1005}, {{2177, 1}, {2179, 3}});
-    ExpectSameAsReader(start, {{Step::TypeText, ctl::kEntryCondition, "E3"},
-                               {Step::ClickButton, 1004},
-                               {Step::TypeText, 1013, "SA3T1"},
-                               {Step::ClickButton, 1451},
-                               {Step::TypeText, 1019, "="},
-                               {Step::TypeText, 1020, "12.5"},
-                               {Step::TypeText, ctl::kBranchCondition, ""},
-                               {Step::TypeText, ctl::kTarget, ""}});
-    ExpectSameAsReader(start, {{Step::TypeText, 1013, "P1, T2"},
-                               {Step::ChooseItem, 2179, {}, 5},
-                               {Step::ChooseItem, 2177, {}, 2},
-                               {Step::TypeText, 1024, QString::fromUtf8("\u00bb")}});
+    const ComponentRecord start = Stored(
+        ComponentKind::Measuring,
+        {Text(ctl::kEntryCondition, "B1"), Text(1013, "P1P2"), Text(1016, "0.5"), Text(1017, "100"),
+         Text(1018, "P1"), Text(1019, ">"), Text(1020, "2.5"), Text(1023, "P2"), Text(1024, "\xAB"),
+         Text(1025, "1"), Text(ctl::kBranchCondition, "B2"), Text(ctl::kTarget, "5")},
+        {1005}, {{2177, 1}, {2179, 3}});
+    ExpectSameAsReader(start, {Step::type(ctl::kEntryCondition, "E3"), Step::click(1004),
+                               Step::type(1013, "SA3T1"), Step::click(1451), Step::type(1019, "="),
+                               Step::type(1020, "12.5"), Step::type(ctl::kBranchCondition, ""),
+                               Step::type(ctl::kTarget, "")});
+    ExpectSameAsReader(start,
+                       {Step::type(1013, "P1, T2"), Step::choose(2179, 5), Step::choose(2177, 2),
+                        Step::type(1024, QString::fromUtf8("\u00bb"))});
 }
 
 TEST_F(EditorDialogs, TimeInterruptBreakAndSectionStoreWhatTheReaderMakes) {
     const ComponentRecord time =
-        Stored(ComponentKind::Time, {{ctl::kDescription, "Warten"}}, {1161});
-    ExpectSameAsReader(time, {{Step::ClickButton, 1160}, {Step::TypeText, 1162, "0000100"}});
+        Stored(ComponentKind::Time, {Text(ctl::kDescription, "Warten")}, {1161});
+    ExpectSameAsReader(time, {Step::click(1160), Step::type(1162, "0000100")});
 
     const ComponentRecord interrupt =
-        Stored(ComponentKind::Interrupt, {{1198, "100"}}, {1178, 1182, 1190}, {{1202, 0}});
-    ExpectSameAsReader(interrupt, {{Step::ClickButton, 1179},
-                                   {Step::ClickButton, 1185},
-                                   {Step::ClickButton, 1193},
-                                   {Step::ClickButton, 1180},
-                                   {Step::TypeText, 1200, "30"},
-                                   {Step::ChooseItem, 1204, {}, 1},
-                                   {Step::TypeText, 1198, "250"}});
+        Stored(ComponentKind::Interrupt, {Text(1198, "100")}, {1178, 1182, 1190}, {{1202, 0}});
+    ExpectSameAsReader(interrupt,
+                       {Step::click(1179), Step::click(1185), Step::click(1193), Step::click(1180),
+                        Step::type(1200, "30"), Step::choose(1204, 1), Step::type(1198, "250")});
 
-    const ComponentRecord brk = Stored(ComponentKind::Break, {{1322, "Z1"}, {1323, "B2"}}, {});
-    ExpectSameAsReader(brk, {{Step::TypeText, 1322, "S12"}, {Step::TypeText, 1323, "B7"}});
+    const ComponentRecord brk =
+        Stored(ComponentKind::Break, {Text(1322, "Z1"), Text(1323, "B2")}, {});
+    ExpectSameAsReader(brk, {Step::type(1322, "S12"), Step::type(1323, "B7")});
 
-    const ComponentRecord section =
-        Stored(ComponentKind::Section, {{1322, "Z5"}, {2278, "Teil A"}, {1323, "B3"}}, {2280});
-    ExpectSameAsReader(section, {{Step::ClickButton, 2281},
-                                 {Step::TypeText, 2278, QString::fromUtf8("Prüfung ÄÖÜ")},
-                                 {Step::TypeText, 1323, "B9"}});
+    const ComponentRecord section = Stored(
+        ComponentKind::Section, {Text(1322, "Z5"), Text(2278, "Teil A"), Text(1323, "B3")}, {2280});
+    ExpectSameAsReader(section,
+                       {Step::click(2281), Step::type(2278, QString::fromUtf8("Prüfung ÄÖÜ")),
+                        Step::type(1323, "B9")});
 }
 
 TEST_F(EditorDialogs, ModuleCommandAndPictureStoreWhatTheReaderMakes) {
-    const ComponentRecord module = Stored(ComponentKind::Module, {{1206, "MODA"}}, {});
-    ExpectSameAsReader(module, {{Step::TypeText, 1206, "MODB"}});
+    const ComponentRecord module = Stored(ComponentKind::Module, {Text(1206, "MODA")}, {});
+    ExpectSameAsReader(module, {Step::type(1206, "MODB")});
 
-    const ComponentRecord command =
-        Stored(ComponentKind::Command, {{1324, "SAVE -m1 -S1"}, {1326, "SAVE -irx2 -S2"}}, {1057});
-    ExpectSameAsReader(command, {{Step::ClickButton, 1056},
-                                 {Step::TypeText, 1325, "SAVE -m123 -Sxx"},
-                                 {Step::TypeText, 1324, ""}});
+    const ComponentRecord command = Stored(
+        ComponentKind::Command, {Text(1324, "SAVE -m1 -S1"), Text(1326, "SAVE -irx2 -S2")}, {1057});
+    ExpectSameAsReader(
+        command, {Step::click(1056), Step::type(1325, "SAVE -m123 -Sxx"), Step::type(1324, "")});
 
-    const ComponentRecord picture =
-        Stored(ComponentKind::Picture,
-               {{1173, "/bilder/logo.bmp"}, {1174, "10"}, {1175, "10"}, {1176, "50"}, {1177, "50"}},
-               {1170, 1057});
-    ExpectSameAsReader(picture, {{Step::ClickButton, 1171},
-                                 {Step::ClickButton, 2180},
-                                 {Step::ClickButton, 2163},
-                                 {Step::TypeText, 1174, "12abc"},
-                                 {Step::TypeText, 1176, "90"},
-                                 {Step::PickFile, 1172, "/bilder/LOGO.BMP"}});
-    ExpectSameAsReader(picture, {{Step::PickFile, 1172, "/bilder/foto.jpg"},
-                                 {Step::ClickButton, 1056},
-                                 {Step::TypeText, 1177, "45"}});
+    const ComponentRecord picture = Stored(ComponentKind::Picture,
+                                           {Text(1173, "/bilder/logo.bmp"), Text(1174, "10"),
+                                            Text(1175, "10"), Text(1176, "50"), Text(1177, "50")},
+                                           {1170, 1057});
+    ExpectSameAsReader(picture, {Step::click(1171), Step::click(2180), Step::click(2163),
+                                 Step::type(1174, "12abc"), Step::type(1176, "90"),
+                                 Step::pickFile("/bilder/LOGO.BMP")});
 }
 
 TEST_F(EditorDialogs, GenericDialogEditsTheHeadAndKeepsEveryPayloadByte) {
@@ -205,9 +187,9 @@ TEST_F(EditorDialogs, GenericDialogEditsTheHeadAndKeepsEveryPayloadByte) {
     logic.setTypeCode('B');
     for (std::size_t i = rec::kPayload; i < rec::kRecordSize; i += 7)
         logic.setU8(i, static_cast<std::uint8_t>(i & 0xFF));
-    ExpectSameAsReader(logic, {{Step::TypeText, ctl::kEntryCondition, "B1"},
-                               {Step::TypeText, ctl::kBranchCondition, "B2"},
-                               {Step::TypeText, ctl::kTarget, "3"}});
+    ExpectSameAsReader(
+        logic, {Step::type(ctl::kEntryCondition, "B1"), Step::type(ctl::kBranchCondition, "B2"),
+                Step::type(ctl::kTarget, "3")});
 
     // The payload is shown read-only at record offsets, sixteen bytes a line.
     ComponentRecord edit = logic;

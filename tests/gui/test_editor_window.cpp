@@ -1,6 +1,7 @@
 // The editor window with a real QApplication: start state, the sample file,
 // paging, Go to, the editing commands through their actions, a language
-// switch and the save question on close.
+// switch, the save question on close, and the text form commands and the
+// Variables panel.
 #include <QAction>
 #include <QDialog>
 #include <QFile>
@@ -12,12 +13,17 @@
 #include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTextBrowser>
+#include <QTreeWidget>
 
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "app/dialogs.h"
+#include "app/exchange/variables_panel.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
+#include "exchange/procedure_text.h"
 #include "model/procedure_file.h"
 #include "window_fixture.h"
 
@@ -69,7 +75,6 @@ TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
     EXPECT_FALSE(Enabled(w, cmd::kSyntaxTest));
     EXPECT_FALSE(Enabled(w, cmd::kTransfer));
     EXPECT_TRUE(Enabled(w, cmd::kAppend));
-    EXPECT_EQ(w.windowTitle(), QStringLiteral("Quelvari - NoName.PAD"));
 }
 
 TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
@@ -94,18 +99,13 @@ TEST_F(EditorWindow, OpensTheSamplePagesAndGoesToAStep) {
 
     // Go to: 0 and 9 keep the dialog open, 6 closes it at step 6.
     bool stayedOpen = false;
-    WhenModal([&](QWidget* modal) {
-        auto* dialog = qobject_cast<GoToDialog*>(modal);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Wohin springen"));
-        EXPECT_EQ(dialog->rangeLine()->text(), QStringLiteral("(1...8)"));
-        dialog->numberField()->setText(QStringLiteral("0"));
-        dialog->accept();
-        dialog->numberField()->setText(QStringLiteral("9"));
-        dialog->accept();
-        stayedOpen = dialog->isVisible();
-        dialog->numberField()->setText(QStringLiteral("6"));
-        dialog->accept();
+    test::WhenShown<GoToDialog>([&](GoToDialog& dialog) {
+        EXPECT_EQ(dialog.rangeLine()->text(), QStringLiteral("(1...8)"));
+        for (const char* number : {"0", "9", "6"}) {
+            stayedOpen = dialog.isVisible();
+            dialog.numberField()->setText(QString::fromLatin1(number));
+            dialog.accept();
+        }
     });
     w.action(cmd::kGoTo)->trigger();
     EXPECT_TRUE(stayedOpen);
@@ -165,13 +165,6 @@ TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
     EXPECT_TRUE(Enabled(w, cmd::kSave));
     EXPECT_FALSE(Enabled(w, cmd::kUndo));  // Insert makes no undo entry
     EXPECT_EQ(list.currentNode->next->record.comment(), third.comment());
-
-    w.action(cmd::kDelete)->trigger();
-    EXPECT_EQ(list.componentCount, 8u);
-    EXPECT_TRUE(Enabled(w, cmd::kUndo));
-    w.action(cmd::kUndo)->trigger();
-    EXPECT_EQ(list.componentCount, 9u);
-    EXPECT_FALSE(Enabled(w, cmd::kUndo));
 
     // Ctrl+X through the accelerator cuts the current step.
     w.view()->setFocus();
@@ -246,12 +239,10 @@ TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
 
 TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     MainWindow& w = shown();
-    WhenModal([](QWidget* modal) {
-        auto* dialog = qobject_cast<LanguageDialog*>(modal);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_TRUE(dialog->button(kGerman)->isChecked());
-        dialog->button(kEnglish)->setChecked(true);
-        dialog->accept();
+    test::WhenShown<LanguageDialog>([](LanguageDialog& dialog) {
+        EXPECT_TRUE(dialog.button(kGerman)->isChecked());
+        dialog.button(kEnglish)->setChecked(true);
+        dialog.accept();
     });
     w.action(cmd::kLanguage)->trigger();
     EXPECT_EQ(language(), static_cast<std::uint32_t>(kEnglish));
@@ -264,29 +255,23 @@ TEST_F(EditorWindow, LanguageSwitchRelabelsMenusAndTheNextDialog) {
     ReadConfiguration(saved);
     EXPECT_EQ(saved.language, 1u);
 
-    QString title, label;
-
     // Cancel in the language dialog changes nothing.
-    WhenModal([](QWidget* modal) {
-        static_cast<LanguageDialog*>(modal)->button(kItalian)->setChecked(true);
-        static_cast<QDialog*>(modal)->reject();
+    test::WhenShown<LanguageDialog>([](LanguageDialog& dialog) {
+        dialog.button(kItalian)->setChecked(true);
+        dialog.reject();
     });
     w.action(cmd::kLanguage)->trigger();
     EXPECT_EQ(language(), static_cast<std::uint32_t>(kEnglish));
 
     // The settings dialog in English, and its OK writes the print size.
-    WhenModal([&](QWidget* modal) {
-        auto* dialog = qobject_cast<SettingsDialog*>(modal);
-        ASSERT_NE(dialog, nullptr);
-        title = dialog->windowTitle();
-        label = dialog->extended()->text();
-        EXPECT_TRUE(dialog->normal()->isChecked());
-        dialog->extended()->setChecked(true);
-        dialog->accept();
+    test::WhenShown<SettingsDialog>([](SettingsDialog& dialog) {
+        EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Options"));
+        EXPECT_EQ(dialog.extended()->text(), QStringLiteral("extended"));
+        EXPECT_TRUE(dialog.normal()->isChecked());
+        dialog.extended()->setChecked(true);
+        dialog.accept();
     });
     w.action(cmd::kSettings)->trigger();
-    EXPECT_EQ(title, QStringLiteral("Options"));
-    EXPECT_EQ(label, QStringLiteral("extended"));
     ReadConfiguration(saved);
     EXPECT_EQ(saved.language, 1u);
     EXPECT_EQ(saved.printSize, 1u);
@@ -300,12 +285,7 @@ TEST_F(EditorWindow, OpensAFileWhoseNameIsNotUtf8) {
     const std::string name = QFile::encodeName(dir.path()).toStdString() +
                              "/Pr\xfc"
                              "fung.PAD";
-    ProcedureList written;
-    ComponentRecord r;
-    r.setTypeCode('Z');
-    written.appendRecord(r);
-    written.appendRecord(r);
-    ASSERT_TRUE(writeProcedure(name, written).ok());
+    ASSERT_TRUE(std::filesystem::copy_file(kSample.toStdString(), name));
     MainWindow w;
     bool refused = false;
     QTimer::singleShot(0, [&refused] {
@@ -318,7 +298,7 @@ TEST_F(EditorWindow, OpensAFileWhoseNameIsNotUtf8) {
     QCoreApplication::processEvents();  // the check runs here, not in a later test
     EXPECT_FALSE(refused);
     EXPECT_EQ(w.procedure().documentPath, name);
-    EXPECT_EQ(w.procedure().componentCount, 2u);
+    EXPECT_EQ(w.procedure().componentCount, 8u);
 }
 
 TEST_F(EditorWindow, MenusQuestionsAndQtTextsInEveryLanguage) {
@@ -361,12 +341,10 @@ TEST_F(EditorWindow, MenusQuestionsAndQtTextsInEveryLanguage) {
         w.openPath(kSample);
         w.procedure().modified = 1;
         QStringList buttons;
-        WhenModal([&buttons](QWidget* modal) {
-            auto* box = qobject_cast<QMessageBox*>(modal);
-            ASSERT_NE(box, nullptr);
+        test::WhenShown<QMessageBox>([&buttons](QMessageBox& box) {
             for (auto b : {QMessageBox::Yes, QMessageBox::No, QMessageBox::Cancel})
-                buttons << box->button(b)->text();
-            Answer(modal, QMessageBox::Cancel);
+                buttons << box.button(b)->text();
+            box.button(QMessageBox::Cancel)->click();
         });
         w.action(cmd::kNew)->trigger();
         const QStringList expected =
@@ -377,6 +355,55 @@ TEST_F(EditorWindow, MenusQuestionsAndQtTextsInEveryLanguage) {
         w.procedure().modified = 0;
     }
     EXPECT_EQ(refusedTexts.size(), 4u);
+}
+
+TEST_F(EditorWindow, TextFormImportExportAndTheVariablesOfTheProcedureInMemory) {
+    QTemporaryDir tmp;
+    const auto file = [&](const char* name) { return tmp.path() + "/" + name; };
+    std::vector<ComponentRecord> records;
+    ASSERT_TRUE(exchange::ReadProcedureRecords(QUELVARI_EXAMPLES "/sample.PAD", records).ok());
+    const std::string text = exchange::ExportText(records);
+    std::ofstream(file("good.txt").toStdString(), std::ios::binary) << text;
+    std::string bad = text;
+    bad.replace(bad.find("time_factor = 200"), 17, "time_factor = -5");
+    std::ofstream(file("bad.txt").toStdString(), std::ios::binary) << bad;
+
+    MainWindow& w = shown(QString());
+    // A refused text shows its line and leaves the procedure alone.
+    QString box;
+    test::ReadNextBox(box);
+    EXPECT_FALSE(w.importTextPath(file("bad.txt")));
+    EXPECT_TRUE(box.contains(QStringLiteral("time_factor"))) << box.toStdString();
+    EXPECT_EQ(w.procedure().documentOpen, 0u);
+
+    ASSERT_TRUE(w.importTextPath(file("good.txt")));
+    EXPECT_EQ(w.procedure().componentCount, records.size());
+    EXPECT_EQ(w.procedure().modified, 1u);
+    EXPECT_EQ(w.windowTitle(), QStringLiteral("Quelvari - NoName.PAD*"));
+    EXPECT_EQ(exchange::ExportText(exchange::ListRecords(w.procedure())),
+              exchange::ExportText(records));
+
+    // Export writes the procedure in memory, unsaved as it is; a path that
+    // cannot be written is reported and leaves nothing behind.
+    ASSERT_TRUE(w.exportTextPath(file("again.txt")));
+    EXPECT_EQ(test::FileBytes(file("again.txt")).toStdString(),
+              exchange::ExportText(records, "NoName.PAD"));
+    test::ReadNextBox(box);
+    EXPECT_FALSE(w.exportTextPath(file("no/such/dir.txt")));
+    EXPECT_TRUE(box.contains(QStringLiteral("no/such/dir.txt"))) << box.toStdString();
+
+    // The Variables panel lists the procedure in memory: Z2 is read by the
+    // break at step 8 and written nowhere; its use leads to the step.
+    w.variablesPanel()->show();
+    QTreeWidget* tree = w.variablesPanel()->tree();
+    const QList<QTreeWidgetItem*> z2 = tree->findItems(QStringLiteral("Z2"), Qt::MatchExactly);
+    ASSERT_EQ(z2.size(), 1);
+    EXPECT_EQ(z2[0]->text(1), QStringLiteral("8"));
+    EXPECT_TRUE(z2[0]->text(2).isEmpty());
+    ASSERT_EQ(z2[0]->childCount(), 1);
+    EXPECT_EQ(w.procedure().currentNumber, 1u);
+    emit tree->itemDoubleClicked(z2[0]->child(0), 1);
+    EXPECT_EQ(w.procedure().currentNumber, 8u);
 }
 
 }  // namespace
