@@ -44,12 +44,6 @@ class StepCommands : public test::EditFixture {
         appendAll(steps);
         commands.clearHistory();
     }
-    std::string order() const {
-        std::string out;
-        for (const auto& c : comments())
-            out += c;
-        return out;
-    }
 };
 
 TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
@@ -84,7 +78,7 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
     list.goToStep(3);  // "c" is current
 
     EXPECT_EQ(commands.moveDown({1, 2}), (std::vector<std::uint32_t>{2, 3}));
-    EXPECT_EQ(order(), "cabdefg");
+    EXPECT_EQ(comments(), "c a b d e f g");
     checkNumbering();
     const auto moved = records(list);
     // "c" -> "a" (now 2), "a" -> "c" (now 1), "b" -> "c", "d" -> "b" (now 3),
@@ -94,12 +88,11 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
                                 moved[3].i16(154), moved[4].i16(154), moved[5].u16(92),
                                 moved[5].gotoTarget(), moved[6].gotoTarget()}),
               (std::vector<int>{2, 1, 1, 3, -1, 2, 1, 7}));
-    EXPECT_EQ(list.viewRecord.comment(), "c");  // the current component stays current
-    EXPECT_EQ(list.currentNumber, 1u);
+    EXPECT_EQ(at(), "1 c");  // the current component stays current
     EXPECT_EQ(list.modified, 1u);
 
     EXPECT_EQ(commands.moveTo({7}, 1), (std::vector<std::uint32_t>{1}));
-    EXPECT_EQ(order(), "gcabdef");
+    EXPECT_EQ(comments(), "g c a b d e f");
     EXPECT_EQ(records(list)[0].gotoTarget(), 1);
     EXPECT_EQ(commands.undoStack().count(), 2u);
 
@@ -110,7 +103,7 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
     commands.redo();
     EXPECT_EQ(records(list), moved);
     commands.redo();
-    EXPECT_EQ(order(), "gcabdef");
+    EXPECT_EQ(comments(), "g c a b d e f");
     EXPECT_EQ(commands.redoCount(), 0u);
 
     // Nothing to move: a beep, no entry.
@@ -142,7 +135,7 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
 
     commands.removeSteps({2, 5});
     EXPECT_EQ(records(list), records(single));
-    EXPECT_EQ(order(), "acdf");
+    EXPECT_EQ(comments(), "a c d f");
     EXPECT_EQ(list.componentCount, 4u);
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
@@ -150,22 +143,22 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     singleCommands.undo();
     commands.undo();
     EXPECT_EQ(records(list), records(single));  // the kept undo rules, as one step
-    EXPECT_EQ(order(), "abcdef");
+    EXPECT_EQ(comments(), "a b c d e f");
     commands.redo();
-    EXPECT_EQ(order(), "acdf");
+    EXPECT_EQ(comments(), "a c d f");
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
     // Cut of several: one entry, and Paste puts them all in front of the
     // current step, in their order, renumbered as Insert does.
     commands.undo();
     commands.cutSteps({1, 3});
-    EXPECT_EQ(order(), "bdef");
+    EXPECT_EQ(comments(), "b d e f");
     EXPECT_EQ(commands.undoStack().count(), 1u);
     EXPECT_EQ(commands.clipboardCount(), 2u);
     const auto beforePaste = targets();
     list.goToStep(2);
     commands.insert();
-    EXPECT_EQ(order(), "bacdef");
+    EXPECT_EQ(comments(), "b a c d e f");
     checkNumbering();
     EXPECT_EQ(list.viewRecord.comment(), "a");
     EXPECT_EQ(list.pastePending, 0u);
@@ -188,12 +181,12 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     // Deleting every step leaves the empty procedure; Undo brings every
     // step back in its place (their references as the kept single Undo
     // leaves them).
-    const std::string full = order();
+    const std::string full = comments();
     commands.removeSteps({1, 2, 3, 4, 5, 6});
     EXPECT_EQ(list.componentCount, 0u);
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
     commands.undo();
-    EXPECT_EQ(order(), full);
+    EXPECT_EQ(comments(), full);
     EXPECT_EQ(list.componentCount, 6u);
     checkNumbering();
 }
@@ -206,16 +199,16 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     commands.remove();  // "B2" goes, "c" is current
     ui.selections.push_back(Step('Z', "d"));
     commands.append();
-    EXPECT_EQ(order(), "acd");
+    EXPECT_EQ(comments(), "a c d");
     const auto done = records(list);
 
     commands.undo();
     commands.undo();
     commands.undo();
-    EXPECT_EQ(order(), "abc");
+    EXPECT_EQ(comments(), "a b c");
     EXPECT_EQ(commands.redoCount(), 3u);
     commands.redo();
-    EXPECT_EQ(order(), "aB2c");
+    EXPECT_EQ(comments(), "a B2 c");
     commands.redo();
     commands.redo();
     EXPECT_EQ(records(list), done);
@@ -229,7 +222,7 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     commands.change();
     EXPECT_EQ(commands.redoCount(), 0u);
     commands.redo();  // nothing left
-    EXPECT_EQ(order(), "A1c");
+    EXPECT_EQ(comments(), "A1 c");
 
     // The stack keeps its ten entries: eleven changes, ten come back and go
     // again.
