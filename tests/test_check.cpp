@@ -462,21 +462,37 @@ TEST_F(Check, RelativePathNamesTheFullDirectory) {
     EXPECT_TRUE(std::ifstream(dir.file("T.sys")).good());
 }
 
-TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
-    module("M", {plain()});
-    const Records records = {measuring('T'), moduleCall("M"), moduleCall("Gone"),
-                             makeRecord('B', "", "B1", 9), plain()};
-    procedure(records);
-    const auto onDisk = run(kCheckPv6410);
-    ::unlink(dir.file("T.sys").c_str());
-
-    ProcedureList list;
-    for (const ComponentRecord& r : records)
-        list.appendRecord(r);
-    const auto inMemory = RunSyntaxTestInMemory(list, pad, kCheckPv6410);
-    EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
-    EXPECT_EQ(inMemory.lines, onDisk.lines);
-    EXPECT_FALSE(inMemory.systemFileWritten);
+TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
+    // A procedure, and a module open in the editor against the same module
+    // called from a clean procedure that also registers the module it calls:
+    // the same findings, a break (8033) included.
+    module("N", {plain()});
+    const std::tuple<std::string, std::uint16_t, Records> cases[] = {
+        {"T.PAD",
+         kCheckPv6410,
+         {measuring('T'), moduleCall("N"), moduleCall("Gone"), makeRecord('B', "", "B1", 9),
+          plain()}},
+        {"M.PAM", kCheckTarvisel, {breakAt('Z', 1), plain()}},
+        {"M.PAM", kCheckTarvisel, {interrupt({{0, 2}}), plain(), moduleCall("N")}},
+        {"M.PAM", kCheckTarvisel, {moduleCall("N"), plain()}},
+    };
+    for (const auto& [name, mode, records] : cases) {
+        const bool isProcedure = name == "T.PAD";
+        if (!isProcedure)
+            module("M", records);
+        procedure(isProcedure ? records : Records{moduleCall("M"), moduleCall("N"), plain()});
+        const auto onDisk = run(mode);
+        ::unlink(dir.file("T.sys").c_str());
+        ProcedureList list;
+        for (const ComponentRecord& r : records)
+            list.appendRecord(r);
+        const auto inMemory = RunSyntaxTestInMemory(list, dir.file(name), mode);
+        EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
+        EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
+        EXPECT_EQ(inMemory.lines == onDisk.lines, isProcedure);
+        EXPECT_FALSE(inMemory.systemFileWritten);
+        EXPECT_FALSE(std::ifstream(dir.file("T.sys")).good());
+    }
 
     // A clean procedure: summary, but still no system file.
     ProcedureList clean;
@@ -493,29 +509,6 @@ TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
     const auto u = RunSyntaxTestInMemory(unsaved, "", kCheckTarvisel);
     EXPECT_EQ(findingsOf(u), (std::vector<Seen>{{8025, 0}}));
     EXPECT_EQ(u.files.size(), 2u);
-}
-
-TEST_F(Check, ModuleInMemoryGetsTheVerdictOfTheProcedureCallingIt) {
-    // The module open in the editor against the same module called from a
-    // clean procedure that also registers the module it calls: the same
-    // findings, a break (8033) included.
-    const Records cases[] = {
-        {breakAt('Z', 1), plain()},
-        {interrupt({{0, 2}}), plain(), moduleCall("N")},
-        {moduleCall("N"), plain()},
-    };
-    module("N", {plain()});
-    for (const Records& records : cases) {
-        module("M", records);
-        procedure({moduleCall("M"), moduleCall("N"), plain()});
-        const auto onDisk = run(kCheckTarvisel);
-        ProcedureList list;
-        for (const ComponentRecord& r : records)
-            list.appendRecord(r);
-        const auto inMemory = RunSyntaxTestInMemory(list, dir.file("M.PAM"), kCheckTarvisel);
-        EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
-        EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
-    }
 }
 
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {

@@ -295,29 +295,6 @@ class FileCommandsTest : public ::testing::Test {
     FileCommands cmd{list, ui};
 };
 
-// The Save and Save As flows run through the window's dialogs in the editor
-// tests; here what the commands ask and show.
-TEST_F(FileCommandsTest, NewAndTheQuestionsOfSaveAs) {
-    cmd.fileNew();
-    EXPECT_EQ(list.documentPath, "NoName.PAD");
-    EXPECT_EQ(ui.title, "Quelvari - NoName.PAD");
-    EXPECT_EQ(list.documentOpen, 1u);
-    EXPECT_EQ(list.componentCount, 0u);
-    list.appendRecord(test::makeRecord('Z', "wait"));
-    // The dialog of a new procedure starts without a name; one that exists
-    // is named in the overwrite question.
-    const std::string other = dir.file("B.PAD");
-    test::writeBytes(other, {1, 2, 3});
-    ui.files.push_back(other);
-    ui.answers.push_back(Answer::No);
-    cmd.fileSaveAs();
-    EXPECT_EQ(ui.initialNames.back(), "");
-    EXPECT_EQ(ui.questions.back(), other + "\n" + LangText(3138));
-    EXPECT_EQ(readBytes(other).size(), 3u);
-    EXPECT_EQ(list.documentPath, "NoName.PAD");
-    EXPECT_TRUE(ui.errors.empty());
-}
-
 TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     // Modified state reached by editing; the question is asked unless the
     // procedure is empty and has no file of its own.
@@ -361,9 +338,22 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     EXPECT_TRUE(ui.errors.empty());
 }
 
-TEST_F(FileCommandsTest, OpenDiscardsTheProcedureBeforeTheDialog) {
+TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     cmd.fileNew();
+    EXPECT_EQ(list.documentPath + "|" + ui.title, "NoName.PAD|Quelvari - NoName.PAD");
+    EXPECT_EQ(list.documentOpen, 1u);
     list.appendRecord(test::makeRecord('Z', "unsaved"));
+    // The Save As dialog of a new procedure starts without a name; a file
+    // that exists is named in the overwrite question, and No keeps it.
+    const std::string other = dir.file("B.PAD");
+    test::writeBytes(other, {1, 2, 3});
+    ui.files.push_back(other);
+    ui.answers.push_back(Answer::No);
+    cmd.fileSaveAs();
+    EXPECT_EQ(ui.initialNames.back(), "");
+    EXPECT_EQ(ui.questions.back(), other + "\n" + LangText(3138));
+    EXPECT_EQ(readBytes(other).size(), 3u);
+    EXPECT_EQ(list.documentPath, "NoName.PAD");
 
     // Cancel at the save question stops Open: nothing changes.
     ui.answers.push_back(Answer::Cancel);
@@ -383,7 +373,7 @@ TEST_F(FileCommandsTest, OpenDiscardsTheProcedureBeforeTheDialog) {
     // A file that cannot be opened: message 93.
     ui.files.push_back(dir.file("none.PAD"));
     cmd.fileOpen();
-    EXPECT_EQ(ui.errors.back(), 93 << 8);
+    EXPECT_EQ(ui.errors, std::vector<int>{93 << 8});
     EXPECT_EQ(list.documentOpen, 0u);
     EXPECT_TRUE(list.lastPath.empty());
 

@@ -203,7 +203,7 @@ TEST(GenericEditors, KeepThePayloadByteForByte) {
             r.setU8(88, 'T');
         r.setTypeCode(static_cast<std::uint8_t>(t.code));
         storeInputCondition(r, "E1");
-        storeComment(r, "kept");
+        storeComment(r, std::string(50, 'k'));  // the longest description
         storeBranchCondition(r, "B1");
         r.setGotoTarget(2);
         MapForm f;

@@ -121,24 +121,6 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
     }
 }
 
-TEST(ComponentReaders, StoresTheHeadFields) {
-    ComponentRecord r;
-    ASSERT_EQ(readAs('U',
-                     kModule + std::vector<std::string>{"1014=E3", "1015=Pumpe", "1021=Z1>=Z2",
-                                                        "1022=12"},
-                     r),
-              0);
-    EXPECT_EQ(r.inputCondition(), "E3");
-    EXPECT_EQ(r.comment(), "Pumpe");
-    EXPECT_EQ(r.branchCondition(), "Z1>=Z2");
-    EXPECT_EQ(r.gotoTarget(), 12);
-    EXPECT_EQ(r.typeCode(), 'U');
-    // A 60-character description is cut to 50.
-    ASSERT_EQ(readAs('U', kModule + std::vector<std::string>{"1015=" + std::string(60, 'x')}, r),
-              0);
-    EXPECT_EQ(r.comment(), std::string(50, 'x'));
-}
-
 TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
     MapForm f = formOf({"1322=Q1"});
     ComponentRecord r;

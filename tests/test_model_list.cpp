@@ -21,27 +21,6 @@ namespace {
 
 using test::makeRecord;
 
-TEST(ComponentRecord, FieldsAreLittleEndianAtTheirOffsets) {
-    ComponentRecord r;
-    r.setFormatMark(0xFFFF);
-    r.setRecordMark(35);
-    r.setNumber(0x0102);
-    r.setGotoTarget(0x0304);
-    r.setTypeCode('M');
-    r.setI16(154, -2);
-    r.setU32(200, 0x0A0B0C0D);
-    r.setF32(300, 1.5f);
-    EXPECT_EQ(test::bytesAt(r, 0, 10),
-              (test::ByteRow{0xFF, 0xFF, 35, 0, 0, 0, 0x02, 0x01, 0x04, 0x03}));
-    EXPECT_EQ(r.bytes[83], 'M');
-    EXPECT_EQ(test::bytesAt(r, 154, 2), (test::ByteRow{0xFE, 0xFF}));
-    EXPECT_EQ(test::bytesAt(r, 200, 4), (test::ByteRow{0x0D, 0x0C, 0x0B, 0x0A}));
-    EXPECT_EQ(test::bytesAt(r, 300, 4), (test::ByteRow{0, 0, 0xC0, 0x3F}));  // 1.5f is 0x3FC00000
-    EXPECT_EQ(r.i16(154), -2);
-    EXPECT_EQ(r.u32(200), 0x0A0B0C0Du);
-    EXPECT_EQ(r.f32(300), 1.5f);
-}
-
 TEST(ComponentRecord, LongConditionsRunOnIntoTheNextField) {
     ComponentRecord r;
     // Editors store the entry condition, the comment, then the branch condition.
