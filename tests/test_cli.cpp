@@ -291,19 +291,13 @@ TEST_F(Cli, ModuleNameIsProvedInTheProceduresDirectory) {
     EXPECT_FALSE(std::ifstream(dir.file("Y.pa$")).good());
 }
 
-TEST_F(Cli, CheckAndPrintWriteWhatThePrinterAndScriptsGet) {
-    writeRecords(dir.file("ok.pad"), {makeRecord('B')});
-    const auto ok = runCli("check " + dir.file("ok.pad") + " --mode pv6410 --lang 1");
-    EXPECT_EQ(ok.status, 0) << ok.out;
-    EXPECT_THAT(ok.out, HasSubstr("*** PAD ***\n    ok.pad\n"));
-    EXPECT_TRUE(std::ifstream(dir.file("ok.sys")).good());
-    // Exit status by the true count of errors; the protocol as a PDF.
+TEST_F(Cli, CheckAndPrintWriteWhatThePrinterGets) {
+    // The protocol as a PDF (its text and exit status are the examples' tests).
     writeRecords(dir.file("bad.PAD"), {makeRecord('B', "", "B1", 5)});
     const std::string protocol = dir.file("protocol.pdf");
     const auto bad =
         runCli("check " + dir.file("bad.PAD") + " --mode tarvisel --lang 1 --pdf " + protocol);
     EXPECT_EQ(bad.status, 1);
-    EXPECT_THAT(bad.out, HasSubstr("*** 2 errors ***"));
     EXPECT_FALSE(std::ifstream(dir.file("bad.sys")).good());
     EXPECT_EQ(pdfPages(protocol), 1);
     EXPECT_THAT(pdfInfo(protocol), HasSubstr("QuelvariDoc"));

@@ -29,7 +29,7 @@ ComponentRecord recordOf(char code, std::uint8_t byte88 = 0) {
     return r;
 }
 
-TEST(Catalogue, LookupsPicturesAndDialogs) {
+TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
     // Picture and dialog of a type (and of its mark in byte 88); 0 is none.
     const std::tuple<char, std::uint8_t, int, int> rows[] = {
         {'P', 'G', 177, 178}, {'P', 'g', 153, 159}, {'P', 0, 153, 159},  {'x', 0, 156, 0},
@@ -45,27 +45,19 @@ TEST(Catalogue, LookupsPicturesAndDialogs) {
     EXPECT_EQ(FindTypeByName("PG")->kind, ComponentKind::GraphicPrint);
     EXPECT_EQ(FindTypeByName("P")->kind, ComponentKind::TextPrint);
     EXPECT_EQ(FindTypeByName("MM"), nullptr);
-    // Every row is found by its letter (and mark) and its description id.
-    for (const ComponentType& t : kCatalogue) {
-        const std::uint8_t mark = t.kind == ComponentKind::GraphicPrint ? 'G' : 0;
-        EXPECT_EQ(FindType(static_cast<std::uint8_t>(t.code), mark), &t) << t.key;
-        EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
-        EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
-    }
-}
-
-TEST(Catalogue, SelectionGroupsHoldEveryTypeOnce) {
+    // Every row is found by its letter (and mark) and its description id, and
+    // is in the selection groups once; a new record gets the type's presets.
     std::multiset<std::uint16_t> ids;
     for (const SelectionGroup& g : SelectionGroups())
         for (const auto& row : g.rows)
             ids.insert(row.begin(), row.end());
     EXPECT_EQ(ids.size(), kComponentTypeCount);
-    for (const ComponentType& t : kCatalogue)
-        EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
-}
-
-TEST(Catalogue, PresetsOfNewRecords) {
     for (const ComponentType& t : kCatalogue) {
+        const std::uint8_t mark = t.kind == ComponentKind::GraphicPrint ? 'G' : 0;
+        EXPECT_EQ(FindType(static_cast<std::uint8_t>(t.code), mark), &t) << t.key;
+        EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
+        EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
+        EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
         ComponentRecord r = recordOf('Q', 9);
         PresetNewRecord(r, t);
         const bool flag = t.kind == ComponentKind::Bargraph || t.kind == ComponentKind::Display ||
@@ -129,7 +121,7 @@ TEST(Fillers, AgreeWithReaders) {
     }
 }
 
-TEST(Fillers, MeasuringModeStates) {
+TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     ComponentRecord r;
     r.setU8(88, 'S');
     r.setU8(184, 1);
@@ -178,23 +170,21 @@ TEST(Fillers, MeasuringModeStates) {
     FillCommand(d, f);
     EXPECT_TRUE(f.checked(1057));
     EXPECT_FALSE(f.checked(1056));
-}
-
-TEST(Fillers, PictureMediumShowsItsControls) {
-    MapForm f;
-    ComponentRecord r;
-    r.setU8(90, 'P');
-    r.setU8(93, 1);
-    FillPicture(r, f);
-    EXPECT_TRUE(f.visible(2163));
-    EXPECT_FALSE(f.visible(1175));  // line position in use
-    EXPECT_EQ(f.fullText(2006), LangText(3089));
-    ApplyPictureMedium(f, true);
-    EXPECT_FALSE(f.visible(2163));
-    EXPECT_FALSE(f.visible(2180));
-    EXPECT_FALSE(f.checked(2180));
-    EXPECT_TRUE(f.visible(1175));
-    EXPECT_EQ(f.fullText(2006), LangText(3048));
+    // A picture on the printer shows its options; the screen hides them.
+    MapForm p;
+    ComponentRecord pr;
+    pr.setU8(90, 'P');
+    pr.setU8(93, 1);
+    FillPicture(pr, p);
+    EXPECT_TRUE(p.visible(2163));
+    EXPECT_FALSE(p.visible(1175));  // line position in use
+    EXPECT_EQ(p.fullText(2006), LangText(3089));
+    ApplyPictureMedium(p, true);
+    EXPECT_FALSE(p.visible(2163));
+    EXPECT_FALSE(p.visible(2180));
+    EXPECT_FALSE(p.checked(2180));
+    EXPECT_TRUE(p.visible(1175));
+    EXPECT_EQ(p.fullText(2006), LangText(3048));
 }
 
 TEST(GenericEditors, KeepThePayloadByteForByte) {
