@@ -427,15 +427,10 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     ReadConfiguration(c);  // no file: defaults
     EXPECT_EQ(c.language, 0u);
     EXPECT_EQ(c.printSize, 0u);
-    EnsureConfigDirectories();
-    EXPECT_EQ(test::runCommand("test -d '" + p.programDir + "'").status, 0);
+    EnsureConfigDirectories();  // the write below needs it
 
-    test::writeBytes(p.file, {1, 0, 0, 0, 1, 0, 0, 0});
-    ReadConfiguration(c);
-    EXPECT_EQ(c.language, 1u);
-    EXPECT_EQ(c.printSize, 1u);
-
-    // A short file replaces only the bytes it has.
+    // A short file replaces only the bytes it has (the whole file is read
+    // back by the concurrent settings changes of the bad input tests).
     Configuration s{0x0303, 1};
     test::writeBytes(p.file, {2});
     ReadConfiguration(s);

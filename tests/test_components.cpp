@@ -267,39 +267,28 @@ void expectCodes(char type, const std::vector<std::string>& base,
     }
 }
 
-// Valid forms of the eight types; the branch tests add to them.
-const std::vector<std::string> kTimeZ = {"+1160", "1162=100"};
-const std::vector<std::string> kTimeT = {"+1161"};
-const std::vector<std::string> kInterrupt = {"+1178", "+1183"};
-const std::vector<std::string> kBreak = {"1322=Z1", "1323=B1"};
-const std::vector<std::string> kSection = {"+2281", "2278=Name", "1323=B1"};
-const std::vector<std::string> kModule = {"1206=MODUL"};
-const std::vector<std::string> kCommand = {"1324=SAVE"};
-const std::vector<std::string> kPicture = {"1173=a.bmp", "+1170", "1176=10", "1177=10"};
-const std::vector<std::string> kMeasureM = {"+1004", "1013=P1"};
-const std::vector<std::string> kMeasureS = {"+1005", "1013=P1", "1016=1", "1017=10"};
-const std::vector<std::string> kMeasureT = {"+1006"};
-
 TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
+    // A valid form of each type (and mode), and the field number of its
+    // branch condition.
     struct TypeCase {
         char type;
         std::vector<std::string> base;
         int branchField;
     };
     const std::vector<TypeCase> types = {
-        {'Z', kTimeZ, 4},
-        {'Z', kTimeT, 3},
-        {'I', kInterrupt, 7},
-        {'u', kBreak, 5},
-        {'C', kSection, 5},
-        {'U', kModule, 4},
-        {'D', kCommand, 4},
-        {'p', kPicture, 4},
-        {'M', kMeasureT, 3},
-        {'M', kMeasureM, 9},
-        {'M', kMeasureM + std::vector<std::string>{"#2177=2"}, 12},
-        {'M', kMeasureS, 11},
-        {'M', kMeasureS + std::vector<std::string>{"#2177=1"}, 14},
+        {'Z', {"+1160", "1162=100"}, 4},
+        {'Z', {"+1161"}, 3},
+        {'I', {"+1178", "+1183"}, 7},
+        {'u', {"1322=Z1", "1323=B1"}, 5},
+        {'C', {"+2281", "2278=Name", "1323=B1"}, 5},
+        {'U', {"1206=MODUL"}, 4},
+        {'D', {"1324=SAVE"}, 4},
+        {'p', {"1173=a.bmp", "+1170", "1176=10", "1177=10"}, 4},
+        {'M', {"+1006"}, 3},
+        {'M', {"+1004", "1013=P1"}, 9},
+        {'M', {"+1004", "1013=P1", "#2177=2"}, 12},
+        {'M', {"+1005", "1013=P1", "1016=1", "1017=10"}, 11},
+        {'M', {"+1005", "1013=P1", "1016=1", "1017=10", "#2177=1"}, 14},
         {'B', {}, 3},
         {'i', {}, 3},
     };
@@ -327,7 +316,7 @@ TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
     ComponentRecord r;
     EXPECT_EQ(ReadBreak(f, r), ErrorCode(49, 3));
     EXPECT_EQ(f.errorFieldControl, 1322u);
-    f = formOf(kBreak);
+    f = formOf({"1322=Z1", "1323=B1"});
     EXPECT_EQ(ReadBreak(f, r), 0);
     EXPECT_EQ(f.errorFieldControl, 0u);
     f = formOf({"1173=a.bmp", "+1170", "1176=4", "1177=10"});
@@ -352,11 +341,9 @@ TEST(TimeReader, FactorLimitsAndStoredBytes) {
                 });
     ComponentRecord r;
     ASSERT_EQ(readAs('Z', {"+1160", "1162=0000100"}, r), 0);
-    EXPECT_EQ(r.u8(88), 'Z');
-    EXPECT_EQ(r.u16(90), 10);
+    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'Z', 0, 10, 0}));
     ASSERT_EQ(readAs('Z', {"+1161", "1162=99"}, r), 0);
-    EXPECT_EQ(r.u8(88), 'T');
-    EXPECT_EQ(r.u16(90), 0);
+    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'T', 0, 0, 0}));
 }
 
 TEST(InterruptReader, RoutinesAndTimes) {
@@ -379,14 +366,10 @@ TEST(InterruptReader, RoutinesAndTimes) {
                       "1201=5"},
                      r),
               0);
-    const std::uint8_t e1[8] = {1, 'B', 1, 0, 0, 0, 30, 0};
-    const std::uint8_t e3[8] = {2, 'C', 0xFF, 0, 0, 0, 0, 0};
-    for (int i = 0; i < 8; ++i) {
-        EXPECT_EQ(r.u8(88 + i), 0) << i;
-        EXPECT_EQ(r.u8(96 + i), e1[i]) << i;
-        EXPECT_EQ(r.u8(104 + i), 0) << i;
-        EXPECT_EQ(r.u8(112 + i), e3[i]) << i;
-    }
+    // Routine 1 enabled (B, time base 1, 30), routine 3 disabled (C); 0 and 2 unused.
+    EXPECT_EQ(test::bytesAt(r, 88, 32),
+              (test::ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
+                             0, 0, 0, 0, 0, 0, 0, 0, 2, 'C', 0xFF, 0, 0, 0, 0,  0}));
 }
 
 TEST(BreakAndSectionReaders, VariablesAndNames) {
@@ -507,8 +490,7 @@ TEST(PictureReader, SizesMediaAndKinds) {
               (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
     ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
-    EXPECT_EQ(r.u8(90), 'D');
-    EXPECT_EQ(r.u8(91), 'B');
+    EXPECT_EQ(test::bytesAt(r, 90, 2), (test::ByteRow{'D', 'B'}));
     // The file choice compares the extension ignoring case.
     MapForm f;
     EXPECT_EQ(ChoosePictureFile(f, "C:\\p\\LOGO.BMP"), 0);
