@@ -102,6 +102,20 @@ inline ComponentRecord picture(const std::string& path) {
     return r;
 }
 
+// A graphic, text print or statistic component naming step `step`; `off` sets
+// the mode byte that switches the reference off.
+inline ComponentRecord stepReference(char type, int step, bool off = false,
+                                     const std::string& comment = "") {
+    ComponentRecord r = makeRecord(type, comment);
+    const std::size_t mode = type == 'G' ? 89 : type == 'P' ? 90 : 152;
+    if (type == 'T')
+        r.setI16(154, static_cast<std::int16_t>(step));
+    else
+        r.setU16(type == 'G' ? 92 : 94, static_cast<std::uint16_t>(step));
+    r.setU8(mode, off ? 1 : 0);
+    return r;
+}
+
 inline ComponentRecord interbus(char function) {
     ComponentRecord r = makeRecord('i');
     r.setU8(88, static_cast<std::uint8_t>(function));

@@ -68,18 +68,6 @@ ComponentRecord plain() {
     return makeRecord('B');
 }
 
-// A graphic, text print or statistic component naming step `step`.
-ComponentRecord stepReference(char type, int step) {
-    ComponentRecord r = makeRecord(type);
-    if (type == 'G')
-        r.setU16(92, static_cast<std::uint16_t>(step));
-    else if (type == 'P')
-        r.setU16(94, static_cast<std::uint16_t>(step));
-    else
-        r.setI16(154, static_cast<std::int16_t>(step));
-    return r;
-}
-
 Records repeat(const ComponentRecord& r, int n) {
     return Records(static_cast<std::size_t>(n), r);
 }
@@ -234,12 +222,8 @@ std::vector<Case> cases() {
          pad({plain(), stepReference('P', 0), plain()})},  // 0: none chosen yet
         {"statistic refers past the end", 8015, 1, kCheckTarvisel,
          pad({stepReference('T', 300), plain()}),
-         [](C& t) {
-             // A reference by variable (byte 152 set) names no step.
-             ComponentRecord r = stepReference('T', 300);
-             r.setU8(152, 1);
-             t.procedure({r, plain()});
-         }},
+         // A reference by variable (byte 152 set) names no step.
+         pad({stepReference('T', 300, true), plain()})},
         {"module references count the module's own steps", 8015, 1, kCheckTarvisel,
          withM({stepReference('G', 3), plain()}, {moduleCall("M"), plain(), plain()}),
          withM({stepReference('G', 2), plain()}, {moduleCall("M"), plain(), plain()})},

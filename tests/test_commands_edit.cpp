@@ -10,6 +10,7 @@
 #include <functional>
 #include <vector>
 
+#include "check_builders.h"
 #include "commands/editor_settings.h"
 #include "commands/find_steps.h"
 #include "components/catalogue.h"
@@ -23,6 +24,7 @@ namespace {
 
 using EditCommandsTest = test::EditFixture;
 using test::Step;
+using test::stepReference;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
@@ -452,27 +454,6 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     ::setenv("QUELVARI_CONFIG_ROOT", savedRoot.c_str(), 1);
 }
 
-// A graphic, text print or statistic step naming step `ref`; `off` sets the
-// mode byte that switches the reference off.
-ComponentRecord Ref(char type, const std::string& name, int ref, bool off = false) {
-    ComponentRecord r = Step(type, name);
-    switch (type) {
-        case 'G':
-            r.setU16(92, static_cast<std::uint16_t>(ref));
-            r.setU8(89, off ? 1 : 0);
-            break;
-        case 'P':
-            r.setU16(94, static_cast<std::uint16_t>(ref));
-            r.setU8(90, off ? 1 : 0);
-            break;
-        default:
-            r.setI16(154, static_cast<std::int16_t>(ref));
-            r.setU8(152, off ? 1 : 0);
-            break;
-    }
-    return r;
-}
-
 class StepCommands : public test::EditFixture {
   protected:
     // Appends the records and forgets the appends' undo entries.
@@ -505,8 +486,9 @@ TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
 }
 
 TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
-    build({Step('Z', "a", 3), Ref('G', "b", 3), Ref('P', "c", 1), Ref('T', "d", 2),
-           Ref('T', "e", -1), Ref('G', "f", 2, true), Step('Z', "g", 7)});
+    build({Step('Z', "a", 3), stepReference('G', 3, false, "b"), stepReference('P', 1, false, "c"),
+           stepReference('T', 2, false, "d"), stepReference('T', -1, false, "e"),
+           stepReference('G', 2, true, "f"), Step('Z', "g", 7)});
     // A goto target without a branch condition is not a reference.
     list.goToStep(6);
     list.currentNode->record.setGotoTarget(1);

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "check/syntax_test.h"
+#include "check_builders.h"
 #include "components/editors.h"
 #include "components/layouts.h"
 #include "model/file_io.h"
@@ -82,21 +83,13 @@ void fill(ProcedureList& list, const std::vector<ComponentRecord>& records) {
 
 TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
     ProcedureList list;
-    ComponentRecord g = makeRecord('G');
-    g.setU16(92, 5);
-    ComponentRecord gOff = makeRecord('G');
-    gOff.setU16(92, 5);
-    gOff.setU8(89, 1);  // reference not in force
-    ComponentRecord p = makeRecord('P');
-    p.setU16(94, 4);
-    ComponentRecord t = makeRecord('T');
-    t.setI16(154, 6);
-    ComponentRecord tNeg = makeRecord('T');
-    tNeg.setI16(154, -1);
     ComponentRecord noBranch = makeRecord('Z');
     noBranch.setGotoTarget(9);  // no branch condition: never shifted
-    fill(list, {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), g, gOff, p, t, tNeg,
-                noBranch});
+    // The second graphic's reference is not in force.
+    fill(list,
+         {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), test::stepReference('G', 5),
+          test::stepReference('G', 5, true), test::stepReference('P', 4),
+          test::stepReference('T', 6), test::stepReference('T', -1), noBranch});
 
     // Each step's reference, and the step numbers 1..8.
     auto references = [&] {
