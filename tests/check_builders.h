@@ -14,6 +14,14 @@ namespace quelvari::test {
 
 using Records = std::vector<ComponentRecord>;
 
+// A bare record of type `code` with `byte88` as the first payload byte.
+inline ComponentRecord typed(char code, std::uint8_t byte88 = 0) {
+    ComponentRecord r;
+    r.setTypeCode(static_cast<std::uint8_t>(code));
+    r.setU8(88, byte88);
+    return r;
+}
+
 inline ComponentRecord withEntry(ComponentRecord r, const std::string& condition) {
     storeInputCondition(r, condition);
     return r;

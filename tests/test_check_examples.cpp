@@ -98,13 +98,6 @@ TEST(CheckExamples, CommittedFilesMatchCheckAsExpectedAndGiveTheirProtocols) {
     }
 }
 
-ComponentRecord typed(char code, std::uint8_t byte88 = 0) {
-    ComponentRecord r;
-    r.setTypeCode(static_cast<std::uint8_t>(code));
-    r.setU8(88, byte88);
-    return r;
-}
-
 // Every type with an empty payload, then records that show the rows of the
 // types' other states.
 Records viewRecords() {

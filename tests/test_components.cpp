@@ -9,6 +9,7 @@
 #include <set>
 #include <vector>
 
+#include "check_builders.h"
 #include "components/catalogue.h"
 #include "components/condition.h"
 #include "components/editor.h"
@@ -22,13 +23,6 @@
 namespace quelvari {
 namespace {
 
-ComponentRecord recordOf(char code, std::uint8_t byte88 = 0) {
-    ComponentRecord r;
-    r.setTypeCode(static_cast<std::uint8_t>(code));
-    r.setU8(88, byte88);
-    return r;
-}
-
 TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
     // Picture and dialog of a type (and of its mark in byte 88); 0 is none.
     const std::tuple<char, std::uint8_t, int, int> rows[] = {
@@ -36,12 +30,12 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
         {'i', 'Z', -1, 167},  {'i', 'I', -1, 190},  {'i', 'R', -1, 191}, {'i', 'z', -1, 0}};
     for (const auto& [code, mark, picture, dialog] : rows) {
         if (picture >= 0) {
-            EXPECT_EQ(PictureId(recordOf(code, mark)), picture) << code << mark;
+            EXPECT_EQ(PictureId(test::typed(code, mark)), picture) << code << mark;
         }
-        EXPECT_EQ(EditorDialogId(recordOf(code, mark)), dialog) << code << mark;
+        EXPECT_EQ(EditorDialogId(test::typed(code, mark)), dialog) << code << mark;
     }
-    EXPECT_EQ(TypeName(recordOf('x')), "unknown");
-    EXPECT_EQ(TypeName(recordOf('b')), LangText(166));
+    EXPECT_EQ(TypeName(test::typed('x')), "unknown");
+    EXPECT_EQ(TypeName(test::typed('b')), LangText(166));
     EXPECT_EQ(FindTypeByName("PG")->kind, ComponentKind::GraphicPrint);
     EXPECT_EQ(FindTypeByName("P")->kind, ComponentKind::TextPrint);
     EXPECT_EQ(FindTypeByName("MM"), nullptr);
@@ -58,7 +52,7 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
         EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
         EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
         EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
-        ComponentRecord r = recordOf('Q', 9);
+        ComponentRecord r = test::typed('Q', 9);
         PresetNewRecord(r, t);
         const bool flag = t.kind == ComponentKind::Bargraph || t.kind == ComponentKind::Display ||
                           t.kind == ComponentKind::Graphic ||
