@@ -2,10 +2,8 @@
 // field numbers and the bytes they store), the condition check of entry and
 // branch conditions, fillers that agree with readers, and the generic editors.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 #include <set>
 #include <vector>
 

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
