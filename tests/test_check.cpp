@@ -574,7 +574,8 @@ TEST_F(PrintLayout, GridFollowsOrientationAndOption) {
 
 TEST_F(PrintLayout, ProcedurePagesAndHeads) {
     // 13 components on a landscape page: normal gives 2 pages, extended 3.
-    // Cells and page text of each page.
+    // Cells and page text of each page (the head text and the document name
+    // are the print command's test).
     auto pages = [](const ProcedurePlan& plan) {
         std::vector<std::pair<std::size_t, std::string>> out;
         for (const auto& p : plan.pages)
@@ -583,14 +584,8 @@ TEST_F(PrintLayout, ProcedurePagesAndHeads) {
     };
     using Pages = std::vector<std::pair<std::size_t, std::string>>;
     ProcedurePlan normal = PlanProcedurePrint(13, 1100, 800, kPrintNormal, "C:/P/T.PAD");
-    EXPECT_EQ(normal.pageCount, 2);
-    EXPECT_EQ(pages(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
-    ASSERT_EQ(normal.pages.size(), 2u);
-    EXPECT_EQ(normal.pages[0].headText, "Test procedure C:/P/T.PAD");
-    EXPECT_EQ(normal.documentName, "Quelvari- Document");
-    EXPECT_EQ(normal.pages[1].cells[0].step, 12u);
+    ASSERT_EQ(pages(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
     const ProcedurePlan extended = PlanProcedurePrint(13, 1100, 800, kPrintExtended, "T.PAD");
-    EXPECT_EQ(extended.pageCount, 3);
     EXPECT_EQ(pages(extended),
               (Pages{{6, "Page:  1/3  "}, {6, "Page:  2/3  "}, {1, "Page:  3/3  "}}));
 
