@@ -149,8 +149,6 @@ TEST_F(Cli, AnswersAndExitCodesLeaveTheFilesAlone) {
         {"describe FILE", 0, "[COMMENT]\n\n[TEXT]\n\n[VAR]\n", '='},
         // Texts and the error catalogue.
         {"text 173 --lang 1", 0, "Syntax check\n", '='},
-        {"text 3202 --lang 0", 0, "Fehlerhaftes Feld: %d\n", '='},
-        {"text 221 --lang 1", 0, "?221?\n", '='},
         {"error 0x603 --lang 1", 0, "Error\nERROR: FIELD LENGTH (6)\n\n"},
         {"error 0x7300", 64, ""},
         {"text abc", 64, ""},
