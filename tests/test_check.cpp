@@ -489,7 +489,8 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
 }
 
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
-    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError.code(), 64 << 8);
+    for (const char* name : {"T.PAM", "TPAD"})  // not procedures
+        EXPECT_EQ(RunSyntaxTest(dir.file(name), 0).fileError.code(), 64 << 8) << name;
     EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError.code(), 93 << 8);
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
