@@ -14,6 +14,14 @@ namespace quelvari::test {
 
 using Records = std::vector<ComponentRecord>;
 
+// A bare record of type `code` with `byte88` as the first payload byte.
+inline ComponentRecord typed(char code, std::uint8_t byte88 = 0) {
+    ComponentRecord r;
+    r.setTypeCode(static_cast<std::uint8_t>(code));
+    r.setU8(88, byte88);
+    return r;
+}
+
 inline ComponentRecord withEntry(ComponentRecord r, const std::string& condition) {
     storeInputCondition(r, condition);
     return r;
@@ -99,6 +107,20 @@ inline ComponentRecord picture(const std::string& path) {
     r.setU8(layout::picture::kOutputMedium, 'D');
     r.setU8(layout::picture::kPictureKind, path.find(".bmp") != std::string::npos ? 'B' : 'J');
     r.setText(layout::picture::kFile, path);
+    return r;
+}
+
+// A graphic, text print or statistic component naming step `step`; `off` sets
+// the mode byte that switches the reference off.
+inline ComponentRecord stepReference(char type, int step, bool off = false,
+                                     const std::string& comment = "") {
+    ComponentRecord r = makeRecord(type, comment);
+    const std::size_t mode = type == 'G' ? 89 : type == 'P' ? 90 : 152;
+    if (type == 'T')
+        r.setI16(154, static_cast<std::int16_t>(step));
+    else
+        r.setU16(type == 'G' ? 92 : 94, static_cast<std::uint16_t>(step));
+    r.setU8(mode, off ? 1 : 0);
     return r;
 }
 

@@ -7,6 +7,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/edit_commands.h"
@@ -141,10 +142,11 @@ class EditFixture : public ::testing::Test {
             out.push_back(n->record);
         return out;
     }
-    std::vector<std::string> comments() const {
-        std::vector<std::string> out;
+    // The steps' comments, separated by blanks.
+    std::string comments() const {
+        std::string out;
         for (const auto& r : records(list))
-            out.push_back(r.comment());
+            out += (out.empty() ? "" : " ") + r.comment();
         return out;
     }
     std::vector<std::uint16_t> targets() const {
@@ -152,6 +154,14 @@ class EditFixture : public ::testing::Test {
         for (const auto& r : records(list))
             out.push_back(r.gotoTarget());
         return out;
+    }
+    // The current step's number and the comment the view shows.
+    std::string at() const {
+        return std::to_string(list.currentNumber) + " " + list.viewRecord.comment();
+    }
+    // The command and step number of undo entry `i`.
+    std::pair<std::uint32_t, std::uint32_t> entry(std::size_t i) const {
+        return {commands.undoStack().slot(i).commandId, commands.undoStack().slot(i).stepNumber};
     }
     // Numbers 1..n, links both ways, the tail, and one node per component.
     void checkNumbering() {

@@ -1,20 +1,21 @@
-// Bad input and data safety: the readers of named files against a FIFO, a
+// Bad input and data safety: every reader of a named file against a FIFO, a
 // directory, /dev/zero and a dangling link; the step limit; concurrent
-// writers; print-outs on a full disk; the owner of a saved file; side-file
-// content that would not load back whole.
+// writers; saves and print-outs under a file size limit; the owner of a saved
+// file; side-file content that would not load back whole.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <functional>
 
+#include "check/check_support.h"
+#include "check/syntax_test.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
-#include "model/procedure_file.h"
+#include "model/record_reader.h"
 #include "model/side_file.h"
 #include "test_util.h"
 #include "texts/texts.h"
@@ -24,8 +25,10 @@ namespace {
 
 using ::testing::HasSubstr;
 
+using test::readBytes;
 using test::readText;
 using test::TempDir;
+using test::writeBytes;
 
 // The tool with a time limit: a hang gives status 124.
 test::CommandResult cli(const std::string& args) {
@@ -39,9 +42,21 @@ void writeSample(const std::string& pad, int steps = 1) {
     ASSERT_TRUE(writeProcedure(pad, list).ok());
 }
 
+// Runs the tool `n` times at once in `dir`, the i-th time with `args(i)`;
+// what a refused run prints is returned.
+std::string runAtOnce(const TempDir& dir, int n, const std::function<std::string(int)>& args) {
+    std::string script = "cd " + dir.path() + "\n";
+    for (int i = 0; i < n; ++i)
+        script +=
+            std::string(QUELVARI_CLI) + " " + args(i) + " >/dev/null 2>&1 || echo refused &\n";
+    test::writeText(dir.file("run.sh"), script + "wait\n");
+    return test::runCommand("sh " + dir.file("run.sh")).out;
+}
+
+// What is not a regular file, made at a path; `why` is in the detail line.
 struct Kind {
     const char* name;
-    const char* reason;  // in the detail line
+    const char* why;
     std::function<int(const std::string&)> make;
 };
 const Kind kKinds[] = {
@@ -58,44 +73,67 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
     for (const Kind& kind : kKinds) {
         SCOPED_TRACE(kind.name);
         TempDir dir;
-        const std::string pad = dir.file("T.PAD"), side = dir.file("T.TXT");
+        const std::string pad = dir.file("T.PAD"), side = dir.file("T.TXT"),
+                          bad = dir.file("X.PAD");
         writeSample(pad);
+        writeSample(dir.file("U.PAD"));
         ASSERT_EQ(kind.make(side), 0);
+        ASSERT_EQ(kind.make(bad), 0);
+        // Open and the syntax test give the catalogue message, not a finding.
+        RecordFile file;
+        const Status read = readRecordFile(bad, file);
+        EXPECT_EQ(read.code(), ErrorCode(kErrFileOpen));
+        EXPECT_THAT(read.detail(), HasSubstr(kind.why));
+        EXPECT_TRUE(file.records.empty());
+        ProcedureList list;
+        EXPECT_EQ(loadProcedure(bad, list).code(), ErrorCode(kErrFileOpen));
+        EXPECT_EQ(list.documentOpen, 0u);
+        const SyntaxTestResult r = RunSyntaxTest(bad, kCheckTarvisel);
+        EXPECT_EQ(r.fileError.code(), ErrorCode(kErrFileOpen));
+        EXPECT_FALSE(r.systemFileWritten);
+        EXPECT_FALSE(IsReadableRegularFile(bad));
+        EXPECT_FALSE(ProbePicture(bad).found);
         std::string data;
-        const Status read = ReadRegularFile(side, 100, data);
-        EXPECT_EQ(read.message, kErrFileOpen);
-        EXPECT_THAT(read.detail(), HasSubstr(kind.reason));
+        EXPECT_THAT(ReadRegularFile(side, 100, data).detail(), HasSubstr(kind.why));
         const SideFileLoad load = LoadSideFile(side);
         EXPECT_FALSE(load.found || load.writable);
         EXPECT_EQ(UpdateSideFile(side, [](SideFileContent&) {}).message, kErrFileWrite);
         // describe reads the side file (shown, or changed: 93 or 92), reads
-        // --text-file, and print and check write their PDF: each ends at once.
+        // --text-file, print and check write their PDF, add locks the
+        // procedure: each ends at once.
         const std::string runs[] = {
             "describe " + pad,
             "describe " + pad + " --var A=b",
             "describe " + dir.file("U.PAD") + " --text-file " + side,
             "print " + pad + " --pdf " + side,
             "check " + pad + " --mode tarvisel --pdf " + side,
+            "add " + bad + " Z time-wait=1 factor=1",
         };
-        writeSample(dir.file("U.PAD"));
         for (const std::string& run : runs) {
-            const auto r = cli(run);
-            EXPECT_EQ(r.status, 2) << run << "\n" << r.out;
-            EXPECT_THAT(r.out, HasSubstr(kind.reason)) << run << "\n" << r.out;
-            EXPECT_TRUE(r.out.find("FEHLER 92:") != std::string::npos ||
-                        r.out.find("FEHLER 93:") != std::string::npos)
-                << r.out;
+            const auto c = cli(run);
+            EXPECT_EQ(c.status, 2) << run << "\n" << c.out;
+            EXPECT_THAT(c.out, HasSubstr(kind.why)) << run << "\n" << c.out;
+            EXPECT_TRUE(c.out.find("FEHLER 92:") != std::string::npos ||
+                        c.out.find("FEHLER 93:") != std::string::npos)
+                << c.out;
         }
         EXPECT_NE(::access(dir.file("U.TXT").c_str(), F_OK), 0);
     }
-    // add on a dangling link ends with message 93 and the reason; the link stays.
+    // Tens of gigabytes without a byte on disk are too large for a procedure;
+    // the largest one, 65535 steps and a partial record, is still read.
     TempDir dir;
-    const std::string pad = dir.file("T.PAD");
-    ASSERT_EQ(::symlink(dir.file("gone/T.PAD").c_str(), pad.c_str()), 0);
-    const auto r = cli("add " + pad + " Z time-wait=1 factor=1");
-    EXPECT_EQ(r.status, 2) << r.out;
-    EXPECT_THAT(r.out, HasSubstr("FEHLER 93:"));
-    EXPECT_THAT(r.out, HasSubstr("symbolic link to a missing file"));
+    const std::string huge = dir.file("huge.PAD");
+    writeBytes(huge, {0xFF, 0xFF});
+    ASSERT_EQ(::truncate(huge.c_str(), 40'000'000'000LL), 0);
+    RecordFile file;
+    EXPECT_THAT(readRecordFile(huge, file).detail(), HasSubstr("too large for a procedure"));
+    ProcedureList list;
+    EXPECT_EQ(loadProcedure(huge, list).code(), ErrorCode(kErrFileOpen));
+    ASSERT_EQ(::truncate(huge.c_str(), kMaxProcedureSteps * 800 + 799), 0);
+    ASSERT_TRUE(readRecordFile(huge, file).ok());
+    EXPECT_EQ(file.records.size(), kMaxProcedureSteps);
+    ASSERT_EQ(::truncate(huge.c_str(), (kMaxProcedureSteps + 1) * 800), 0);
+    EXPECT_FALSE(readRecordFile(huge, file).ok());
 }
 
 TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
@@ -152,17 +190,47 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     }
 }
 
-TEST(FileLocks, ConcurrentDescribesAndSettingsChangesAreNotLost) {
+TEST(FileLocks, ConcurrentWritersLoseNothing) {
     TempDir dir;
-    const std::string pad = dir.file("T.PAD");
-    writeSample(pad);
-    std::string script;
-    for (int i = 0; i < 60; ++i)
-        script += std::string(QUELVARI_CLI) + " describe " + pad + " --var V" + std::to_string(i) +
-                  "=d >/dev/null 2>&1 || echo refused &\n";
-    test::writeBytes(dir.file("run.sh"), {script.begin(), script.end()});
-    EXPECT_EQ(test::runCommand("sh " + dir.file("run.sh") + "; wait").out, "");
-    EXPECT_EQ(LoadSideFile(dir.file("T.TXT")).content.variables.size(), 60u);
+    const std::string shared = dir.file("shared.PAD");
+    for (const bool existing : {true, false}) {
+        SCOPED_TRACE(existing);
+        const std::string pad = existing ? shared : dir.file("new.PAD");
+        if (existing) {
+            ASSERT_EQ(cli("add " + pad + " Z time-wait=1 factor=1 description=first").status, 0);
+        }
+        EXPECT_EQ(runAtOnce(dir, 20,
+                            [&](int i) {
+                                return "add " + pad + " Z time-wait=1 factor=10 description=w" +
+                                       std::to_string(i);
+                            }),
+                  "");
+        RecordFile file;
+        ASSERT_TRUE(readRecordFile(pad, file).ok());
+        ASSERT_EQ(file.records.size(), existing ? 21u : 20u);
+        // Every description once, each record whole and numbered in order.
+        std::vector<int> seen(20, 0);
+        for (std::size_t k = 0; k < file.records.size(); ++k) {
+            const ComponentRecord& rec = file.records[k];
+            EXPECT_EQ(rec.number(), k + 1);
+            EXPECT_EQ(rec.typeCode(), 'Z');
+            const std::string comment(reinterpret_cast<const char*>(rec.data() + rec::kComment));
+            if (comment.size() > 1 && comment[0] == 'w')
+                ++seen.at(static_cast<std::size_t>(std::stoi(comment.substr(1))));
+        }
+        EXPECT_EQ(seen, std::vector<int>(20, 1));
+        EXPECT_EQ(test::runCommand("ls -A '" + dir.path() + "' | grep -c '^" +
+                                   std::string(kTempPrefix) + "'")
+                      .out,
+                  "0\n");
+    }
+    // Sixty descriptions of one side file.
+    EXPECT_EQ(runAtOnce(dir, 60,
+                        [&](int i) {
+                            return "describe " + shared + " --var V" + std::to_string(i) + "=d";
+                        }),
+              "");
+    EXPECT_EQ(LoadSideFile(dir.file("shared.TXT")).content.variables.size(), 60u);
 
     // Two processes change one setting each, forty times; the last value of
     // each survives.
@@ -190,20 +258,28 @@ TEST(FileLocks, ConcurrentDescribesAndSettingsChangesAreNotLost) {
     ::unsetenv("QUELVARI_CONFIG_ROOT");
 }
 
-TEST(PrintOuts, AFullDiskGivesMessage92AndKeepsTheOldFile) {
+TEST(SaveFaults, AFileSizeLimitGivesMessage92AndKeepsTheOldFile) {
+    // As on a full disk: the procedure an add saves, the PDF of a print-out
+    // and of a protocol. Without the limit the PDFs are written.
     TempDir dir;
     const std::string pad = dir.file("T.PAD"), pdf = dir.file("out.pdf");
     writeSample(pad, 60);
-    for (const std::string& verb : {"print " + pad, "check " + pad + " --mode tarvisel"}) {
+    const auto before = readBytes(pad);
+    for (const std::string& verb : {"add " + pad + " Z time-wait=1 factor=1", "print " + pad,
+                                    "check " + pad + " --mode tarvisel"}) {
+        const std::string output = verb[0] == 'a' ? "" : " --pdf " + pdf;
         test::writeBytes(pdf, {'o', 'l', 'd'});
         const auto r = test::runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " +
-                                        verb + " --pdf " + pdf + " --lang 1' 2>&1");
+                                        verb + output + " --lang 1' 2>&1");
         EXPECT_EQ(r.status, 2) << r.out;
         EXPECT_THAT(r.out, HasSubstr("FILE WRITE ERROR (92)"));
-        EXPECT_THAT(r.out, HasSubstr("out.pdf: File too large"));
+        EXPECT_THAT(r.out, HasSubstr(": File too large"));
         EXPECT_EQ(readText(pdf), "old");
-        EXPECT_LE(cli(verb + " --pdf " + pdf).status, 1);  // check: 1 counts findings
-        EXPECT_THAT(readText(pdf), HasSubstr("%%EOF"));
+        EXPECT_EQ(readBytes(pad), before);
+        if (!output.empty()) {
+            EXPECT_LE(cli(verb + output).status, 1);  // check: 1 counts findings
+            EXPECT_THAT(readText(pdf), HasSubstr("%%EOF"));
+        }
     }
 }
 

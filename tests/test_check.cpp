@@ -1,19 +1,26 @@
 // The syntax test: each finding with a procedure that triggers it and one that
 // does not, the order of findings, the error count and the system file (the
-// protocol's lines are compared with golden files in test_check_examples.cpp).
+// protocol's lines are compared with golden files in test_check_examples.cpp);
+// the page arithmetic of the print-outs, and the protocol lines that lead back
+// to their findings.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 
+#include "check/print_layout.h"
+#include "check/protocol_jump.h"
 #include "check_builders.h"
+#include "components/layouts.h"
 #include "model/procedure.h"
+#include "model/procedure_file.h"
+#include "test_util.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
@@ -59,18 +66,6 @@ class Check : public ::testing::Test, public Scene {};
 
 ComponentRecord plain() {
     return makeRecord('B');
-}
-
-// A graphic, text print or statistic component naming step `step`.
-ComponentRecord stepReference(char type, int step) {
-    ComponentRecord r = makeRecord(type);
-    if (type == 'G')
-        r.setU16(92, static_cast<std::uint16_t>(step));
-    else if (type == 'P')
-        r.setU16(94, static_cast<std::uint16_t>(step));
-    else
-        r.setI16(154, static_cast<std::int16_t>(step));
-    return r;
 }
 
 Records repeat(const ComponentRecord& r, int n) {
@@ -150,10 +145,6 @@ std::vector<Case> cases() {
     return {
         {"goto target", 8019, 1, kCheckTarvisel, pad({makeRecord('B', "", "B1", 3), plain()}),
          pad({makeRecord('B', "", "B1", 2), plain()})},
-        {"last with condition", 8029, 2, kCheckTarvisel, pad({plain(), withEntry(plain(), "B1")}),
-         pad({withEntry(plain(), "B1"), plain()})},
-        {"last is module", 8032, 2, kCheckTarvisel, withM({plain()}, {plain(), moduleCall("M")}),
-         withM({plain()}, {moduleCall("M"), plain()})},
         {"Interbus-S and control", 8038, 2, kCheckTarvisel,
          pad({interbus('Z'), makeRecord('S'), plain()}), pad({interbus('Z'), plain()})},
         {"Interbus-S not reset", 8037, 2, kCheckTarvisel, pad({interbus('I'), plain()}),
@@ -189,15 +180,11 @@ std::vector<Case> cases() {
              t.irq(4, {plain()});
              t.procedure({interrupt({{3, 1, 'B'}}), interrupt({{3, 2}}), plain()});
          }},
-        {"routine left active", 8007, 0, kCheckTarvisel, pad({interrupt({{0, 1, 'C'}}), plain()}),
-         pad({interrupt({{0, 1, 'C'}}), interrupt({{0, 2}}), plain()})},
         {"memory measured twice", 8009, 2, kCheckTarvisel,
          pad({measuring('S'), measuring('S'), measuring('T'), plain()}),
          pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
         {"transfer without memory", 8010, 1, kCheckTarvisel, pad({measuring('T'), plain()}),
          pad({measuring('S'), measuring('T'), plain()})},
-        {"memory not transferred", 8011, 0, kCheckTarvisel, pad({measuring('S'), plain()}),
-         pad({measuring('M'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, [=](C& t) { channels(t, 37); },
          [=](C& t) { channels(t, 36); }},
         {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
@@ -227,12 +214,8 @@ std::vector<Case> cases() {
          pad({plain(), stepReference('P', 0), plain()})},  // 0: none chosen yet
         {"statistic refers past the end", 8015, 1, kCheckTarvisel,
          pad({stepReference('T', 300), plain()}),
-         [](C& t) {
-             // A reference by variable (byte 152 set) names no step.
-             ComponentRecord r = stepReference('T', 300);
-             r.setU8(152, 1);
-             t.procedure({r, plain()});
-         }},
+         // A reference by variable (byte 152 set) names no step.
+         pad({stepReference('T', 300, true), plain()})},
         {"module references count the module's own steps", 8015, 1, kCheckTarvisel,
          withM({stepReference('G', 3), plain()}, {moduleCall("M"), plain(), plain()}),
          withM({stepReference('G', 2), plain()}, {moduleCall("M"), plain(), plain()})},
@@ -270,12 +253,6 @@ std::vector<Case> cases() {
         {"first section with another reference", 8034, 2, kCheckTarvisel,
          pad({breakAt('Z', 1), section(0, "a", 'Z', 2), section(2, "b"), plain()}),
          pad({breakAt('Z', 2), section(0, "a", 'Z', 2), section(2, "b"), plain()})},
-        {"FIRST section twice", 8084, 4, kCheckTarvisel,
-         pad({section(0, "a"), section(0, "b"), section(2, "c"), plain()}),
-         pad({section(0, "a"), section(1, "b"), section(2, "c"), plain()})},
-        {"LAST section missing", 8085, 3, kCheckTarvisel,
-         pad({section(0, "a"), section(1, "b"), plain()}),
-         pad({section(0, "a"), section(2, "b"), plain()})},
         {"more than 100 sections", 8086, 101, kCheckTarvisel,
          pad(Records{section(0, "f")} + repeat(section(1, "m"), 99) + section(2, "l") + plain()),
          pad(Records{section(0, "f")} + repeat(section(1, "m"), 98) + section(2, "l") + plain())},
@@ -462,21 +439,37 @@ TEST_F(Check, RelativePathNamesTheFullDirectory) {
     EXPECT_TRUE(std::ifstream(dir.file("T.sys")).good());
 }
 
-TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
-    module("M", {plain()});
-    const Records records = {measuring('T'), moduleCall("M"), moduleCall("Gone"),
-                             makeRecord('B', "", "B1", 9), plain()};
-    procedure(records);
-    const auto onDisk = run(kCheckPv6410);
-    ::unlink(dir.file("T.sys").c_str());
-
-    ProcedureList list;
-    for (const ComponentRecord& r : records)
-        list.appendRecord(r);
-    const auto inMemory = RunSyntaxTestInMemory(list, pad, kCheckPv6410);
-    EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
-    EXPECT_EQ(inMemory.lines, onDisk.lines);
-    EXPECT_FALSE(inMemory.systemFileWritten);
+TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
+    // A procedure, and a module open in the editor against the same module
+    // called from a clean procedure that also registers the module it calls:
+    // the same findings, a break (8033) included.
+    module("N", {plain()});
+    const std::tuple<std::string, std::uint16_t, Records> cases[] = {
+        {"T.PAD",
+         kCheckPv6410,
+         {measuring('T'), moduleCall("N"), moduleCall("Gone"), makeRecord('B', "", "B1", 9),
+          plain()}},
+        {"M.PAM", kCheckTarvisel, {breakAt('Z', 1), plain()}},
+        {"M.PAM", kCheckTarvisel, {interrupt({{0, 2}}), plain(), moduleCall("N")}},
+        {"M.PAM", kCheckTarvisel, {moduleCall("N"), plain()}},
+    };
+    for (const auto& [name, mode, records] : cases) {
+        const bool isProcedure = name == "T.PAD";
+        if (!isProcedure)
+            module("M", records);
+        procedure(isProcedure ? records : Records{moduleCall("M"), moduleCall("N"), plain()});
+        const auto onDisk = run(mode);
+        ::unlink(dir.file("T.sys").c_str());
+        ProcedureList list;
+        for (const ComponentRecord& r : records)
+            list.appendRecord(r);
+        const auto inMemory = RunSyntaxTestInMemory(list, dir.file(name), mode);
+        EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
+        EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
+        EXPECT_EQ(inMemory.lines == onDisk.lines, isProcedure);
+        EXPECT_FALSE(inMemory.systemFileWritten);
+        EXPECT_FALSE(std::ifstream(dir.file("T.sys")).good());
+    }
 
     // A clean procedure: summary, but still no system file.
     ProcedureList clean;
@@ -495,31 +488,9 @@ TEST_F(Check, ProcedureInMemoryGivesTheSameFindingsAndWritesNothing) {
     EXPECT_EQ(u.files.size(), 2u);
 }
 
-TEST_F(Check, ModuleInMemoryGetsTheVerdictOfTheProcedureCallingIt) {
-    // The module open in the editor against the same module called from a
-    // clean procedure that also registers the module it calls: the same
-    // findings, a break (8033) included.
-    const Records cases[] = {
-        {breakAt('Z', 1), plain()},
-        {interrupt({{0, 2}}), plain(), moduleCall("N")},
-        {moduleCall("N"), plain()},
-    };
-    module("N", {plain()});
-    for (const Records& records : cases) {
-        module("M", records);
-        procedure({moduleCall("M"), moduleCall("N"), plain()});
-        const auto onDisk = run(kCheckTarvisel);
-        ProcedureList list;
-        for (const ComponentRecord& r : records)
-            list.appendRecord(r);
-        const auto inMemory = RunSyntaxTestInMemory(list, dir.file("M.PAM"), kCheckTarvisel);
-        EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
-        EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
-    }
-}
-
 TEST_F(Check, FilesThatCannotBeReadOrWritten) {
-    EXPECT_EQ(RunSyntaxTest(dir.file("T.PAM"), 0).fileError.code(), 64 << 8);
+    for (const char* name : {"T.PAM", "TPAD"})  // not procedures
+        EXPECT_EQ(RunSyntaxTest(dir.file(name), 0).fileError.code(), 64 << 8) << name;
     EXPECT_EQ(RunSyntaxTest(dir.file("none.pad"), 0).fileError.code(), 93 << 8);
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
@@ -547,6 +518,186 @@ TEST_F(Check, OldFormatIsReportedOnce) {
     old.insert(old.end(), second.begin(), second.end());
     writeBytes(pad, old);
     EXPECT_EQ(findingsOf(run()), (std::vector<Seen>{{8059, 1}}));
+}
+
+class PrintLayout : public ::testing::Test {
+  protected:
+    void SetUp() override { setLanguage(kEnglish); }
+    void TearDown() override { setLanguage(kGerman); }
+};
+
+TEST_F(PrintLayout, GridFollowsOrientationAndOption) {
+    struct Page {
+        double w, h;
+        std::uint32_t option;
+        bool landscape;
+        int rows, columns;
+        double cellHeight;
+    };
+    const Page cases[] = {
+        {1200, 800, kPrintExtended, true, 2, 3, 800.0 / 3},
+        {1200, 800, kPrintNormal, true, 3, 4, 200},
+        {800, 1200, kPrintExtended, false, 3, 1, 300},
+        {800, 1200, kPrintNormal, false, 4, 2, 240},
+        // A square page counts as landscape; any option but 1 is normal.
+        {1000, 1000, kPrintNormal, true, 3, 4, 250},
+        {800, 1200, 7, false, 4, 2, 240},
+    };
+    for (const Page& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " option " << c.option);
+        const ProcedureGrid g = ChooseProcedureGrid(c.w, c.h, c.option);
+        EXPECT_EQ(g.landscape, c.landscape);
+        EXPECT_EQ(g.rows, c.rows);
+        EXPECT_EQ(g.columns, c.columns);
+        EXPECT_DOUBLE_EQ(g.cellHeight, c.cellHeight);
+        EXPECT_DOUBLE_EQ(g.scale, c.cellHeight * 0.0015625);
+        EXPECT_DOUBLE_EQ(g.widthFactor, c.w * 0.001);
+        // The cells fit between the left margin and the drawing limit, and
+        // below the head within the page.
+        EXPECT_NEAR(g.cellWidth * g.columns, c.w * (0.95 - 0.12), 1e-9);
+        EXPECT_LE(c.h * kCellsTop + g.rows * g.cellHeight, c.h * 0.95);
+    }
+}
+
+TEST_F(PrintLayout, ProcedurePagesAndHeads) {
+    // 13 components on a landscape page: normal gives 2 pages, extended 3.
+    // Cells and page text of each page (the head text and the document name
+    // are the print command's test).
+    auto pages = [](const ProcedurePlan& plan) {
+        std::vector<std::pair<std::size_t, std::string>> out;
+        for (const auto& p : plan.pages)
+            out.emplace_back(p.cells.size(), p.pageText);
+        return out;
+    };
+    using Pages = std::vector<std::pair<std::size_t, std::string>>;
+    ProcedurePlan normal = PlanProcedurePrint(13, 1100, 800, kPrintNormal, "C:/P/T.PAD");
+    ASSERT_EQ(pages(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
+    const ProcedurePlan extended = PlanProcedurePrint(13, 1100, 800, kPrintExtended, "T.PAD");
+    EXPECT_EQ(pages(extended),
+              (Pages{{6, "Page:  1/3  "}, {6, "Page:  2/3  "}, {1, "Page:  3/3  "}}));
+
+    // A full last page is not followed by an empty one.
+    EXPECT_EQ(PlanProcedurePrint(12, 1100, 800, kPrintNormal, "").pages.size(), 1u);
+    EXPECT_EQ(PlanProcedurePrint(9, 800, 1100, kPrintNormal, "").pageCount, 2);
+    EXPECT_EQ(PlanProcedurePrint(0, 800, 1100, kPrintNormal, "").pageCount, 0);
+
+    // Cells advance row by row: on a 3 x 4 page step 5 is row 1, column 1.
+    const ProcedureGrid& g = normal.grid;
+    const Rect first = normal.pages[0].cells[0].rect;
+    const Rect sixth = normal.pages[0].cells[5].rect;
+    EXPECT_DOUBLE_EQ(first.x, 1100 * kLeftMargin);
+    EXPECT_DOUBLE_EQ(sixth.x, first.x + g.cellWidth);
+    EXPECT_DOUBLE_EQ(sixth.y, first.y + g.cellHeight);
+    EXPECT_DOUBLE_EQ(normal.pages[1].cells[0].rect.y, first.y);
+    // The rule lies under the head, above the first row.
+    EXPECT_GT(normal.pages[0].ruleY, normal.pages[0].headRect.y);
+    EXPECT_LE(normal.pages[0].ruleY, first.y);
+
+    // Three-digit page numbers keep their width; German head texts.
+    EXPECT_EQ(ProcedurePageText(100, 120), "Page:100/120  ");
+    setLanguage(kGerman);
+    EXPECT_EQ(PlanProcedurePrint(1, 800, 1100, kPrintNormal, "X").pages[0].headText,
+              "Pr\xfc"
+              "fablauf X");
+}
+
+TEST_F(PrintLayout, ProtocolPagesKeepTheirQuirks) {
+    // Whole lines only; nothing left after the six lines of head and margin
+    // (or no line height): one line a page.
+    const int perPage[][3] = {
+        {1000, 10, 94}, {1009, 10, 94}, {60, 10, 1}, {30, 10, 1}, {100, 0, 1}};
+    for (const auto& c : perPage)
+        EXPECT_EQ(ProtocolLinesPerPage(c[0], c[1]), c[2]) << c[0] << "/" << c[1];
+    // Page 1000 high, lines 10 high: L = 94, 90 body lines per page.
+    const int L = 94;
+    const ProtocolPlan one = PlanProtocolPrint(10, 800, 1000, 10);
+    EXPECT_EQ(one.linesPerPage, L);
+    ASSERT_EQ(one.pages.size(), 1u);
+    EXPECT_EQ(one.pages[0].pageText, "Page : 1/1");
+    const auto& head = one.pages[0];
+    EXPECT_EQ((std::vector<double>{one.x0, one.x1, head.headY, head.ruleY, head.lines[0].y,
+                                   head.lines[9].y}),
+              (std::vector<double>{120, 720, 20, 30, 40, 130}));
+
+    // Exactly L - 4 lines: the page is full, and one more page holds only the head.
+    const ProtocolPlan full = PlanProtocolPrint(L - 4, 800, 1000, 10);
+    ASSERT_EQ(full.pages.size(), 2u);
+    EXPECT_EQ(full.pages[0].lines.size(), static_cast<std::size_t>(L - 4));
+    EXPECT_DOUBLE_EQ(full.pages[0].lines.back().y, (L - 1) * 10.0);
+    EXPECT_TRUE(full.pages[1].lines.empty());
+    EXPECT_EQ(full.pages[1].pageText, "Page : 2/1");
+
+    // One line more goes to the second page.
+    const ProtocolPlan over = PlanProtocolPrint(L - 3, 800, 1000, 10);
+    ASSERT_EQ(over.pages.size(), 2u);
+    ASSERT_EQ(over.pages[1].lines.size(), 1u);
+    EXPECT_EQ(over.pages[1].lines[0].index, static_cast<std::size_t>(L - 4));
+    EXPECT_DOUBLE_EQ(over.pages[1].lines[0].y, 40);
+
+    // The total is computed for L lines a page: 280 lines announce 3 pages
+    // and print 4 (90 + 90 + 90 + 10).
+    const ProtocolPlan longer = PlanProtocolPrint(280, 800, 1000, 10);
+    EXPECT_EQ(longer.pageCount, 3);
+    ASSERT_EQ(longer.pages.size(), 4u);
+    EXPECT_EQ(longer.pages[3].pageText, "Page : 4/3");
+    std::size_t printed = 0;
+    for (const ProtocolPage& p : longer.pages)
+        printed += p.lines.size();
+    EXPECT_EQ(printed, 280u);
+
+    // An empty protocol still prints its head.
+    const ProtocolPlan empty = PlanProtocolPrint(0, 800, 1000, 10);
+    ASSERT_EQ(empty.pages.size(), 1u);
+    EXPECT_EQ(empty.pages[0].pageText, "Page : 1/0");
+}
+
+TEST(ProtocolTargets, LinesLeadToTheirFindings) {
+    test::TempDir dir;
+    ProcedureList list;
+    // Step 1 jumps to a step that does not exist; step 2 calls a missing
+    // module (a finding about a file, without a step) and is the last one.
+    list.appendRecord(test::makeRecord('Z', "wait", "B1", 9));
+    ComponentRecord module = test::makeRecord('U', "call");
+    module.setText(layout::module::kName, "NOPE");
+    list.appendRecord(module);
+    const std::string pad = dir.file("T.PAD");
+    ASSERT_TRUE(writeProcedure(pad, list).ok());
+
+    const SyntaxTestResult r = RunSyntaxTest(pad, kCheckTarvisel);
+    ASSERT_FALSE(r.findings.empty());
+    const auto targets = ProtocolTargets(r);
+    ASSERT_EQ(targets.size(), r.lines.size());
+    // The head and the file header lead nowhere.
+    for (std::size_t i = 0; i < 6; ++i)
+        EXPECT_FALSE(targets[i]) << r.lines[i];
+    EXPECT_FALSE(targets.back());
+
+    std::vector<bool> reached(r.findings.size());
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        if (!targets[i])
+            continue;
+        const SyntaxFinding& f = r.findings[targets[i]->finding];
+        reached[targets[i]->finding] = true;
+        const auto lines = RenderFinding(f);
+        EXPECT_NE(std::find(lines.begin(), lines.end(), r.lines[i]), lines.end()) << r.lines[i];
+        EXPECT_EQ(targets[i]->step, f.wholeFile() ? 0 : f.step);
+        EXPECT_EQ(targets[i]->path, r.files[f.file].path);
+    }
+    EXPECT_TRUE(std::all_of(reached.begin(), reached.end(), [](bool b) { return b; }));
+
+    // The GOTO finding leads to the procedure at its step; the missing module
+    // to no step.
+    auto goTo = std::find_if(targets.begin(), targets.end(), [&](const auto& t) {
+        return t && r.findings[t->finding].textId == 8019;
+    });
+    ASSERT_NE(goTo, targets.end());
+    EXPECT_EQ((*goTo)->kind, CheckedFileKind::Procedure);
+    EXPECT_GT((*goTo)->step, 0);
+    auto missing = std::find_if(targets.begin(), targets.end(), [&](const auto& t) {
+        return t && r.findings[t->finding].textId == 8025;
+    });
+    ASSERT_NE(missing, targets.end());
+    EXPECT_EQ((*missing)->step, 0);
 }
 
 }  // namespace

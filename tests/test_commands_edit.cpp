@@ -1,12 +1,19 @@
 // The view's editing commands driven through a scripted selection and editor,
-// the enabling rules, and the small rules of the main window; the File
-// commands driven through a scripted user interface, and the configuration
-// file.
+// the enabling rules, and the small rules of the main window; the commands of
+// the step list (moves that carry every step reference with their component,
+// several steps at once, Redo on top of the ten-entry undo stack) and Find;
+// the File commands driven through a scripted user interface, and the
+// configuration and editor settings files.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <vector>
 
+#include "check_builders.h"
+#include "commands/editor_settings.h"
+#include "commands/find_steps.h"
+#include "components/catalogue.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "test_util.h"
@@ -15,8 +22,9 @@
 namespace quelvari {
 namespace {
 
-using test::Step;
 using EditCommandsTest = test::EditFixture;
+using test::Step;
+using test::stepReference;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
@@ -27,27 +35,30 @@ TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem
 
     appendAll({Step('Z', "one")});
     EXPECT_EQ(list.nodeCount(), 1u);
-    EXPECT_EQ(list.procedureHead.record.comment(), "one");
     EXPECT_EQ(list.procedureHead.record.recordMark(), kRecordMarkMemory);
     appendAll({Step('M', "two")});
-    EXPECT_EQ(list.nodeCount(), 2u);
-    EXPECT_EQ(list.currentNumber, 2u);
-    EXPECT_EQ(list.viewRecord.comment(), "two");
+    EXPECT_EQ(comments(), "one two");
+    EXPECT_EQ(at(), "2 two");
     EXPECT_EQ(ui.status, "2 Schritte");
     EXPECT_EQ(list.modified, 1u);
     ASSERT_EQ(commands.undoStack().count(), 2u);
-    EXPECT_EQ(commands.undoStack().slot(1).commandId, cmd::kAppend);
-    EXPECT_EQ(commands.undoStack().slot(1).stepNumber, 2u);
+    EXPECT_EQ(entry(1), std::make_pair(cmd::kAppend, 2u));
+    checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), (std::vector<std::string>{"one"}));
-    EXPECT_EQ(list.componentCount, 1u);
-    EXPECT_EQ(list.viewRecord.comment(), "one");
+    EXPECT_EQ(comments(), "one");
+    EXPECT_EQ(at(), "1 one");
     EXPECT_EQ(commands.undoStack().slot(1).commandId, 0u);  // the popped entry is cleared
     commands.undo();
     EXPECT_EQ(list.componentCount, 0u);
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
     EXPECT_EQ(ui.status, "0 Schritte");
+
+    // Insert into the empty procedure fills the head as well.
+    ui.selections.push_back(Step('Z', "only"));
+    commands.insert();
+    EXPECT_EQ(comments(), "only");
+    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
@@ -57,13 +68,12 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     EXPECT_EQ(list.pastePending, 1u);
     const std::size_t undoBefore = commands.undoStack().count();
     commands.insert();  // the copy of "b" goes in at step 2, no dialog opens
-    EXPECT_EQ(comments(), (std::vector<std::string>{"a", "b", "b", "c", "d"}));
+    EXPECT_EQ(comments(), "a b b c d");
     // Targets above 2 rise by one; those equal to 2 stay and lead to the copy.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 2, 2, 5, 1}));
-    EXPECT_EQ(list.currentNumber, 2u);
+    EXPECT_EQ(at(), "2 b");
     EXPECT_EQ(list.pastePending, 0u);
     EXPECT_EQ(commands.undoStack().count(), undoBefore);  // Insert makes no entry
-    EXPECT_EQ(list.componentCount, 5u);
     checkNumbering();
 
     // Without a pending copy the selection runs; Cancel changes nothing.
@@ -72,17 +82,8 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     EXPECT_EQ(list.componentCount, 5u);
     ui.selections.push_back(Step('M', "new"));
     commands.insert();
-    EXPECT_EQ(comments()[1], "new");
+    EXPECT_EQ(comments(), "a new b b c d");
     EXPECT_EQ(list.currentNode->record.recordMark(), kRecordMarkMemory);
-    checkNumbering();
-}
-
-TEST_F(EditCommandsTest, InsertIntoAnEmptyProcedureLeavesNoEmptyStep) {
-    ui.selections.push_back(Step('Z', "only"));
-    commands.insert();
-    EXPECT_EQ(list.componentCount, 1u);
-    EXPECT_EQ(list.nodeCount(), 1u);
-    EXPECT_EQ(list.procedureHead.record.comment(), "only");
     checkNumbering();
 }
 
@@ -91,35 +92,30 @@ TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestore
                Step('Z', "s5")});
     list.goToStep(3);
     commands.remove();
-    EXPECT_EQ(comments(), (std::vector<std::string>{"s1", "s2", "s4", "s5"}));
+    EXPECT_EQ(comments(), "s1 s2 s4 s5");
     // Renumbered around the moved-up record's old number 4: 5 becomes 4,
     // 4 stays 4, 3 stays 3.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 4, 3, 0}));
-    EXPECT_EQ(list.currentNumber, 3u);
-    EXPECT_EQ(list.viewRecord.comment(), "s4");
+    EXPECT_EQ(at(), "3 s4");
     EXPECT_EQ(ui.status, "4 Schritte");
     ASSERT_EQ(commands.undoStack().count(), 6u);
-    EXPECT_EQ(commands.undoStack().slot(5).commandId, cmd::kDelete);
-    EXPECT_EQ(commands.undoStack().slot(5).stepNumber, 3u);
+    EXPECT_EQ(entry(5), std::make_pair(cmd::kDelete, 3u));
     checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), (std::vector<std::string>{"s1", "s2", "s3", "s4", "s5"}));
-    EXPECT_EQ(list.currentNumber, 3u);
-    EXPECT_EQ(list.viewRecord.comment(), "s3");
+    EXPECT_EQ(comments(), "s1 s2 s3 s4 s5");
+    EXPECT_EQ(at(), "3 s3");
     checkNumbering();
 }
 
 TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     appendAll({Step('Z', "x"), Step('Z', "y")});
     commands.remove();  // the last: the previous one becomes current
-    EXPECT_EQ(comments(), (std::vector<std::string>{"x"}));
-    EXPECT_EQ(list.currentNumber, 1u);
-    EXPECT_EQ(list.viewRecord.comment(), "x");
+    EXPECT_EQ(comments(), "x");
+    EXPECT_EQ(at(), "1 x");
     commands.undo();  // comes back at the end and is current
-    EXPECT_EQ(comments(), (std::vector<std::string>{"x", "y"}));
-    EXPECT_EQ(list.viewRecord.comment(), "y");
-    EXPECT_EQ(list.currentNumber, 2u);
+    EXPECT_EQ(comments(), "x y");
+    EXPECT_EQ(at(), "2 y");
     checkNumbering();
 
     list.goToStep(1);
@@ -133,7 +129,7 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     commands.undo();
     EXPECT_EQ(list.componentCount, 1u);
     EXPECT_EQ(list.nodeCount(), 1u);
-    EXPECT_EQ(list.viewRecord.comment(), "y");
+    EXPECT_EQ(at(), "1 y");
 }
 
 TEST_F(EditCommandsTest, CutCopiesThenDeletesAndCopyOfNothingDoesNothing) {
@@ -144,13 +140,13 @@ TEST_F(EditCommandsTest, CutCopiesThenDeletesAndCopyOfNothingDoesNothing) {
     appendAll({Step('Z', "p"), Step('M', "q")});
     list.goToStep(1);
     commands.cut();
-    EXPECT_EQ(comments(), (std::vector<std::string>{"q"}));
+    EXPECT_EQ(comments(), "q");
     EXPECT_EQ(list.pastePending, 1u);
     EXPECT_EQ(list.clipboardRecord.comment(), "p");
     commands.next();  // at the last step: a beep
     EXPECT_EQ(ui.beeps, 1);
     commands.insert();
-    EXPECT_EQ(comments(), (std::vector<std::string>{"p", "q"}));
+    EXPECT_EQ(comments(), "p q");
 }
 
 TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancelled) {
@@ -158,29 +154,29 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     list.goToStep(2);
     ui.editorResults = {0};
     commands.change();
-    EXPECT_EQ(list.viewRecord.comment(), "b");
-    EXPECT_EQ(commands.undoStack().count(), 3u);
-    EXPECT_EQ(commands.undoStack().slot(2).commandId, cmd::kChange);
+    EXPECT_EQ(at(), "2 b");
+    ASSERT_EQ(commands.undoStack().count(), 3u);
+    EXPECT_EQ(entry(2), std::make_pair(cmd::kChange, 2u));
     EXPECT_EQ(list.editRecord.number(), 2u);
 
     list.modified = 0;
     ui.editorResults = {1};
     ui.editorComments = {"changed"};
     commands.change();
-    EXPECT_EQ(list.currentNode->record.comment(), "changed");
+    EXPECT_EQ(comments(), "a changed");
     EXPECT_EQ(list.currentNode->record.number(), 2u);
-    EXPECT_EQ(list.viewRecord.comment(), "changed");
+    EXPECT_EQ(at(), "2 changed");
     EXPECT_EQ(list.modified, 1u);
 
     // An unknown type returns its own code, which is not OK.
     ui.editorResults = {'Q'};
     ui.editorComments = {"lost"};
     commands.change();
-    EXPECT_EQ(list.currentNode->record.comment(), "changed");
+    EXPECT_EQ(comments(), "a changed");
 
     commands.undo();  // the last entry holds "changed"
     commands.undo();  // back to "b"
-    EXPECT_EQ(list.currentNode->record.comment(), "b");
+    EXPECT_EQ(comments(), "a b");
     EXPECT_EQ(list.currentNumber, 2u);
 
     list.documentOpen = 0;
@@ -196,13 +192,12 @@ TEST_F(EditCommandsTest, PagingBeepsAtBothEndsAndWithoutADocument) {
     EXPECT_EQ(list.currentNumber, 1u);
     commands.next();
     commands.next();
-    EXPECT_EQ(list.currentNumber, 3u);
-    EXPECT_EQ(list.viewRecord.comment(), "c");
+    EXPECT_EQ(at(), "3 c");
     EXPECT_EQ(ui.plain, 2);  // moves repaint without erasing
     commands.next();
     EXPECT_EQ(ui.beeps, 2);
     commands.previous();
-    EXPECT_EQ(list.viewRecord.comment(), "b");
+    EXPECT_EQ(at(), "2 b");
     list.documentOpen = 0;
     commands.previous();
     EXPECT_EQ(ui.beeps, 3);
@@ -216,10 +211,9 @@ TEST_F(EditCommandsTest, GoToAcceptsOnlyExistingStepsUpTo10000) {
         EXPECT_FALSE(commands.goTo(bad)) << bad;
     EXPECT_EQ(list.currentNumber, 12u);
     EXPECT_TRUE(commands.goTo(" 7"));
-    EXPECT_EQ(list.currentNumber, 7u);
-    EXPECT_EQ(list.viewRecord.comment(), "s7");
+    EXPECT_EQ(at(), "7 s7");
     EXPECT_TRUE(commands.goTo("12"));
-    EXPECT_EQ(list.viewRecord.comment(), "s12");
+    EXPECT_EQ(at(), "12 s12");
     // Ten characters are read: "0000000003" is 3, the eleventh digit is cut.
     EXPECT_EQ(ParseGoToStep("00000000031", 12), 3u);
     EXPECT_EQ(ParseGoToStep("10000", 10000), 10000u);
@@ -248,8 +242,7 @@ TEST_F(EditCommandsTest, StepColumnShowsTheCurrentStepInTheThirdBox) {
         appendAll({Step('Z', "s" + std::to_string(i))});
     list.goToStep(5);
     commands.selectStepBox(0);  // shows step 3
-    EXPECT_EQ(list.currentNumber, 3u);
-    EXPECT_EQ(list.viewRecord.comment(), "s3");
+    EXPECT_EQ(at(), "3 s3");
     const int repaints = ui.plain;
     commands.selectStepBox(2);  // the current step: nothing
     commands.selectStepBox(9);  // step 10 does not exist
@@ -310,29 +303,6 @@ class FileCommandsTest : public ::testing::Test {
     FileCommands cmd{list, ui};
 };
 
-// The Save and Save As flows run through the window's dialogs in the editor
-// tests; here what the commands ask and show.
-TEST_F(FileCommandsTest, NewAndTheQuestionsOfSaveAs) {
-    cmd.fileNew();
-    EXPECT_EQ(list.documentPath, "NoName.PAD");
-    EXPECT_EQ(ui.title, "Quelvari - NoName.PAD");
-    EXPECT_EQ(list.documentOpen, 1u);
-    EXPECT_EQ(list.componentCount, 0u);
-    list.appendRecord(test::makeRecord('Z', "wait"));
-    // The dialog of a new procedure starts without a name; one that exists
-    // is named in the overwrite question.
-    const std::string other = dir.file("B.PAD");
-    test::writeBytes(other, {1, 2, 3});
-    ui.files.push_back(other);
-    ui.answers.push_back(Answer::No);
-    cmd.fileSaveAs();
-    EXPECT_EQ(ui.initialNames.back(), "");
-    EXPECT_EQ(ui.questions.back(), other + "\n" + LangText(3138));
-    EXPECT_EQ(readBytes(other).size(), 3u);
-    EXPECT_EQ(list.documentPath, "NoName.PAD");
-    EXPECT_TRUE(ui.errors.empty());
-}
-
 TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     // Modified state reached by editing; the question is asked unless the
     // procedure is empty and has no file of its own.
@@ -376,9 +346,22 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     EXPECT_TRUE(ui.errors.empty());
 }
 
-TEST_F(FileCommandsTest, OpenDiscardsTheProcedureBeforeTheDialog) {
+TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     cmd.fileNew();
+    EXPECT_EQ(list.documentPath + "|" + ui.title, "NoName.PAD|Quelvari - NoName.PAD");
+    EXPECT_EQ(list.documentOpen, 1u);
     list.appendRecord(test::makeRecord('Z', "unsaved"));
+    // The Save As dialog of a new procedure starts without a name; a file
+    // that exists is named in the overwrite question, and No keeps it.
+    const std::string other = dir.file("B.PAD");
+    test::writeBytes(other, {1, 2, 3});
+    ui.files.push_back(other);
+    ui.answers.push_back(Answer::No);
+    cmd.fileSaveAs();
+    EXPECT_EQ(ui.initialNames.back(), "");
+    EXPECT_EQ(ui.questions.back(), other + "\n" + LangText(3138));
+    EXPECT_EQ(readBytes(other).size(), 3u);
+    EXPECT_EQ(list.documentPath, "NoName.PAD");
 
     // Cancel at the save question stops Open: nothing changes.
     ui.answers.push_back(Answer::Cancel);
@@ -398,7 +381,7 @@ TEST_F(FileCommandsTest, OpenDiscardsTheProcedureBeforeTheDialog) {
     // A file that cannot be opened: message 93.
     ui.files.push_back(dir.file("none.PAD"));
     cmd.fileOpen();
-    EXPECT_EQ(ui.errors.back(), 93 << 8);
+    EXPECT_EQ(ui.errors, std::vector<int>{93 << 8});
     EXPECT_EQ(list.documentOpen, 0u);
     EXPECT_TRUE(list.lastPath.empty());
 
@@ -446,15 +429,10 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     ReadConfiguration(c);  // no file: defaults
     EXPECT_EQ(c.language, 0u);
     EXPECT_EQ(c.printSize, 0u);
-    EnsureConfigDirectories();
-    EXPECT_EQ(test::runCommand("test -d '" + p.programDir + "'").status, 0);
+    EnsureConfigDirectories();  // the write below needs it
 
-    test::writeBytes(p.file, {1, 0, 0, 0, 1, 0, 0, 0});
-    ReadConfiguration(c);
-    EXPECT_EQ(c.language, 1u);
-    EXPECT_EQ(c.printSize, 1u);
-
-    // A short file replaces only the bytes it has.
+    // A short file replaces only the bytes it has (the whole file is read
+    // back by the concurrent settings changes of the bad input tests).
     Configuration s{0x0303, 1};
     test::writeBytes(p.file, {2});
     ReadConfiguration(s);
@@ -474,6 +452,274 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     EXPECT_EQ(GetConfigPaths().file, dir.file("xdg/ZR_ConfigDir/Quelvari/Quelvari_config.sys"));
     ::unsetenv("XDG_CONFIG_HOME");
     ::setenv("QUELVARI_CONFIG_ROOT", savedRoot.c_str(), 1);
+}
+
+class StepCommands : public test::EditFixture {
+  protected:
+    // Appends the records and forgets the appends' undo entries.
+    void build(const std::vector<ComponentRecord>& steps) {
+        appendAll(steps);
+        commands.clearHistory();
+    }
+};
+
+TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
+    using V = std::vector<std::uint32_t>;
+    struct Case {
+        const char* what;
+        V order, expected;
+    };
+    const Case cases[] = {
+        {"up: one step", MoveUpOrder(5, {3}), V{1, 3, 2, 4, 5}},
+        {"up: a block", MoveUpOrder(5, {3, 4}), V{1, 3, 4, 2, 5}},
+        {"up: top block stays, the other moves", MoveUpOrder(5, {1, 2, 4}), V{1, 2, 4, 3, 5}},
+        {"up: nothing to do at the top", MoveUpOrder(5, {1, 2}), V{}},
+        {"down: two apart", MoveDownOrder(5, {1, 3}), V{2, 1, 4, 3, 5}},
+        {"down: nothing to do at the end", MoveDownOrder(5, {5}), V{}},
+        {"drop in front of step 2", MoveToOrder(5, {4, 5}, 2), V{1, 4, 5, 2, 3}},
+        {"drop at the end", MoveToOrder(5, {1, 3}, 6), V{2, 4, 5, 1, 3}},
+        {"drop onto itself", MoveToOrder(5, {2, 3}, 3), V{}},
+        {"out of range ignored", MoveUpOrder(3, {0, 9}), V{}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(c.order, c.expected) << c.what;
+}
+
+TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
+    build({Step('Z', "a", 3), stepReference('G', 3, false, "b"), stepReference('P', 1, false, "c"),
+           stepReference('T', 2, false, "d"), stepReference('T', -1, false, "e"),
+           stepReference('G', 2, true, "f"), Step('Z', "g", 7)});
+    // A goto target without a branch condition is not a reference.
+    list.goToStep(6);
+    list.currentNode->record.setGotoTarget(1);
+    const auto before = records(list);
+    list.goToStep(3);  // "c" is current
+
+    EXPECT_EQ(commands.moveDown({1, 2}), (std::vector<std::uint32_t>{2, 3}));
+    EXPECT_EQ(comments(), "c a b d e f g");
+    checkNumbering();
+    const auto moved = records(list);
+    // "c" -> "a" (now 2), "a" -> "c" (now 1), "b" -> "c", "d" -> "b" (now 3),
+    // "e" names no step, "f" is switched off and has no branch: both numbers
+    // stay, "g" -> itself.
+    EXPECT_EQ((std::vector<int>{moved[0].u16(94), moved[1].gotoTarget(), moved[2].u16(92),
+                                moved[3].i16(154), moved[4].i16(154), moved[5].u16(92),
+                                moved[5].gotoTarget(), moved[6].gotoTarget()}),
+              (std::vector<int>{2, 1, 1, 3, -1, 2, 1, 7}));
+    EXPECT_EQ(at(), "1 c");  // the current component stays current
+    EXPECT_EQ(list.modified, 1u);
+
+    EXPECT_EQ(commands.moveTo({7}, 1), (std::vector<std::uint32_t>{1}));
+    EXPECT_EQ(comments(), "g c a b d e f");
+    EXPECT_EQ(records(list)[0].gotoTarget(), 1);
+    EXPECT_EQ(commands.undoStack().count(), 2u);
+
+    commands.undo();
+    commands.undo();
+    EXPECT_EQ(records(list), before);  // byte for byte
+    EXPECT_EQ(commands.redoCount(), 2u);
+    commands.redo();
+    EXPECT_EQ(records(list), moved);
+    commands.redo();
+    EXPECT_EQ(comments(), "g c a b d e f");
+    EXPECT_EQ(commands.redoCount(), 0u);
+
+    // Nothing to move: a beep, no entry.
+    const int beeps = ui.beeps;
+    EXPECT_TRUE(commands.moveUp({1}).empty());
+    EXPECT_EQ(ui.beeps, beeps + 1);
+    EXPECT_EQ(commands.undoStack().count(), 2u);
+}
+
+TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
+    const std::vector<ComponentRecord> steps = {Step('Z', "a", 6), Step('Z', "b", 3),
+                                                Step('Z', "c", 5), Step('Z', "d", 2),
+                                                Step('Z', "e", 1), Step('Z', "f", 4)};
+    build(steps);
+    // The same deletes one by one through the view's Delete, highest first.
+    ProcedureList single;
+    single.documentOpen = 1;
+    single.currentNumber = 1;
+    test::ScriptedEditUi singleUi;
+    EditCommands singleCommands{single, singleUi};
+    for (const auto& r : steps) {
+        singleUi.selections.push_back(r);
+        singleCommands.append();
+    }
+    for (std::uint32_t s : {5u, 2u}) {
+        single.goToStep(s);
+        singleCommands.remove();
+    }
+
+    commands.removeSteps({2, 5});
+    EXPECT_EQ(records(list), records(single));
+    EXPECT_EQ(comments(), "a c d f");
+    EXPECT_EQ(list.componentCount, 4u);
+    EXPECT_EQ(commands.undoStack().count(), 1u);
+
+    singleCommands.undo();
+    singleCommands.undo();
+    commands.undo();
+    EXPECT_EQ(records(list), records(single));  // the kept undo rules, as one step
+    EXPECT_EQ(comments(), "a b c d e f");
+    commands.redo();
+    EXPECT_EQ(comments(), "a c d f");
+    EXPECT_EQ(commands.undoStack().count(), 1u);
+
+    // Cut of several: one entry, and Paste puts them all in front of the
+    // current step, in their order, renumbered as Insert does.
+    commands.undo();
+    commands.cutSteps({1, 3});
+    EXPECT_EQ(comments(), "b d e f");
+    EXPECT_EQ(commands.undoStack().count(), 1u);
+    EXPECT_EQ(commands.clipboardCount(), 2u);
+    const auto beforePaste = targets();
+    list.goToStep(2);
+    commands.insert();
+    EXPECT_EQ(comments(), "b a c d e f");
+    checkNumbering();
+    EXPECT_EQ(list.viewRecord.comment(), "a");
+    EXPECT_EQ(list.pastePending, 0u);
+    EXPECT_EQ(commands.undoStack().count(), 1u);  // Paste makes no entry
+    // References above the place rise by two, those at or below it stay:
+    // "b", "d", "e", "f" were steps 1..4 and are now 1, 4, 5, 6.
+    const auto after = targets();
+    const std::size_t now[] = {0, 3, 4, 5};
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::uint16_t t = beforePaste[i];
+        EXPECT_EQ(after[now[i]], t > 2 ? t + 2 : t) << i;
+    }
+    // Copy of several leaves the procedure alone.
+    commands.copySteps({1, 2});
+    EXPECT_EQ(list.pastePending, 1u);
+    EXPECT_EQ(commands.clipboardCount(), 2u);
+    commands.copy();  // the view's Copy puts one aside again
+    EXPECT_EQ(commands.clipboardCount(), 1u);
+
+    // Deleting every step leaves the empty procedure; Undo brings every
+    // step back in its place (their references as the kept single Undo
+    // leaves them).
+    const std::string full = comments();
+    commands.removeSteps({1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(list.componentCount, 0u);
+    EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
+    commands.undo();
+    EXPECT_EQ(comments(), full);
+    EXPECT_EQ(list.componentCount, 6u);
+    checkNumbering();
+}
+
+TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
+    build({Step('Z', "a"), Step('Z', "b"), Step('Z', "c")});
+    list.goToStep(2);
+    ui.editorComments = {"B2"};
+    commands.change();
+    commands.remove();  // "B2" goes, "c" is current
+    ui.selections.push_back(Step('Z', "d"));
+    commands.append();
+    EXPECT_EQ(comments(), "a c d");
+    const auto done = records(list);
+
+    commands.undo();
+    commands.undo();
+    commands.undo();
+    EXPECT_EQ(comments(), "a b c");
+    EXPECT_EQ(commands.redoCount(), 3u);
+    commands.redo();
+    EXPECT_EQ(comments(), "a B2 c");
+    commands.redo();
+    commands.redo();
+    EXPECT_EQ(records(list), done);
+    EXPECT_EQ(commands.undoStack().count(), 3u);
+
+    // A new command clears what could be redone.
+    commands.undo();
+    EXPECT_EQ(commands.redoCount(), 1u);
+    list.goToStep(1);
+    ui.editorComments = {"A1"};
+    commands.change();
+    EXPECT_EQ(commands.redoCount(), 0u);
+    commands.redo();  // nothing left
+    EXPECT_EQ(comments(), "A1 c");
+
+    // The stack keeps its ten entries: eleven changes, ten come back and go
+    // again.
+    commands.clearHistory();
+    for (int i = 0; i < 11; ++i) {
+        ui.editorComments = {"x" + std::to_string(i)};
+        commands.change();
+    }
+    for (int i = 0; i < 12; ++i)
+        commands.undo();
+    EXPECT_EQ(list.procedureHead.record.comment(), "x0");
+    EXPECT_EQ(commands.redoCount(), 10u);
+    for (int i = 0; i < 10; ++i)
+        commands.redo();
+    EXPECT_EQ(list.procedureHead.record.comment(), "x10");
+    EXPECT_EQ(commands.undoStack().count(), 10u);
+
+    EXPECT_FALSE(CommandEnabled(cmd::kRedo, commands.state()));
+    commands.undo();
+    EXPECT_TRUE(CommandEnabled(cmd::kRedo, commands.state()));
+
+    // Undo with an empty stack changes nothing, but repaints and marks the
+    // procedure modified.
+    commands.clearHistory();
+    list.modified = 0;
+    const int repaints = ui.erasing;
+    commands.undo();
+    EXPECT_EQ(list.procedureHead.record.comment(), "x9");
+    EXPECT_EQ(ui.erasing, repaints + 1);
+    EXPECT_EQ(list.modified, 1u);
+}
+
+TEST_F(StepCommands, FindLooksAtCommentsConditionsVariablesAndTypeNames) {
+    ComponentRecord oil = Step('Z',
+                               "Pr\xFC"
+                               "fung \xD6l",
+                               1);  // "Prüfung Öl"
+    storeInputCondition(oil, "Z5>=Z16");
+    build({Step('Z', "a"), oil, Step('Z', "c")});
+    using H = std::vector<FindHit>;
+    EXPECT_EQ(FindSteps(list, "z16"),
+              (H{{2, FindField::InputCondition, "Z5>=Z16"}, {2, FindField::Variable, "Z16"}}));
+    // Case folding covers the letters of the code page: "öL" finds "Öl".
+    EXPECT_EQ(FindSteps(list, "\xF6L"), (H{{2, FindField::Comment, oil.comment()}}));
+    EXPECT_EQ(FindSteps(list, "b1"),
+              (H{{2, FindField::BranchCondition, "B1"}, {2, FindField::Variable, "B1"}}));
+    const H types = FindSteps(list, TypeName(oil).substr(1, 4));
+    ASSERT_EQ(types.size(), 3u);
+    EXPECT_EQ(types[2].step, 3u);
+    EXPECT_EQ(types[2].field, FindField::TypeName);
+    EXPECT_TRUE(FindSteps(list, "").empty());
+    EXPECT_TRUE(FindSteps(list, "nowhere").empty());
+    // Find next: the first hit behind the step, round from the last.
+    EXPECT_EQ(NextHit(types, 1), 1);
+    EXPECT_EQ(NextHit(types, 3), 0);
+    EXPECT_EQ(NextHit({}, 1), -1);
+}
+
+TEST(EditorSettings, RecentFilesNewestFirstAtMostEightAndMalformedLinesSkipped) {
+    const EditorSettings parsed = ParseEditorSettings(
+        "recent=/a.PAD\r\nrecent=/a.PAD\nnonsense\nrecent=\nrecovery=x\nrecent=/b.PAD\n"
+        "recovery=5\nother=1\n");
+    EXPECT_EQ(parsed.recent, (std::vector<std::string>{"/a.PAD", "/b.PAD"}));
+    EXPECT_EQ(parsed.recoveryMinutes, 5);
+    EXPECT_EQ(ParseEditorSettings(FormatEditorSettings(parsed)).recent, parsed.recent);
+
+    const std::string dir = ::testing::TempDir() + "quelvari-editor-settings";
+    std::filesystem::remove_all(dir);
+    const std::string path = dir + "/editor.conf";
+    EditorSettings result;
+    for (int i = 1; i <= 9; ++i)
+        ASSERT_TRUE(AddRecentFile("/f" + std::to_string(i) + ".PAD", &result, path).ok());
+    ASSERT_TRUE(AddRecentFile("/f5.PAD", &result, path).ok());
+    EXPECT_EQ(AddRecentFile("/bad\nname", &result, path).ok(), true);  // refused quietly
+    const EditorSettings read = ReadEditorSettings(path);
+    EXPECT_EQ(read.recent, (std::vector<std::string>{"/f5.PAD", "/f9.PAD", "/f8.PAD", "/f7.PAD",
+                                                     "/f6.PAD", "/f4.PAD", "/f3.PAD", "/f2.PAD"}));
+    EXPECT_EQ(read.recent, result.recent);
+    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

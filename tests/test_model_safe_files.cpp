@@ -1,33 +1,26 @@
-// Files that never hang, never get lost and always say why: the one reader,
-// the atomic writer under injected faults, kills and size limits, the locks
-// of read-modify-write, and the error model's detail line.
+// Files that never get lost and always say why: the one reader, the atomic
+// writer under injected faults and kills, permissions, the locks of
+// read-modify-write, and the error model's detail line.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <grp.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <functional>
 #include <random>
 #include <sstream>
 #include <thread>
 
-#include "check/check_support.h"
 #include "check/syntax_test.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
-#include "model/procedure_file.h"
 #include "model/record_reader.h"
 #include "test_util.h"
 #include "texts/errors.h"
@@ -111,66 +104,6 @@ TEST(ErrorModel, CodesStatusesAndTheDetailLine) {
     EXPECT_EQ(box.caption, plain.caption);
     EXPECT_EQ(box.text, plain.text + "\n/data/T.PAD: Permission denied");
     EXPECT_EQ(Status::system(kErrFileWrite, ENOSPC, "").detail(), "No space left on device");
-}
-
-TEST(SafeFiles, OnlyRegularFilesAreOpenedAndNothingHangs) {
-    TempDir dir;
-    const std::string fifo = dir.file("fifo.PAD");
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    // Tens of gigabytes without a byte on disk.
-    const std::string huge = dir.file("huge.PAD");
-    {
-        const int fd = ::open(huge.c_str(), O_WRONLY | O_CREAT, 0644);
-        ASSERT_GE(fd, 0);
-        ASSERT_EQ(::ftruncate(fd, 40'000'000'000LL), 0);
-        ::close(fd);
-    }
-    const std::string directory = dir.file("folder.PAD");
-    ASSERT_EQ(::mkdir(directory.c_str(), 0755), 0);
-    struct Case {
-        std::string path;
-        const char* why;
-    };
-    const Case cases[] = {
-        {directory, "is a directory"},
-        {fifo, "is not a regular file"},
-        {"/dev/zero", "is not a regular file"},
-        {huge, "too large for a procedure"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.path);
-        RecordFile file;
-        const Status read = readRecordFile(c.path, file);
-        EXPECT_EQ(read.code(), ErrorCode(kErrFileOpen));
-        EXPECT_THAT(read.detail(), HasSubstr(c.why));
-        EXPECT_TRUE(file.records.empty());
-        ProcedureList list;
-        EXPECT_EQ(loadProcedure(c.path, list).code(), ErrorCode(kErrFileOpen));
-        EXPECT_EQ(list.componentCount, 0u);
-        EXPECT_EQ(list.documentOpen, 0u);
-        // The syntax test gives the catalogue message, not a finding.
-        if (IsPadFileName(c.path)) {
-            const SyntaxTestResult r = RunSyntaxTest(c.path, kCheckTarvisel);
-            EXPECT_EQ(r.fileError.code(), ErrorCode(kErrFileOpen));
-            EXPECT_FALSE(r.systemFileWritten);
-        }
-        if (std::string(c.why) != "too large for a procedure") {
-            EXPECT_FALSE(IsReadableRegularFile(c.path));
-            EXPECT_FALSE(ProbePicture(c.path).found);
-        }
-    }
-    // The largest procedure is still read: 65535 steps.
-    const std::string largest = dir.file("largest.PAD");
-    {
-        std::vector<std::uint8_t> bytes(kMaxProcedureSteps * 800 + 799, 0);
-        bytes[0] = bytes[1] = 0xFF;
-        writeBytes(largest, bytes);
-    }
-    RecordFile file;
-    ASSERT_TRUE(readRecordFile(largest, file).ok());
-    EXPECT_EQ(file.records.size(), kMaxProcedureSteps);
-    ASSERT_EQ(::truncate(largest.c_str(), (kMaxProcedureSteps + 1) * 800), 0);
-    EXPECT_FALSE(readRecordFile(largest, file).ok());
 }
 
 TEST(SafeFiles, TheReaderKeepsWhatWasReadAndReportsIoErrors) {
@@ -425,32 +358,6 @@ TEST(SaveFaults, KilledSavesLeaveTheOldFileOrTheNewOneWhole) {
                                                ".quelvari-saveXabcdef", "big.PAD"}));
 }
 
-TEST(SaveFaults, AFileSizeLimitGivesMessage92WithTheReason) {
-    TempDir dir("/dev/shm");
-    const std::string path = dir.file("T.PAD");
-    ProcedureList small, large;
-    fill(small, 10, "small");
-    fill(large, 400, "large");
-    ASSERT_TRUE(writeProcedure(path, small).ok());
-    const auto before = readBytes(path);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        const rlimit limit{100'000, 100'000};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        const Status s = writeProcedure(path, large);
-        const ErrorBox box = ComposeErrorMessage(s, kEnglish);
-        ::_exit(s.code() == ErrorCode(kErrFileWrite) && s.sysError == EFBIG &&
-                        box.text.find("File too large") != std::string::npos
-                    ? 0
-                    : 1);
-    }
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_EQ(readBytes(path), before);
-}
-
 TEST(FileLocks, ASecondWriterWaitsForTheFirstOrIsRefused) {
     TempDir dir;
     const std::string path = dir.file("T.PAD");
@@ -489,43 +396,6 @@ TEST(FileLocks, ASecondWriterWaitsForTheFirstOrIsRefused) {
         EXPECT_TRUE(creating.created());
     }
     EXPECT_NE(::access(fresh.c_str(), F_OK), 0);
-}
-
-TEST(FileLocks, TwentyConcurrentAddsKeepEveryRecord) {
-    TempDir dir;
-    for (const bool existing : {true, false}) {
-        SCOPED_TRACE(existing);
-        const std::string pad = dir.file(existing ? "shared.PAD" : "new.PAD");
-        if (existing) {
-            ASSERT_EQ(
-                test::runCli("add " + pad + " Z time-wait=1 factor=1 description=first").status, 0);
-        }
-        // Twenty processes at once; a refusal would print its line.
-        std::string script = "cd " + dir.path() + "\n";
-        for (int i = 0; i < 20; ++i)
-            script += std::string(QUELVARI_CLI) + " add " + pad +
-                      " Z time-wait=1 factor=10 description=w" + std::to_string(i) +
-                      " >/dev/null 2>&1 || echo refused &\n";
-        script += "wait\n";
-        test::writeBytes(dir.file("adds.sh"), {script.begin(), script.end()});
-        const auto r = test::runCommand("sh " + dir.file("adds.sh"));
-        EXPECT_EQ(r.out, "");
-        RecordFile file;
-        ASSERT_TRUE(readRecordFile(pad, file).ok());
-        ASSERT_EQ(file.records.size(), existing ? 21u : 20u);
-        // Every description once, each record whole and numbered in order.
-        std::vector<int> seen(20, 0);
-        for (std::size_t k = 0; k < file.records.size(); ++k) {
-            const ComponentRecord& rec = file.records[k];
-            EXPECT_EQ(rec.number(), k + 1);
-            EXPECT_EQ(rec.typeCode(), 'Z');
-            const std::string comment(reinterpret_cast<const char*>(rec.data() + rec::kComment));
-            if (comment.size() > 1 && comment[0] == 'w')
-                ++seen.at(static_cast<std::size_t>(std::stoi(comment.substr(1))));
-        }
-        EXPECT_EQ(seen, std::vector<int>(20, 1));
-        EXPECT_FALSE(hasTemporary(dir.path()));
-    }
 }
 
 TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {

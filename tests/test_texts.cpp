@@ -173,40 +173,27 @@ TEST(TextLookup, ControlTextsOfTheTransferDialog) {
     EXPECT_EQ(ControlText(2), LangText(2));
 }
 
-TEST(ErrorCatalogue, BoxTextAndCaption) {
-    const ErrorBox plain = ComposeErrorMessage(ErrorCode(5), kEnglish);
-    EXPECT_EQ(plain.caption, "Error");
-    EXPECT_EQ(plain.text, joined(kEnglish, 5));
-    EXPECT_THAT(plain.text, Not(HasSubstr("Invalid field")));
-    const ErrorBox field = ComposeErrorMessage(ErrorCode(6, 3), kEnglish);
-    EXPECT_EQ(field.text, joined(kEnglish, 6) + "\nInvalid field: 3");
-    const ErrorBox german = ComposeErrorMessage(ErrorCode(6, 3), 7);
-    EXPECT_EQ(german.caption, "Fehler");
-    EXPECT_EQ(german.text, joined(kGerman, 6) + "\nFehlerhaftes Feld: 3");
-    // Field-only codes (message 0) show the field line alone.
+TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
+    // The box holds the message's lines, then the field line if there is a
+    // field; field-only codes (message 0) show the field line alone.
+    EXPECT_EQ(ComposeErrorMessage(ErrorCode(5), kEnglish).text, joined(kEnglish, 5));
+    const ErrorBox german = ComposeErrorMessage(ErrorCode(6, 3), 7);  // any other language: German
+    EXPECT_EQ(german.caption + "|" + german.text,
+              "Fehler|" + joined(kGerman, 6) + "\nFehlerhaftes Feld: 3");
     EXPECT_EQ(ComposeErrorMessage(4, kEnglish).text, "\nInvalid field: 4");
     // English 110 has no title: the box starts with the explanation.
     EXPECT_EQ(ComposeErrorMessage(ErrorCode(110), kEnglish)
                   .text.rfind("The look-up field name is missing or too long", 0),
               0u);
-}
-
-TEST(ErrorCatalogue, TitlesKeepTheirIrregularities) {
-    struct Title {
-        std::uint32_t lang;
-        int n;
-        const char* start;
+    // Message 1's title as each language writes it.
+    const std::pair<std::uint32_t, const char*> titles[] = {
+        {kEnglish, "ERROR: INVALID CHARACTER (1)\n\n"},
+        {kGerman, "FEHLER 1: FEHLERHAFTES ZEICHEN\n\n"},
+        {kFrench, "ERREUR: CARACTERE NON RECONNU (1)\n\n"},
+        {kItalian, "ERROR:CARATTERE NON VALIDO (1)\n\n"},
     };
-    const Title titles[] = {
-        {kEnglish, 1, "ERROR: INVALID CHARACTER (1)\n\n"},
-        {kGerman, 1, "FEHLER 1: FEHLERHAFTES ZEICHEN\n\n"},
-        {kFrench, 1, "ERREUR: CARACTERE NON RECONNU (1)\n\n"},
-        {kItalian, 1, "ERROR:CARATTERE NON VALIDO (1)\n\n"},
-    };
-    for (const Title& t : titles)
-        EXPECT_EQ(std::string(ErrorLine(t.lang, t.n, 0)).rfind(t.start, 0), 0u)
-            << "language " << t.lang << " message " << t.n;
-    EXPECT_STREQ(ErrorLine(kEnglish, 110, 0), "");
+    for (const auto& [lang, start] : titles)
+        EXPECT_EQ(std::string(ErrorLine(lang, 1, 0)).rfind(start, 0), 0u) << "language " << lang;
     // English holdovers in French and Italian.
     for (int n : {93, 94, 95, 97, 102, 110, 113, 114})
         EXPECT_EQ(joined(kFrench, n), joined(kEnglish, n)) << n;

@@ -1,20 +1,213 @@
-// The OK readers of the component editors: field checks, field numbers and the
-// bytes they store.
+// Components: the catalogue, the OK readers of the editors (field checks,
+// field numbers and the bytes they store), the condition check of entry and
+// branch conditions, fillers that agree with readers, and the generic editors.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <functional>
+#include <set>
+#include <vector>
 
+#include "check_builders.h"
 #include "components/catalogue.h"
+#include "components/condition.h"
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "components/view.h"
 #include "test_util.h"
 #include "texts/errors.h"
+#include "texts/texts.h"
 
 namespace quelvari {
 namespace {
+
+TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
+    // Picture and dialog of a type (and of its mark in byte 88); 0 is none.
+    const std::tuple<char, std::uint8_t, int, int> rows[] = {
+        {'P', 'G', 177, 178}, {'P', 'g', 153, 159}, {'P', 0, 153, 159},  {'x', 0, 156, 0},
+        {'i', 'Z', -1, 167},  {'i', 'I', -1, 190},  {'i', 'R', -1, 191}, {'i', 'z', -1, 0}};
+    for (const auto& [code, mark, picture, dialog] : rows) {
+        if (picture >= 0) {
+            EXPECT_EQ(PictureId(test::typed(code, mark)), picture) << code << mark;
+        }
+        EXPECT_EQ(EditorDialogId(test::typed(code, mark)), dialog) << code << mark;
+    }
+    EXPECT_EQ(TypeName(test::typed('x')), "unknown");
+    EXPECT_EQ(TypeName(test::typed('b')), LangText(166));
+    EXPECT_EQ(FindTypeByName("PG")->kind, ComponentKind::GraphicPrint);
+    EXPECT_EQ(FindTypeByName("P")->kind, ComponentKind::TextPrint);
+    EXPECT_EQ(FindTypeByName("MM"), nullptr);
+    // Every row is found by its letter (and mark) and its description id, and
+    // is in the selection groups once; a new record gets the type's presets.
+    std::multiset<std::uint16_t> ids;
+    for (const SelectionGroup& g : SelectionGroups())
+        for (const auto& row : g.rows)
+            ids.insert(row.begin(), row.end());
+    EXPECT_EQ(ids.size(), kComponentTypeCount);
+    for (const ComponentType& t : kCatalogue) {
+        const std::uint8_t mark = t.kind == ComponentKind::GraphicPrint ? 'G' : 0;
+        EXPECT_EQ(FindType(static_cast<std::uint8_t>(t.code), mark), &t) << t.key;
+        EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
+        EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
+        EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
+        ComponentRecord r = test::typed('Q', 9);
+        PresetNewRecord(r, t);
+        const bool flag = t.kind == ComponentKind::Bargraph || t.kind == ComponentKind::Display ||
+                          t.kind == ComponentKind::Graphic ||
+                          t.kind == ComponentKind::InputOutput || t.kind == ComponentKind::Picture;
+        EXPECT_EQ(r.u8(88), flag ? 1 : 0) << t.key;
+        EXPECT_EQ(r.u8(90), t.kind == ComponentKind::Picture ? 'D' : 0) << t.key;
+        EXPECT_EQ(r.u8(217), t.kind == ComponentKind::ReadDatabase ? 1 : 0) << t.key;
+        EXPECT_EQ(r.typeCode(), 0) << t.key;
+    }
+}
+
+// A record made by a reader comes back unchanged through filler and reader.
+TEST(Fillers, AgreeWithReaders) {
+    struct Case {
+        char code;
+        std::vector<std::pair<std::uint32_t, std::string>> texts;
+        std::vector<std::uint32_t> checks;
+        std::vector<std::pair<std::uint32_t, int>> combos;
+    };
+    const Case cases[] = {
+        {'Z', {{1014, "E3"}, {1015, "Warten"}, {1162, "250"}}, {1160}, {}},
+        {'Z', {{1021, "B2"}, {1022, "4"}}, {1161}, {}},
+        {'I', {{1198, "100"}, {1201, "7"}}, {1178, 1182, 1190, 1181, 1189}, {{1202, 0}, {1205, 1}}},
+        {'u', {{1322, "S4"}, {1323, "B9"}, {1021, "Z1<Z2"}, {1022, "3"}}, {}, {}},
+        {'C', {{1322, "Z4"}, {2278, "Abschnitt 1"}, {1323, "B2"}}, {2280}, {}},
+        {'C', {{2278, "Ende"}, {1323, "B2"}}, {2282}, {}},
+        {'D', {{1324, "SAVE -m1 -S2"}, {1327, "x"}}, {1057}, {}},
+        {'p', {{1173, "c:\\a.jpg"}, {1174, "5"}, {1176, "50"}, {1177, "40"}}, {1171, 2180}, {}},
+        {'M', {{1013, "P1SA3"}, {1018, "T2"}, {1019, "="}, {1020, "12.5"}}, {1004, 1451}, {}},
+        {'M',
+         {{1013, "<S5>"},
+          {1016, "0.125"},
+          {1017, "1000"},
+          {1018, "P1"},
+          {1019, "\xBB"},
+          {1020, "-2.25"},
+          {1023, "P2"},
+          {1024, "<"},
+          {1025, "100.5"}},
+         {1005},
+         {{2177, 3}, {2179, 5}}},
+        {'M', {}, {1006, 2155}, {}},
+    };
+    for (const Case& c : cases) {
+        const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(c.code)));
+        MapForm f;
+        for (const auto& [id, text] : c.texts)
+            f.setText(id, text);
+        for (std::uint32_t id : c.checks)
+            f.setChecked(id, true);
+        for (const auto& [id, index] : c.combos)
+            f.setCurrentIndex(id, index);
+        ComponentRecord first;
+        ASSERT_EQ(ed.read(f, first), 0) << c.code;
+        MapForm again;
+        ed.fill(first, again);
+        ComponentRecord second = first;
+        ASSERT_EQ(ed.read(again, second), 0) << c.code;
+        EXPECT_EQ(first, second) << c.code;
+    }
+}
+
+TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
+    ComponentRecord r;
+    r.setU8(88, 'S');
+    r.setU8(184, 1);
+    r.setU8(164, 100);
+    MapForm f;
+    FillMeasuring(r, f);
+    EXPECT_TRUE(f.checked(1005));
+    EXPECT_EQ(f.currentIndex(2179), 10);
+    EXPECT_EQ(f.items(2177), (std::vector<std::string>{LangText(3160), LangText(3161),
+                                                       LangText(3162), LangText(3163)}));
+    EXPECT_EQ(f.items(2179).front(), "    0%");
+    struct Row {
+        int mode;
+        std::uint8_t link;
+        bool list, scan, trigger, save, link2, second, variant;
+    };
+    const Row rows[] = {
+        {0, 0, true, false, true, true, false, false, false},
+        {1, 0, true, true, true, false, true, false, false},
+        {1, 2, true, true, true, false, true, true, false},
+        {2, 2, false, false, false, false, false, false, true},
+    };
+    for (const Row& row : rows) {
+        MapForm m;
+        ApplyMeasuringMode(m, row.mode, row.link);
+        EXPECT_TRUE(m.checked(1004 + static_cast<std::uint32_t>(row.mode)));
+        EXPECT_EQ(m.enabled(1013), row.list) << row.mode;
+        for (std::uint32_t id : {1016u, 1017u, 2179u})
+            EXPECT_EQ(m.enabled(id), row.scan) << row.mode << " " << id;
+        for (std::uint32_t id : {1018u, 1019u, 1020u})
+            EXPECT_EQ(m.enabled(id), row.trigger) << row.mode;
+        for (std::uint32_t id : {2025u, 1451u, 1452u})
+            EXPECT_EQ(m.enabled(id), row.save) << row.mode;
+        EXPECT_EQ(m.enabled(2177), row.link2) << row.mode;
+        for (std::uint32_t id : {1023u, 1024u, 1025u})
+            EXPECT_EQ(m.enabled(id), row.second) << row.mode;
+        EXPECT_EQ(m.visible(2155), row.variant);
+        EXPECT_EQ(m.visible(2156), row.variant);
+    }
+    // An unknown mode is shown as M; a stored "ja" checks 1057.
+    r.setU8(88, 'X');
+    FillMeasuring(r, f);
+    EXPECT_TRUE(f.checked(1004));
+    ComponentRecord d;
+    d.setU8(88, 1);
+    FillCommand(d, f);
+    EXPECT_TRUE(f.checked(1057));
+    EXPECT_FALSE(f.checked(1056));
+    // A picture on the printer shows its options; the screen hides them.
+    MapForm p;
+    ComponentRecord pr;
+    pr.setU8(90, 'P');
+    pr.setU8(93, 1);
+    FillPicture(pr, p);
+    EXPECT_TRUE(p.visible(2163));
+    EXPECT_FALSE(p.visible(1175));  // line position in use
+    EXPECT_EQ(p.fullText(2006), LangText(3089));
+    ApplyPictureMedium(p, true);
+    EXPECT_FALSE(p.visible(2163));
+    EXPECT_FALSE(p.visible(2180));
+    EXPECT_FALSE(p.checked(2180));
+    EXPECT_TRUE(p.visible(1175));
+    EXPECT_EQ(p.fullText(2006), LangText(3048));
+}
+
+TEST(GenericEditors, KeepThePayloadByteForByte) {
+    int generic = 0;
+    for (const ComponentType& t : kCatalogue) {
+        if (EditorOf(t).fill != FillGeneric)
+            continue;  // the types with editors of their own
+        ++generic;
+        ComponentRecord r;
+        for (std::size_t i = 84; i < 800; ++i)
+            r.bytes[i] = static_cast<std::uint8_t>(i * 7 + 1);
+        if (t.kind == ComponentKind::GraphicPrint)
+            r.setU8(88, 'G');
+        else if (t.kind == ComponentKind::TextPrint)
+            r.setU8(88, 'T');
+        r.setTypeCode(static_cast<std::uint8_t>(t.code));
+        storeInputCondition(r, "E1");
+        storeComment(r, std::string(50, 'k'));  // the longest description
+        storeBranchCondition(r, "B1");
+        r.setGotoTarget(2);
+        MapForm f;
+        EditorOf(t).fill(r, f);
+        ComponentRecord out = r;
+        ASSERT_EQ(EditorOf(t).read(f, out), 0) << t.key;
+        EXPECT_EQ(out, r) << t.key;
+        // A faulty head field is reported with the generic field numbers.
+        f.setText(1021, "");
+        EXPECT_EQ(EditorOf(t).read(f, out), 0x0403) << t.key;
+    }
+    EXPECT_EQ(generic, 19);
+}
 
 // "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
 MapForm formOf(const std::vector<std::string>& controls) {
@@ -66,39 +259,28 @@ void expectCodes(char type, const std::vector<std::string>& base,
     }
 }
 
-// Valid forms of the eight types; the branch tests add to them.
-const std::vector<std::string> kTimeZ = {"+1160", "1162=100"};
-const std::vector<std::string> kTimeT = {"+1161"};
-const std::vector<std::string> kInterrupt = {"+1178", "+1183"};
-const std::vector<std::string> kBreak = {"1322=Z1", "1323=B1"};
-const std::vector<std::string> kSection = {"+2281", "2278=Name", "1323=B1"};
-const std::vector<std::string> kModule = {"1206=MODUL"};
-const std::vector<std::string> kCommand = {"1324=SAVE"};
-const std::vector<std::string> kPicture = {"1173=a.bmp", "+1170", "1176=10", "1177=10"};
-const std::vector<std::string> kMeasureM = {"+1004", "1013=P1"};
-const std::vector<std::string> kMeasureS = {"+1005", "1013=P1", "1016=1", "1017=10"};
-const std::vector<std::string> kMeasureT = {"+1006"};
-
 TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
+    // A valid form of each type (and mode), and the field number of its
+    // branch condition.
     struct TypeCase {
         char type;
         std::vector<std::string> base;
         int branchField;
     };
     const std::vector<TypeCase> types = {
-        {'Z', kTimeZ, 4},
-        {'Z', kTimeT, 3},
-        {'I', kInterrupt, 7},
-        {'u', kBreak, 5},
-        {'C', kSection, 5},
-        {'U', kModule, 4},
-        {'D', kCommand, 4},
-        {'p', kPicture, 4},
-        {'M', kMeasureT, 3},
-        {'M', kMeasureM, 9},
-        {'M', kMeasureM + std::vector<std::string>{"#2177=2"}, 12},
-        {'M', kMeasureS, 11},
-        {'M', kMeasureS + std::vector<std::string>{"#2177=1"}, 14},
+        {'Z', {"+1160", "1162=100"}, 4},
+        {'Z', {"+1161"}, 3},
+        {'I', {"+1178", "+1183"}, 7},
+        {'u', {"1322=Z1", "1323=B1"}, 5},
+        {'C', {"+2281", "2278=Name", "1323=B1"}, 5},
+        {'U', {"1206=MODUL"}, 4},
+        {'D', {"1324=SAVE"}, 4},
+        {'p', {"1173=a.bmp", "+1170", "1176=10", "1177=10"}, 4},
+        {'M', {"+1006"}, 3},
+        {'M', {"+1004", "1013=P1"}, 9},
+        {'M', {"+1004", "1013=P1", "#2177=2"}, 12},
+        {'M', {"+1005", "1013=P1", "1016=1", "1017=10"}, 11},
+        {'M', {"+1005", "1013=P1", "1016=1", "1017=10", "#2177=1"}, 14},
         {'B', {}, 3},
         {'i', {}, 3},
     };
@@ -121,30 +303,12 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
     }
 }
 
-TEST(ComponentReaders, StoresTheHeadFields) {
-    ComponentRecord r;
-    ASSERT_EQ(readAs('U',
-                     kModule + std::vector<std::string>{"1014=E3", "1015=Pumpe", "1021=Z1>=Z2",
-                                                        "1022=12"},
-                     r),
-              0);
-    EXPECT_EQ(r.inputCondition(), "E3");
-    EXPECT_EQ(r.comment(), "Pumpe");
-    EXPECT_EQ(r.branchCondition(), "Z1>=Z2");
-    EXPECT_EQ(r.gotoTarget(), 12);
-    EXPECT_EQ(r.typeCode(), 'U');
-    // A 60-character description is cut to 50.
-    ASSERT_EQ(readAs('U', kModule + std::vector<std::string>{"1015=" + std::string(60, 'x')}, r),
-              0);
-    EXPECT_EQ(r.comment(), std::string(50, 'x'));
-}
-
 TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
     MapForm f = formOf({"1322=Q1"});
     ComponentRecord r;
     EXPECT_EQ(ReadBreak(f, r), ErrorCode(49, 3));
     EXPECT_EQ(f.errorFieldControl, 1322u);
-    f = formOf(kBreak);
+    f = formOf({"1322=Z1", "1323=B1"});
     EXPECT_EQ(ReadBreak(f, r), 0);
     EXPECT_EQ(f.errorFieldControl, 0u);
     f = formOf({"1173=a.bmp", "+1170", "1176=4", "1177=10"});
@@ -169,11 +333,9 @@ TEST(TimeReader, FactorLimitsAndStoredBytes) {
                 });
     ComponentRecord r;
     ASSERT_EQ(readAs('Z', {"+1160", "1162=0000100"}, r), 0);
-    EXPECT_EQ(r.u8(88), 'Z');
-    EXPECT_EQ(r.u16(90), 10);
+    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'Z', 0, 10, 0}));
     ASSERT_EQ(readAs('Z', {"+1161", "1162=99"}, r), 0);
-    EXPECT_EQ(r.u8(88), 'T');
-    EXPECT_EQ(r.u16(90), 0);
+    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'T', 0, 0, 0}));
 }
 
 TEST(InterruptReader, RoutinesAndTimes) {
@@ -196,14 +358,10 @@ TEST(InterruptReader, RoutinesAndTimes) {
                       "1201=5"},
                      r),
               0);
-    const std::uint8_t e1[8] = {1, 'B', 1, 0, 0, 0, 30, 0};
-    const std::uint8_t e3[8] = {2, 'C', 0xFF, 0, 0, 0, 0, 0};
-    for (int i = 0; i < 8; ++i) {
-        EXPECT_EQ(r.u8(88 + i), 0) << i;
-        EXPECT_EQ(r.u8(96 + i), e1[i]) << i;
-        EXPECT_EQ(r.u8(104 + i), 0) << i;
-        EXPECT_EQ(r.u8(112 + i), e3[i]) << i;
-    }
+    // Routine 1 enabled (B, time base 1, 30), routine 3 disabled (C); 0 and 2 unused.
+    EXPECT_EQ(test::bytesAt(r, 88, 32),
+              (test::ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
+                             0, 0, 0, 0, 0, 0, 0, 0, 2, 'C', 0xFF, 0, 0, 0, 0,  0}));
 }
 
 TEST(BreakAndSectionReaders, VariablesAndNames) {
@@ -324,8 +482,7 @@ TEST(PictureReader, SizesMediaAndKinds) {
               (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
     ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
-    EXPECT_EQ(r.u8(90), 'D');
-    EXPECT_EQ(r.u8(91), 'B');
+    EXPECT_EQ(test::bytesAt(r, 90, 2), (test::ByteRow{'D', 'B'}));
     // The file choice compares the extension ignoring case.
     MapForm f;
     EXPECT_EQ(ChoosePictureFile(f, "C:\\p\\LOGO.BMP"), 0);
@@ -428,6 +585,7 @@ TEST(MeasuringList, ParsedEntries) {
         {"P1, P2", 0, {'P', 1, 0, ',', ' ', 0, 'P', 2, 0, 0}},
         {"P32", 11, {}},
         {"P100", 11, {}},
+        {"P4294967297", 11, {}},  // read without overflowing
         {"<S5>", 0, {'@', 5, 0, 0}},
         {"<S0>", 0, {'@', 0, 0, 0}},
         {"<S99> ", 0, {'@', 99, 0, 0}},
@@ -458,6 +616,62 @@ TEST(MeasuringList, ParsedEntries) {
         r.setU8(i + 2, 10);
     }
     EXPECT_EQ(FormatVariableList(r).size(), 40u);
+}
+
+// Expected result, then the conditions that give it.
+struct Group {
+    int error;
+    std::vector<const char*> texts;
+};
+
+TEST(ConditionCheck, AcceptedAndRefusedConditions) {
+    const Group groups[] = {
+        // Accepted: fixed words, the empty text, "1", 20 characters, the limits of
+        // the numbers, every operator, text and variable operands, negation.
+        {0, {"", "1", "INFO", "WEITER", "CONTINUE", "!WEITER", "!CONTINUE", "SPEICHER", "MEMORY"}},
+        {0, {"!SPEICHER", "!MEMORY", "Z1=12345678901234567", "E1", "E96", "A96=1", "B255"}},
+        {0, {"Z255=1", "Z1=3", "Z1<3", "Z1>3", "Z1!3", "Z1<=3", "Z1>=3", "Z1!=3", "A1<.5"}},
+        {0, {"A1<5.", "S1=\"OK\"", "S1!=\"OK\"", "S1!\"\"", "Z1=Z2", "Z1<z2", "A1<a96", "A1=B5"}},
+        {0, {"A1=12.5", "A1=12,5", "Z1=12", "!B5", "!b5", "!E96"}},
+        // A variable letter or number out of range (A and E 1..96, others 1..255).
+        {11,
+         {"weiter", "INFO2", "E97", "E0", "E", "A97=1", "B256", "B0", "Z256=1", "B99999999999",
+          "A1<a97", "E1=B0", "!E97"}},
+        // Syntax: an operator without operand or twice, a variable other than B or E
+        // alone.
+        {26,
+         {"I2", "Z5", "b5", "S1", "Z1==3", "A1<", "Z5=", "E1!=", "S1=", "A1>=.", "Z1<<3", "Z1<=>3",
+          "Z1=!3", "Z1+3", "!!B5"}},
+        // Longer than 20 characters.
+        {54, {"Z1=123456789012345678"}},
+        // Characters after the operand.
+        {25, {"A1<#", "S1=\"OK\"X", "A1=B5X", "Z1=Z2+", "A1=1.2.3", "A1=1x", "!B5=1"}},
+        // A text operand with another operator than = or !.
+        {23, {"S1<\"OK\"", "S1>=\"OK\""}},
+        // An operand of the wrong kind: text for A, Z with others, fractions for Z,
+        // numbers for B and S, a negated operand.
+        {24, {"A1=\"OK\"", "Z1=A2", "A1=Z2", "Z1=12.5", "B1=1", "S1=1", "!5", "!\"x\"", "!Z5"}},
+        // A text operand not closed.
+        {22, {"S1=\"OK"}},
+    };
+    for (const Group& g : groups)
+        for (const char* text : g.texts)
+            EXPECT_EQ(CheckCondition(text), g.error) << "condition '" << text << "'";
+}
+
+TEST(ConditionCheck, ListsTheVariablesItNames) {
+    using V = std::vector<ConditionVariable>;
+    EXPECT_EQ(ConditionVariables("Z5>=z6"), (V{{'Z', 5}, {'Z', 6}}));
+    EXPECT_EQ(ConditionVariables("a1<b2"), (V{{'a', 1}, {'B', 2}}));
+    EXPECT_EQ(ConditionVariables("!B12"), (V{{'B', 12}}));
+    EXPECT_EQ(ConditionVariables("S3=\"A1\""), (V{{'S', 3}}));
+    EXPECT_EQ(ConditionVariables("A7=12.5"), (V{{'A', 7}}));
+    EXPECT_TRUE(ConditionVariables("WEITER").empty());
+    EXPECT_TRUE(ConditionVariables("1").empty());
+    // A faulty condition keeps what was read before the fault.
+    const ConditionResult r = ParseCondition("Z1=A300");
+    EXPECT_EQ(r.error, 11);
+    EXPECT_EQ(r.variables, (V{{'Z', 1}, {'A', 300}}));
 }
 
 }  // namespace
