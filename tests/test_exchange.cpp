@@ -1,6 +1,6 @@
 // The text form (round trip, edits, refusals), the step diff and the variable
-// cross-reference; quelvari-cli export, import, textconv, diff, vars and the
-// check reports for pipelines.
+// cross-reference; quelvari-cli export, import, textconv (with real git),
+// diff, vars and the check reports for pipelines.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -361,6 +361,28 @@ TEST(CliExchange, ExportImportGivesTheSaveAsBytesAndRefusesADamagedText) {
     EXPECT_EQ(test::readBytes(out), test::readBytes(dir.file("C.PAD")));
     EXPECT_EQ(runCli("export " + q(dir.file("none.PAD"))).status, 2);
     EXPECT_EQ(runCli("import " + q(text)).status, 64);
+}
+
+TEST(CliExchange, GitDiffShowsAOneFieldChangeAsText) {
+    if (runCommand("git --version").status != 0)
+        GTEST_SKIP() << "git is not installed";
+    TempDir dir;
+    const std::string git = "cd " + q(dir.path()) + " && git -c user.name=t -c user.email=t@t ";
+    ASSERT_EQ(runCommand(git + "init -q . && cp " + q(kSample) +
+                         " TEST.PAD && "
+                         "printf '*.PAD diff=quelvari\\n' > .gitattributes && "
+                         "git config diff.quelvari.textconv " +
+                         q(std::string(QUELVARI_CLI) + " textconv") + " && " + git + "add . && " +
+                         git + "commit -q -m sample")
+                  .status,
+              0);
+    ASSERT_EQ(runCli("edit " + q(dir.file("TEST.PAD")) + " 3 'description=Settle for 3 s'").status,
+              0);
+    const auto diff = runCommand(git + "diff --no-color -U0");
+    EXPECT_EQ(diff.status, 0);
+    EXPECT_THAT(diff.out,
+                HasSubstr("-comment = \"Settle for 2 s\"\n+comment = \"Settle for 3 s\"\n"));
+    EXPECT_THAT(diff.out, ::testing::Not(HasSubstr("Binary files")));
 }
 
 TEST(CliExchange, DiffExitCodesAndJson) {

@@ -53,6 +53,7 @@ struct LineInstrument {
                     const auto f = EncodeFrame(answer->data(), answer->size());
                     reply.insert(reply.end(), f.begin(), f.end());
                 }
+                ackDelays.push_back(port->frameEnd - port->frameStarts.back());
                 port->arrive(0, reply);
             };
             return p;
@@ -60,7 +61,36 @@ struct LineInstrument {
     }
     SimulatedInstrument instrument;
     ScriptedPort* port = nullptr;
+    std::vector<std::uint64_t> ackDelays;
 };
+
+TEST(LinkPace, AWholeTransferGetsThroughAnInstrumentThatAcksAtTheWireTime) {
+    for (const std::uint16_t baudIndex : {std::uint16_t{0}, std::uint16_t{3}}) {
+        SCOPED_TRACE(baudIndex);
+        VirtualClock clock;
+        Link link(clock);
+        TempDir card;
+        link.baudIndex = baudIndex;
+        const unsigned baud = SerialBaudRate(baudIndex);
+        LineInstrument line(clock, link, baud, card.path());
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        TransferObserver quiet;
+        const TransferJob job = SmallJob();
+        const TransferResult r = RunTransfer(link, job, TransferSettings{}, quiet);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.blocks, 4);
+        EXPECT_EQ(std::filesystem::file_size(card.file("P001.PAD")), 3u * 800);
+        EXPECT_EQ(std::filesystem::file_size(card.file("P001.IR1")), 800u);
+        // The header (3656 bytes on the line) was acknowledged 3.8 s or 0.63 s
+        // after its first byte, far outside a window counted from the write.
+        const auto header = HeaderRequest(1, job);
+        const std::uint64_t headerAck =
+            WireTimeMs(EncodeFrame(header.data(), header.size()).size(), baud);
+        EXPECT_EQ(headerAck, baudIndex == 0 ? 3809u : 635u);
+        EXPECT_NE(std::find(line.ackDelays.begin(), line.ackDelays.end(), headerAck),
+                  line.ackDelays.end());
+    }
+}
 
 // A virtual clock that presses Cancel at a set time.
 class CancellingClock : public VirtualClock {
