@@ -77,7 +77,10 @@ std::vector<EditorControl> MeasuringControls();
 // trigger link `link` (record byte 184), and checks the mode's button.
 void ApplyMeasuringMode(Form& form, int modeIndex, std::uint8_t link);
 // The measured-variable list from record byte 90 as text ("P1P2T1", "<S5>"),
-// cut after 40 characters.
+// every entry up to the first empty one, in the code page.
+std::string VariableListText(const ComponentRecord& r);
+// The same list as the edit field and the view show it: ended by a zero
+// second name character, cut after 40 characters.
 std::string FormatVariableList(const ComponentRecord& r);
 // Parses a list text into the 3-byte entries (with the closing 0 byte).
 // Returns 0 or the error number (11, 14, 113); the bytes are set only on

@@ -160,10 +160,10 @@ int ParseVariableList(const std::string& text, std::vector<std::uint8_t>& bytes)
     return 0;
 }
 
-std::string FormatVariableList(const ComponentRecord& r) {
-    std::string out;
+std::string VariableListText(const ComponentRecord& r) {
     if (r.u8(kVariables) == kIndirectMark)
         return "<S" + std::to_string(r.u8(kVariables + 1)) + ">";
+    std::string out;
     for (std::size_t at = kVariables; at + 3 <= kVariablesEnd && r.u8(at) != 0; at += 3) {
         out += static_cast<char>(r.u8(at));
         if (r.u8(at + 2) == 0) {
@@ -173,6 +173,11 @@ std::string FormatVariableList(const ComponentRecord& r) {
             out += std::to_string(r.u8(at + 2));
         }
     }
+    return out;
+}
+
+std::string FormatVariableList(const ComponentRecord& r) {
+    std::string out = VariableListText(r);
     // The text is a C string: a second character of 0 (the shape of a
     // one-letter name with its number in the third byte) ends it there, as
     // the edit field and the view would show it.

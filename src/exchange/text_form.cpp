@@ -221,22 +221,6 @@ std::string shortestFloat(float f) {
     return s;
 }
 
-std::string varListText(const ComponentRecord& r) {
-    if (r.u8(m::kVariables) == m::kIndirectMark)
-        return "<S" + std::to_string(r.u8(m::kVariables + 1)) + ">";
-    std::string out;
-    for (std::size_t at = m::kVariables; at + 3 <= m::kVariablesEnd && r.u8(at) != 0; at += 3) {
-        out += static_cast<char>(r.u8(at));
-        if (r.u8(at + 2) == 0) {
-            out += std::to_string(r.u8(at + 1));
-        } else {
-            out += static_cast<char>(r.u8(at + 1));
-            out += std::to_string(r.u8(at + 2));
-        }
-    }
-    return cp1252ToUtf8(out);
-}
-
 std::optional<FieldValue> decode(const FieldDef& d, const ComponentRecord& r) {
     switch (d.kind) {
         case Kind::U8:
@@ -268,7 +252,7 @@ std::optional<FieldValue> decode(const FieldDef& d, const ComponentRecord& r) {
             return FieldValue{std::string(1, static_cast<char>(letter)) + std::to_string(number)};
         }
         case Kind::VarList:
-            return FieldValue{varListText(r)};
+            return FieldValue{cp1252ToUtf8(VariableListText(r))};
         case Kind::Enum: {
             const std::uint8_t b = r.u8(d.off);
             if (b < d.names.size() && d.names[b])
