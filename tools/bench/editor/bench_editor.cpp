@@ -2,10 +2,14 @@
 // quelvari-bench prints them (tools/bench/figures.h), each a ratio to a floor
 // measured side by side in the same run.
 //
-//   startup_ratio       the editor's start to the first paint of its view with
-//                       the sample open, against a bare QMainWindow that draws
-//                       one line of text in the application font and quits
-//                       after that first paint (both as fresh processes)
+//   startup_ratio       a fresh editor process from its start to the end of
+//                       its first frame with the sample open, against a bare
+//                       QMainWindow process that draws one line of text in
+//                       the application font
+//   startup_drawing_ratio
+//                       the same start against a bare QMainWindow process
+//                       that draws what the editor's first frame draws (its
+//                       text runs and images, recorded from the editor)
 //   edit_repaint_ratio  one Insert and one Delete at 10,000 steps, each with
 //                       its repaint and the event processing after it, per
 //                       edit, against a bare repaint of what the user sees
@@ -28,7 +32,9 @@
 #include <QAction>
 #include <QApplication>
 #include <QBuffer>
+#include <QDataStream>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QMainWindow>
 #include <QPaintEngine>
 #include <QPaintEvent>
@@ -39,6 +45,8 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -62,6 +70,69 @@ using quelvari::bench::Report;
 using quelvari::bench::ReportCount;
 using quelvari::bench::Runs;
 
+// What a print-out draws that a PDF writer must draw too: its text runs and
+// images, page by page, in device coordinates.
+struct Drawn {
+    struct Text {
+        QPointF at;
+        QFont font;
+        QString text;
+    };
+    struct Image {
+        QRectF rect;
+        QImage image;
+    };
+    struct Page {
+        std::vector<Text> texts;
+        std::vector<Image> images;
+    };
+    std::vector<Page> pages{1};
+};
+
+// A paint engine that only records text runs and images. The print-outs
+// translate but never scale, so recording the translation is enough.
+class RecordingEngine : public QPaintEngine {
+  public:
+    explicit RecordingEngine(Drawn& drawn) : QPaintEngine(AllFeatures), drawn_(drawn) {}
+    bool begin(QPaintDevice*) override { return true; }
+    bool end() override { return true; }
+    Type type() const override { return User; }
+    void updateState(const QPaintEngineState& changed) override {
+        if (changed.state() & DirtyTransform)
+            transform_ = changed.transform();
+    }
+    void drawTextItem(const QPointF& at, const QTextItem& item) override {
+        drawn_.pages.back().texts.push_back({transform_.map(at), item.font(), item.text()});
+    }
+    void drawImage(const QRectF& rect, const QImage& image, const QRectF&,
+                   Qt::ImageConversionFlags) override {
+        drawn_.pages.back().images.push_back({transform_.mapRect(rect), image});
+    }
+    void drawPixmap(const QRectF& rect, const QPixmap& pixmap, const QRectF&) override {
+        drawn_.pages.back().images.push_back({transform_.mapRect(rect), pixmap.toImage()});
+    }
+    // Lines, rectangles and paths are our layout's, not the floor's.
+    void drawPath(const QPainterPath&) override {}
+    void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
+
+  private:
+    Drawn& drawn_;
+    QTransform transform_;
+};
+
+// Once the first frame is done: says when on the monotonic clock (as the
+// editor does under QUELVARI_QUIT_AFTER_PAINT) and quits.
+void FirstFrameDone() {
+    QTimer::singleShot(0, qApp, [] {
+        std::printf("first-frame %lld\n",
+                    static_cast<long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                               std::chrono::steady_clock::now().time_since_epoch())
+                                               .count()));
+        std::fflush(stdout);
+        QApplication::quit();
+    });
+}
+
 // The floor of the start-up: a window that draws one line of text in the
 // application font (so it pays the font set-up every real window pays) and
 // quits once it has painted.
@@ -70,7 +141,7 @@ class BareView : public QWidget {
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.drawText(20, 40, QStringLiteral("Quelvari"));
-        QTimer::singleShot(0, qApp, &QApplication::quit);
+        FirstFrameDone();
     }
 };
 
@@ -83,20 +154,153 @@ int RunBare(int argc, char** argv) {
     return app.exec();
 }
 
-// Wall time of one fresh process, in milliseconds.
+// A screen-like paint device whose painting is recorded: what a window draws.
+class RecordingDevice : public QPaintDevice {
+  public:
+    RecordingDevice(QSize size, Drawn& drawn) : size_(size), engine_(drawn) {}
+    QPaintEngine* paintEngine() const override { return &engine_; }
+
+  protected:
+    int metric(PaintDeviceMetric m) const override {
+        switch (m) {
+            case PdmWidth:
+                return size_.width();
+            case PdmHeight:
+                return size_.height();
+            case PdmDepth:
+                return 32;
+            case PdmDevicePixelRatio:
+                return 1;
+            case PdmDevicePixelRatioScaled:
+                return static_cast<int>(devicePixelRatioFScale());
+            case PdmNumColors:
+                return INT_MAX;
+            default:
+                return 96;  // resolutions, physical sizes follow from 96 dpi
+        }
+    }
+
+  private:
+    QSize size_;
+    mutable RecordingEngine engine_;
+};
+
+// The editor's first frame as text runs and images, in a file the floor reads
+// without decoding anything: fonts as their descriptions, images as raw pixels.
+void SaveDrawn(const Drawn& drawn, const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        std::exit(1);
+    QDataStream out(&file);
+    const Drawn::Page& page = drawn.pages.front();
+    out << qint32(page.texts.size());
+    for (const Drawn::Text& t : page.texts)
+        out << t.at << t.font.toString() << t.text;
+    out << qint32(page.images.size());
+    for (const Drawn::Image& im : page.images) {
+        const QImage image = im.image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        out << im.rect << qint32(image.width()) << qint32(image.height())
+            << QByteArray(reinterpret_cast<const char*>(image.constBits()),
+                          static_cast<qsizetype>(image.sizeInBytes()));
+    }
+}
+
+Drawn LoadDrawn(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        std::exit(1);
+    QDataStream in(&file);
+    Drawn drawn;
+    Drawn::Page& page = drawn.pages.front();
+    qint32 count = 0;
+    in >> count;
+    for (qint32 i = 0; i < count; ++i) {
+        Drawn::Text t;
+        QString font;
+        in >> t.at >> font >> t.text;
+        t.font.fromString(font);
+        page.texts.push_back(std::move(t));
+    }
+    in >> count;
+    for (qint32 i = 0; i < count; ++i) {
+        Drawn::Image im;
+        qint32 width = 0, height = 0;
+        QByteArray bits;
+        in >> im.rect >> width >> height >> bits;
+        im.image = QImage(width, height, QImage::Format_ARGB32_Premultiplied);
+        if (im.image.sizeInBytes() != bits.size())
+            std::exit(1);
+        std::memcpy(im.image.bits(), bits.constData(), static_cast<std::size_t>(bits.size()));
+        page.images.push_back(std::move(im));
+    }
+    return drawn;
+}
+
+// The second floor of the start-up: a bare window that draws what the
+// editor's first frame draws (every text run in its font, every picture and
+// icon), recorded from the editor's window, and quits after that paint. It
+// pays every font and glyph the editor pays, but none of our widgets, model
+// or layout; lines, frames and fills are left to the editor's side.
+class ReplayView : public QWidget {
+  public:
+    explicit ReplayView(Drawn drawn) : drawn_(std::move(drawn)) {}
+
+  protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        for (const Drawn::Text& t : drawn_.pages.front().texts) {
+            painter.setFont(t.font);
+            painter.drawText(t.at, t.text);
+        }
+        for (const Drawn::Image& im : drawn_.pages.front().images)
+            painter.drawImage(im.rect, im.image);
+        FirstFrameDone();
+    }
+
+  private:
+    Drawn drawn_;
+};
+
+int RunReplay(int argc, char** argv, const char* path) {
+    QApplication app(argc, argv);
+    QMainWindow window;
+    window.setCentralWidget(new ReplayView(LoadDrawn(QString::fromLocal8Bit(path))));
+    window.resize(1000, 720);
+    window.show();
+    return app.exec();
+}
+
+// Records the first frame of the editor's window with the sample open.
+Drawn RecordFirstFrame(const QString& sample) {
+    quelvari::app::MainWindow window;
+    window.show();
+    window.openPath(sample);
+    QApplication::processEvents();
+    Drawn drawn;
+    RecordingDevice device(window.size(), drawn);
+    window.render(&device);
+    return drawn;
+}
+
+// Milliseconds from the start of a fresh process to the end of its first
+// frame, as the process reports it on the monotonic clock. Its exit is not
+// part of the start.
 double TimeProcess(const QString& program, const QStringList& args,
                    const QProcessEnvironment& env) {
     QProcess process;
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QElapsedTimer clock;
-    clock.start();
+    const auto started = std::chrono::steady_clock::now().time_since_epoch();
     process.start(program, args);
-    if (!process.waitForFinished(60000) || process.exitCode() != 0) {
+    long long done = 0;
+    if (!process.waitForFinished(60000) || process.exitCode() != 0 ||
+        std::sscanf(process.readAllStandardOutput().constData(), "first-frame %lld", &done) != 1) {
         std::fprintf(stderr, "%s did not run cleanly\n", qPrintable(program));
         std::exit(1);
     }
-    return static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    return static_cast<double>(
+               done - std::chrono::duration_cast<std::chrono::nanoseconds>(started).count()) /
+           1e6;
 }
 
 void StartupFigures(const QString& self, const QString& editor, const QString& sample,
@@ -105,17 +309,27 @@ void StartupFigures(const QString& self, const QString& editor, const QString& s
     env.insert(QStringLiteral("QUELVARI_QUIT_AFTER_PAINT"), QStringLiteral("1"));
     env.insert(QStringLiteral("QUELVARI_CONFIG_ROOT"), scratch + QStringLiteral("/config"));
     env.insert(QStringLiteral("XDG_DATA_HOME"), scratch + QStringLiteral("/data"));
-    Runs bare, start;
-    // Warm the caches once, then alternate so both see the same machine.
+    const Drawn frame = RecordFirstFrame(sample);
+    const QString framePath = scratch + QStringLiteral("/first-frame.bin");
+    SaveDrawn(frame, framePath);
+    const QStringList replay{QStringLiteral("--replay"), framePath};
+    Runs bare, same, start;
+    // Warm the caches once, then alternate so all see the same machine.
     TimeProcess(self, {QStringLiteral("--bare")}, env);
+    TimeProcess(self, replay, env);
     TimeProcess(editor, {sample}, env);
     for (int i = 0; i < 11; ++i) {
         bare.add(TimeProcess(self, {QStringLiteral("--bare")}, env));
+        same.add(TimeProcess(self, replay, env));
         start.add(TimeProcess(editor, {sample}, env));
     }
+    ReportCount("first_frame_text_runs", static_cast<double>(frame.pages.front().texts.size()));
+    ReportCount("first_frame_images", static_cast<double>(frame.pages.front().images.size()));
     Report("startup_ms", start);
     Report("bare_window_ms", bare);
     Report("startup_ratio", Ratios(start, bare), "bare_window_ms");
+    Report("same_drawing_window_ms", same);
+    Report("startup_drawing_ratio", Ratios(start, same), "same_drawing_window_ms");
 }
 
 // A procedure file of `steps` steps, every fourth with a goto.
@@ -269,56 +483,6 @@ void EditFigures(const std::string& scratch) {
     Report("edit_repaint_ratio", Ratios(edit, bare), "bare_view_and_list_repaint_ms");
 }
 
-// What a print-out draws that a PDF writer must draw too: its text runs and
-// images, page by page, in device coordinates.
-struct Drawn {
-    struct Text {
-        QPointF at;
-        QFont font;
-        QString text;
-    };
-    struct Image {
-        QRectF rect;
-        QImage image;
-    };
-    struct Page {
-        std::vector<Text> texts;
-        std::vector<Image> images;
-    };
-    std::vector<Page> pages{1};
-};
-
-// A paint engine that only records text runs and images. The print-outs
-// translate but never scale, so recording the translation is enough.
-class RecordingEngine : public QPaintEngine {
-  public:
-    explicit RecordingEngine(Drawn& drawn) : QPaintEngine(AllFeatures), drawn_(drawn) {}
-    bool begin(QPaintDevice*) override { return true; }
-    bool end() override { return true; }
-    Type type() const override { return User; }
-    void updateState(const QPaintEngineState& changed) override {
-        if (changed.state() & DirtyTransform)
-            transform_ = changed.transform();
-    }
-    void drawTextItem(const QPointF& at, const QTextItem& item) override {
-        drawn_.pages.back().texts.push_back({transform_.map(at), item.font(), item.text()});
-    }
-    void drawImage(const QRectF& rect, const QImage& image, const QRectF&,
-                   Qt::ImageConversionFlags) override {
-        drawn_.pages.back().images.push_back({transform_.mapRect(rect), image});
-    }
-    void drawPixmap(const QRectF& rect, const QPixmap& pixmap, const QRectF&) override {
-        drawn_.pages.back().images.push_back({transform_.mapRect(rect), pixmap.toImage()});
-    }
-    // Lines, rectangles and paths are our layout's, not the floor's.
-    void drawPath(const QPainterPath&) override {}
-    void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
-
-  private:
-    Drawn& drawn_;
-    QTransform transform_;
-};
-
 // A PDF writer (the same page geometry and resolution as the real one) whose
 // painting is recorded instead of written.
 class RecordingPdf : public QPdfWriter {
@@ -426,6 +590,8 @@ int main(int argc, char** argv) {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
     if (argc > 1 && std::strcmp(argv[1], "--bare") == 0)
         return RunBare(argc, argv);
+    if (argc > 2 && std::strcmp(argv[1], "--replay") == 0)
+        return RunReplay(argc, argv, argv[2]);
     std::string scratch = "/tmp/quelvari-editor-bench-XXXXXX";
     if (!::mkdtemp(scratch.data()))
         return 1;
@@ -442,6 +608,13 @@ int main(int argc, char** argv) {
                 return true;
         return false;
     };
+    // --record FILE writes the first frame the replay floor draws, for
+    // profiling that floor on its own.
+    if (argc > 2 && std::strcmp(argv[1], "--record") == 0) {
+        SaveDrawn(RecordFirstFrame(QStringLiteral(QUELVARI_SAMPLE)),
+                  QString::fromLocal8Bit(argv[2]));
+        return 0;
+    }
     if (wanted("startup"))
         StartupFigures(QCoreApplication::applicationFilePath(), QStringLiteral(QUELVARI_EDITOR),
                        QStringLiteral(QUELVARI_SAMPLE), QString::fromStdString(scratch));
