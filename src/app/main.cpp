@@ -1,9 +1,14 @@
 // The Quelvari editor. A file named on the command line is opened at start.
 #include <QApplication>
 #include <QIcon>
+#include <QStyle>
 #include <QTimer>
 
+#include <chrono>
+#include <cstdio>
+
 #include "app/editor_extras.h"
+#include "app/editor_style.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
 #include "render/resources.h"
@@ -13,6 +18,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("Quelvari"));
     QApplication::setOrganizationName(QStringLiteral("Local AppWizard-Generated Applications"));
     quelvari::render::InitResources();
+    QApplication::setStyle(new quelvari::app::EditorStyle(QApplication::style()->name()));
     QApplication::setWindowIcon(quelvari::render::Icon(QStringLiteral("quelvari")));
     quelvari::app::MainWindow window;
     window.show();
@@ -23,9 +29,21 @@ int main(int argc, char** argv) {
     // survive a round trip through QString.
     if (argc > 1)
         window.openNativePath(argv[1]);
-    // For start-up measurements: quit once the view has painted.
+    // For start-up measurements: once the first frame (the view and all
+    // that is painted with it) is done, say when on the monotonic clock and
+    // quit.
     if (qEnvironmentVariableIsSet("QUELVARI_QUIT_AFTER_PAINT"))
-        QObject::connect(window.view(), &quelvari::app::ProcedureView::painted, &app,
-                         &QApplication::quit, Qt::QueuedConnection);
+        QObject::connect(
+            window.view(), &quelvari::app::ProcedureView::painted, &app,
+            [] {
+                std::printf(
+                    "first-frame %lld\n",
+                    static_cast<long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                               std::chrono::steady_clock::now().time_since_epoch())
+                                               .count()));
+                std::fflush(stdout);
+                QApplication::quit();
+            },
+            Qt::QueuedConnection);
     return app.exec();
 }
