@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QPixmap>
+#include <QStyleOptionHeader>
 #include <QTimer>
 
 #include <algorithm>
@@ -16,6 +17,31 @@
 #include "render/resources.h"
 
 namespace quelvari::app {
+namespace {
+
+// The list's column header. Its sections are never drawn bold (the whole row
+// is selected, so highlighting would make every section bold at once), and
+// it measures them in the font it draws them in: the stock header measures
+// in bold, which costs the start a font of its own.
+class StepListHeader : public QHeaderView {
+  public:
+    explicit StepListHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
+        setSectionsClickable(true);
+        setHighlightSections(false);
+    }
+
+  protected:
+    QSize sectionSizeFromContents(int logicalIndex) const override {
+        QStyleOptionHeader option;
+        initStyleOption(&option);
+        option.section = logicalIndex;
+        if (model())
+            option.text = model()->headerData(logicalIndex, orientation()).toString();
+        return style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this);
+    }
+};
+
+}  // namespace
 
 StepListModel::StepListModel(ProcedureList& list, QObject* parent)
     : QAbstractTableModel(parent), list_(list) {}
@@ -114,12 +140,9 @@ QIcon StepListModel::typeIcon(const ComponentRecord& r) const {
     const std::uint16_t id = PictureId(r);
     auto it = icons_.find(id);
     if (it == icons_.end()) {
-        // The pictures are square; drawn once per type at the list's icon size
-        // through the same cache as the view's pictures.
-        const qreal ratio = qApp->devicePixelRatio();
-        const int pixels = qRound(kIconSize * ratio);
+        // The pictures are square, one per type at the list's icon size.
         it = icons_.insert(
-            id, QIcon(QPixmap::fromImage(render::PictureImage(id, QSize(pixels, pixels), ratio))));
+            id, QIcon(QPixmap::fromImage(render::ListPicture(id, qApp->devicePixelRatio()))));
     }
     return *it;
 }
@@ -219,6 +242,7 @@ bool StepListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, i
 }
 
 StepListView::StepListView(QWidget* parent) : QTableView(parent) {
+    setHorizontalHeader(new StepListHeader(this));
     setSelectionBehavior(SelectRows);
     setSelectionMode(ExtendedSelection);
     setDragEnabled(true);
