@@ -19,6 +19,7 @@
 
 #include "app/components/accessible_names.h"
 #include "app/find_panel.h"
+#include "app/lazy_panel.h"
 #include "app/main_window.h"
 #include "app/print/print_preview.h"
 #include "app/procedure_view.h"
@@ -81,12 +82,13 @@ EditorExtras::EditorExtras(MainWindow& window) : QObject(&window), window_(windo
             &MainWindow::editChange);
 
     // The find panel below, shown by Ctrl+F.
-    find_ = new FindPanel(list, &window_);
-    window_.addDockWidget(Qt::BottomDockWidgetArea, find_);
-    find_->hide();
-    connect(find_, &FindPanel::stepChosen, this, [this] {
-        window_.view()->update();
-        window_.updateCommands();
+    find_ = new LazyPanel(window_, Qt::BottomDockWidgetArea, [this] {
+        auto* panel = new FindPanel(window_.procedure(), &window_);
+        connect(panel, &FindPanel::stepChosen, this, [this] {
+            window_.view()->update();
+            window_.updateCommands();
+        });
+        return panel;
     });
 
     // Edit: Redo behind Undo, the moves behind Append, Find behind Go to.
@@ -129,7 +131,7 @@ EditorExtras::EditorExtras(MainWindow& window) : QObject(&window), window_(windo
     toggle->setObjectName(QStringLiteral("command%1").arg(cmd::kStepList));
     view->addSeparator();
     view->addAction(toggle);
-    view->addAction(find_->toggleViewAction());
+    view->addAction(find_);
 
     recoveryTimer_ = new QTimer(this);
     recoveryTimer_->setObjectName(QStringLiteral("recoveryTimer"));
@@ -169,7 +171,9 @@ void EditorExtras::retranslate() {
     }
     recentMenu_->setTitle(LangQt(60413));
     stepList_->retranslate();
-    find_->retranslate();
+    find_->setText(LangQt(FindPanel::kTitle));
+    if (find_->built())
+        findPanel()->retranslate();
     window_.view()->setAccessibleName(LangQt(60423));
 }
 
@@ -190,7 +194,8 @@ void EditorExtras::sync() {
         stepList_->model()->clear();
     }
     if (findStale_) {
-        find_->stepsChanged();
+        if (find_->built())
+            findPanel()->stepsChanged();
         findStale_ = false;
     }
     const CommandState state = window_.editCommands().state();
@@ -244,20 +249,25 @@ void EditorExtras::moveTo(std::vector<std::uint32_t> steps, std::uint32_t before
     afterMove(window_.editCommands().moveTo(steps, before));
 }
 
+FindPanel* EditorExtras::findPanel() {
+    return static_cast<FindPanel*>(find_->panel());
+}
+
 void EditorExtras::find() {
-    const bool shown = find_->isVisible();
-    find_->open();
+    FindPanel* panel = findPanel();
+    const bool shown = panel->isVisible();
+    panel->open();
     // Low at first, so the view keeps most of its height.
     if (!shown)
-        window_.resizeDocks({find_}, {160}, Qt::Vertical);
+        window_.resizeDocks({panel}, {160}, Qt::Vertical);
 }
 
 void EditorExtras::findNext() {
-    if (find_->field()->text().isEmpty()) {
+    if (!find_->built() || findPanel()->field()->text().isEmpty()) {
         find();
         return;
     }
-    if (!find_->findNext())
+    if (!findPanel()->findNext())
         QApplication::beep();
 }
 

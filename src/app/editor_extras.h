@@ -23,6 +23,7 @@ class QTimer;
 namespace quelvari::app {
 
 class FindPanel;
+class LazyPanel;
 class MainWindow;
 class StepListDock;
 
@@ -32,7 +33,8 @@ class EditorExtras : public QObject {
     explicit EditorExtras(MainWindow& window);
 
     StepListDock* stepList() const { return stepList_; }
-    FindPanel* findPanel() const { return find_; }
+    // Built the first time it is shown or asked for.
+    FindPanel* findPanel();
     QAction* action(std::uint32_t id) const;
     QMenu* recentMenu() const { return recentMenu_; }
     const EditorSettings& settings() const { return settings_; }
@@ -74,7 +76,7 @@ class EditorExtras : public QObject {
 
     MainWindow& window_;
     StepListDock* stepList_ = nullptr;
-    FindPanel* find_ = nullptr;
+    LazyPanel* find_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     QTimer* recoveryTimer_ = nullptr;
     std::map<std::uint32_t, QAction*> actions_;

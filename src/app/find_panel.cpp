@@ -64,10 +64,10 @@ FindPanel::FindPanel(ProcedureList& list, QWidget* parent) : QDockWidget(parent)
 }
 
 void FindPanel::retranslate() {
-    setWindowTitle(LangQt(60414));
+    setWindowTitle(LangQt(kTitle));
     label_->setText(LangQt(60415));
     field_->setAccessibleName(LangQt(60415));
-    results_->setAccessibleName(LangQt(60414));
+    results_->setAccessibleName(LangQt(kTitle));
     results_->setHeaderLabels({LangQt(60418), LangQt(60419), LangQt(60420)});
     if (!hits_.empty() || !count_->text().isEmpty())
         search();

@@ -5,6 +5,7 @@
 
 #include <QDockWidget>
 
+#include <cstdint>
 #include <vector>
 
 #include "commands/find_steps.h"
@@ -19,6 +20,9 @@ namespace quelvari::app {
 class FindPanel : public QDockWidget {
     Q_OBJECT
   public:
+    // The panel's title, an own text.
+    static constexpr std::uint32_t kTitle = 60414;
+
     FindPanel(ProcedureList& list, QWidget* parent = nullptr);
 
     QLineEdit* field() const { return field_; }

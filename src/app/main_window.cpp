@@ -26,6 +26,7 @@
 #include "app/editor_extras.h"
 #include "app/exchange/variables_panel.h"
 #include "app/help_window.h"
+#include "app/lazy_panel.h"
 #include "app/link/link_settings_dialog.h"
 #include "app/print/printing.h"
 #include "app/procedure_view.h"
@@ -147,10 +148,11 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     countPane_ = new QLabel(QStringLiteral(" "), this);
     countPane_->setMinimumWidth(120);
     statusBar()->addPermanentWidget(countPane_);
-    variables_ = new VariablesPanel(list_, this);
-    addDockWidget(Qt::RightDockWidgetArea, variables_);
-    variables_->hide();
-    connect(variables_, &VariablesPanel::stepActivated, this, &MainWindow::goToVariableStep);
+    variables_ = new LazyPanel(*this, Qt::RightDockWidgetArea, [this] {
+        auto* panel = new VariablesPanel(list_, this);
+        connect(panel, &VariablesPanel::stepActivated, this, &MainWindow::goToVariableStep);
+        return panel;
+    });
     buildMenus();
 
     // The program directory from the command line in its Windows form: the
@@ -179,6 +181,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     extras_ = new EditorExtras(*this);
     assignMnemonics();  // the extras' menu items too
     updateCommands();
+}
+
+VariablesPanel* MainWindow::variablesPanel() {
+    return static_cast<VariablesPanel*>(variables_->panel());
 }
 
 MainWindow::~MainWindow() {
@@ -241,7 +247,7 @@ void MainWindow::buildMenus() {
     status->setCheckable(true);
     tools->setChecked(true);
     status->setChecked(true);
-    menus_[2]->addAction(variables_->toggleViewAction());
+    menus_[2]->addAction(variables_);
 
     menus_[3] = bar->addMenu(QStringLiteral("Prüfablauf"));
     addCommand(menus_[3], cmd::kSyntaxTest, QStringLiteral("&Syntaxtest"),
@@ -354,7 +360,8 @@ void MainWindow::updateCommands() {
     if (extras_)
         extras_->sync();
     exportText_->setEnabled(list_.documentOpen != 0);
-    variables_->refresh();
+    if (variables_->built())
+        variablesPanel()->refresh();
 }
 
 void MainWindow::openPath(const QString& path) {
@@ -482,7 +489,9 @@ void MainWindow::applyLanguage() {
     actions_[cmd::kLinkSettings]->setText(LangQt(window_text::kLinkSettings));
     exportText_->setText(LangQt(60600));
     importText_->setText(LangQt(60601));
-    variables_->relabel();
+    variables_->setText(LangQt(VariablesPanel::kTitle));
+    if (variables_->built())
+        variablesPanel()->relabel();
     InstallQtTranslations(language());
     assignMnemonics();
     updateCommands();

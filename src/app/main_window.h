@@ -28,6 +28,7 @@ namespace quelvari::app {
 
 class EditorExtras;
 class ProcedureView;
+class LazyPanel;
 class VariablesPanel;
 
 class MainWindow : public QMainWindow, public FileUi, public EditUi, public MenuTexts {
@@ -55,7 +56,8 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     // The step list, find panel, Redo, moves, recent files and recovery.
     EditorExtras* extras() const { return extras_; }
     std::uint32_t printOption() const { return config_.printSize; }
-    VariablesPanel* variablesPanel() const { return variables_; }
+    // Built the first time it is shown or asked for.
+    VariablesPanel* variablesPanel();
 
     // FileUi.
     Answer askYesNoCancel(const std::string& text) override;
@@ -152,7 +154,7 @@ class MainWindow : public QMainWindow, public FileUi, public EditUi, public Menu
     ProcedureView* view_ = nullptr;
     QPointer<HelpWindow> help_;
     EditorExtras* extras_ = nullptr;
-    VariablesPanel* variables_ = nullptr;
+    LazyPanel* variables_ = nullptr;
     QAction* exportText_ = nullptr;
     QAction* importText_ = nullptr;
 };

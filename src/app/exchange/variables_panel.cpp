@@ -13,7 +13,6 @@ namespace quelvari::app {
 namespace {
 
 // Own texts of the panel.
-constexpr std::uint32_t kTitle = 60602;
 constexpr std::uint32_t kVariableColumn = 60603;
 constexpr std::uint32_t kRead = 60604;
 constexpr std::uint32_t kWritten = 60605;

@@ -5,6 +5,8 @@
 
 #include <QDockWidget>
 
+#include <cstdint>
+
 class QTreeWidget;
 class QTreeWidgetItem;
 
@@ -17,6 +19,9 @@ namespace quelvari::app {
 class VariablesPanel : public QDockWidget {
     Q_OBJECT
   public:
+    // The panel's title, an own text.
+    static constexpr std::uint32_t kTitle = 60602;
+
     VariablesPanel(const ProcedureList& list, QWidget* parent = nullptr);
 
     QTreeWidget* tree() const { return tree_; }
