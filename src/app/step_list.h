@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "model/procedure.h"
+#include "render/resources.h"
 
 namespace quelvari::app {
 
@@ -26,7 +27,7 @@ class StepListModel : public QAbstractTableModel {
     enum Column { Number, Type, Input, Branch, Goto, Comment, ColumnCount };
     static constexpr const char* kMimeType = "application/x-quelvari-steps";
     // The type pictures in the list, in logical pixels.
-    static constexpr int kIconSize = 16;
+    static constexpr int kIconSize = render::kListPictureSize;
 
     explicit StepListModel(ProcedureList& list, QObject* parent = nullptr);
 

@@ -1,6 +1,7 @@
 #include "render/resources.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QHash>
 #include <QImage>
@@ -117,9 +118,9 @@ QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRati
     return images.emplace(key, std::move(image)).first->second;
 }
 
-QImage BakedIcon(const QString& name, int scale) {
+QImage BakedIcon(const QString& name, int scale, const QString& folder) {
     const QString suffix = scale == 1 ? QString() : QStringLiteral("@%1x").arg(scale);
-    const QResource resource(QStringLiteral(":/icons/%1%2.argb").arg(name, suffix));
+    const QResource resource(QStringLiteral(":/%1/%2%3.argb").arg(folder, name, suffix));
     if (!resource.isValid())
         return {};
     const QByteArray pixels = resource.uncompressedData();
@@ -132,6 +133,17 @@ QImage BakedIcon(const QString& name, int scale) {
     QImage copy = image.copy();
     copy.setDevicePixelRatio(scale);
     return copy;
+}
+
+QImage ListPicture(std::uint16_t pictureId, qreal devicePixelRatio) {
+    const int scale = devicePixelRatio > 2 ? 3 : devicePixelRatio > 1 ? 2 : 1;
+    if (qFuzzyCompare(devicePixelRatio, qreal(scale))) {
+        const QString name = QFileInfo(PicturePath(pictureId)).completeBaseName();
+        if (QImage baked = BakedIcon(name, scale, QStringLiteral("list-pictures")); !baked.isNull())
+            return baked;
+    }
+    const int pixels = qRound(kListPictureSize * devicePixelRatio);
+    return PictureImage(pictureId, QSize(pixels, pixels), devicePixelRatio);
 }
 
 QIcon Icon(const QString& name) {

@@ -39,6 +39,13 @@ QString PicturePath(std::uint16_t pictureId);
 // image when there is no picture at all.
 QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRatio);
 
+// The picture as the step list shows it: kListPictureSize pixels square at
+// `devicePixelRatio`. For ratios 1, 2 and 3 it is the rendering made at
+// build time, so a list opens without parsing SVG; other ratios render
+// through PictureImage.
+constexpr int kListPictureSize = 16;
+QImage ListPicture(std::uint16_t pictureId, qreal devicePixelRatio);
+
 // A tool bar icon by name ("new", "open", "save", "cut", "copy", "paste",
 // "undo", "print", "syntax-test", "pre-check", "transfer", "help", "append",
 // "insert", "change", "delete", "goto", "quelvari"). A null icon for an
@@ -48,7 +55,9 @@ QIcon Icon(const QString& name);
 
 // The build-time rendering of icon `name` for device pixel ratio `scale`
 // (1, 2 or 3): 24 * scale pixels square. A null image when there is none.
-QImage BakedIcon(const QString& name, int scale);
+// With `folder` "list-pictures", `name` "picture-<pictureId>" is a list
+// picture instead.
+QImage BakedIcon(const QString& name, int scale, const QString& folder = QStringLiteral("icons"));
 
 // ":/flags/<code>.svg" for language 0..3 (German, English, French, Italian),
 // empty for any other value.
