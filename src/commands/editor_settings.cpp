@@ -82,12 +82,16 @@ Status AddRecentFile(const std::string& file, EditorSettings* result, const std:
     if (Status s = lock.acquire(path, kErrFileWrite, kLockWait, true); !s.ok())
         return s;
     EditorSettings settings = ReadEditorSettings(path);
+    const std::string before = FormatEditorSettings(settings);
     PushRecentFile(settings, file);
     const std::string text = FormatEditorSettings(settings);
-    Status s = WriteFileAtomically(path, text.data(), text.size());
     if (result)
         *result = settings;
-    return s;
+    // Opening the newest file again changes nothing, and the file is left
+    // as it is (a write would flush it and its folder to the disk).
+    if (text == before)
+        return {};
+    return WriteFileAtomically(path, text.data(), text.size());
 }
 
 std::string RecoveryDirectory() {
