@@ -6,8 +6,10 @@
 #include <QIODevice>
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QPainter>
 #include <QPixmap>
 #include <QStyleOptionHeader>
+#include <QStyledItemDelegate>
 #include <QTimer>
 
 #include <algorithm>
@@ -38,6 +40,52 @@ class StepListHeader : public QHeaderView {
         if (model())
             option.text = model()->headerData(logicalIndex, orientation()).toString();
         return style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this);
+    }
+};
+
+// Paints a cell as the stock delegate does (background, selection, icon and
+// focus through the style) but draws its text as one run, elided at the
+// right, where the stock delegate lays out every cell's text as a paragraph:
+// the cost of a list repaint is mostly its text.
+class StepCellDelegate : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        const QWidget* widget = cell.widget;
+        const QStyle* style = widget ? widget->style() : QApplication::style();
+        const QString text = cell.text;
+        cell.text.clear();
+        cell.features &= ~QStyleOptionViewItem::HasDisplay;
+        style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, widget);
+        if (text.isEmpty())
+            return;
+        // The text's room: the cell less the style's text margins and, in
+        // front, the icon with its margin.
+        const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, widget) + 1;
+        QRect room = cell.rect.adjusted(margin, 0, -margin, 0);
+        if (cell.features & QStyleOptionViewItem::HasDecoration)
+            room.setLeft(room.left() + cell.decorationSize.width() + margin);
+        const QFontMetrics metrics(cell.font);
+        const QString shown = metrics.elidedText(text, Qt::ElideRight, room.width());
+        const int x = cell.displayAlignment & Qt::AlignRight
+                          ? room.right() + 1 - metrics.horizontalAdvance(shown)
+                          : room.left();
+        const int y = room.top() + (room.height() - metrics.height()) / 2 + metrics.ascent();
+        const QPalette::ColorGroup group =
+            !(cell.state & QStyle::State_Enabled) ? QPalette::Disabled
+            : (cell.state & QStyle::State_Active) ? QPalette::Normal
+                                                  : QPalette::Inactive;
+        painter->save();
+        painter->setFont(cell.font);
+        painter->setPen(cell.palette.color(group, cell.state & QStyle::State_Selected
+                                                      ? QPalette::HighlightedText
+                                                      : QPalette::Text));
+        painter->drawText(x, y, shown);
+        painter->restore();
     }
 };
 
@@ -243,6 +291,7 @@ bool StepListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, i
 
 StepListView::StepListView(QWidget* parent) : QTableView(parent) {
     setHorizontalHeader(new StepListHeader(this));
+    setItemDelegate(new StepCellDelegate(this));
     setSelectionBehavior(SelectRows);
     setSelectionMode(ExtendedSelection);
     setDragEnabled(true);
