@@ -322,12 +322,6 @@ TEST_F(PrintDialogs, DescriptionDialogKeepsTheFileWhenTheTextDoesNotFitOrItIsRea
     EXPECT_EQ(fileText(side), full);
 }
 
-}  // namespace
-}  // namespace quelvari::app
-
-namespace quelvari {
-namespace {
-
 constexpr int kPdfDpi = 300;
 constexpr int kImageDpi = 150;
 constexpr double kToImage = double(kImageDpi) / kPdfDpi;
@@ -431,4 +425,4 @@ TEST(PrintPages, ProtocolLinesStayInsideTheColumn) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::app
