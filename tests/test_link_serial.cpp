@@ -24,21 +24,6 @@ TEST(LinkFrame, DleIsDoubledOutsideTheCheckAndEveryByteRoundTrips) {
               Bytes({0x10, 0x30, 0x20, 0x10, 0x10, 0x10, 0x03}));
     // No payload: only the check 0.
     EXPECT_EQ(EncodeFrame(nullptr, 0), Bytes({0x10, 0x00, 0x10, 0x03}));
-
-    // Every byte value, as data and as the check, survives a round trip.
-    std::vector<std::uint8_t> all, back;
-    for (int b = 0; b < 256; ++b) {
-        all.push_back(static_cast<std::uint8_t>(b));
-        const std::vector<std::uint8_t> one{static_cast<std::uint8_t>(b), 0x55};
-        const auto wire = EncodeFrame(one.data(), one.size());
-        ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back)) << b;
-        EXPECT_EQ(back, one) << b;
-    }
-    const auto wire = EncodeFrame(all.data(), all.size());
-    // The data's 0x10 and the check (XOR of all but 0x10 is 0x10) both doubled.
-    EXPECT_EQ(wire.size(), 1 + 257 + 2 + 2u);
-    ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back));
-    EXPECT_EQ(back, all);
 }
 
 TEST(LinkFrame, DecoderRejectsBrokenFrames) {
