@@ -225,10 +225,9 @@ TEST_F(TransferTest, ScreenPicturesGoConvertedOnlyWithFastPresentation) {
     EXPECT_EQ(conversions, 1);
     const auto screen = test::readBytes(card.file("P001_0.BMP"));
     ASSERT_EQ(screen.size(), kScreenBufferSize);
-    EXPECT_EQ(screen[0], 0x00);  // red in 5-6-5, little-endian
-    EXPECT_EQ(screen[1], 0xF8);
-    EXPECT_EQ(screen[2], 0xDE);  // the preset of a PV3320
-    EXPECT_EQ(screen[3], 0x7B);
+    // Red in 5-6-5, little-endian, then the preset of a PV3320.
+    EXPECT_EQ(std::vector<std::uint8_t>(screen.begin(), screen.begin() + 4),
+              Bytes({0x00, 0xF8, 0xDE, 0x7B}));
     EXPECT_EQ(sentWith("pBD").size(), (kScreenBufferSize + 1535) / 1536);
     EXPECT_EQ(SentPictureSize(job.pictures[0], settings), kScreenBufferSize);
 
