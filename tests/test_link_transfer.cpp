@@ -268,8 +268,6 @@ TEST_F(TransferTest, FinishFilePollsEvery200MsAtMostFiftyTimes) {
 TEST_F(TransferTest, StartChecksRefuseASecondInstrumentAndTooLittleMemory) {
     attach(2, 0x3320);
     ASSERT_EQ(InstrumentConnect(link), 0);
-    EXPECT_TRUE(sims[0]->selected());
-    EXPECT_TRUE(sims[1]->selected());
     InstrumentMemory memory = sims[0]->settings().memory;
     EXPECT_EQ(StartChecks(link, memory, MemoryNeed{}), 78);
 

@@ -407,13 +407,10 @@ TEST_F(TransferDialogTest, OpensConnectedTransfersAndCancelStopsTheNextTransfer)
 
     // A longer procedure, checked again. Cancel during its transfer only
     // stops it: no message, the dialog stays open, the instrument is released.
-    {
-        std::ifstream in(pad, std::ios::binary);
-        const std::string data{std::istreambuf_iterator<char>(in), {}};
-        std::ofstream out(pad, std::ios::binary | std::ios::app);
-        for (int i = 0; i < 40; ++i)
-            out.write(data.data() + data.size() - 800, 800);
-    }
+    std::string longer = fileText(pad);
+    for (int i = 0; i < 40; ++i)
+        longer += longer.substr(longer.size() - 800);
+    writeFile(pad, longer);
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     QTest::mouseClick(d->startButton(), Qt::LeftButton);
     EXPECT_EQ(d->cancelButton()->text(), QStringLiteral("Abbrechen"));
