@@ -24,21 +24,6 @@ TEST(LinkFrame, DleIsDoubledOutsideTheCheckAndEveryByteRoundTrips) {
               Bytes({0x10, 0x30, 0x20, 0x10, 0x10, 0x10, 0x03}));
     // No payload: only the check 0.
     EXPECT_EQ(EncodeFrame(nullptr, 0), Bytes({0x10, 0x00, 0x10, 0x03}));
-
-    // Every byte value, as data and as the check, survives a round trip.
-    std::vector<std::uint8_t> all, back;
-    for (int b = 0; b < 256; ++b) {
-        all.push_back(static_cast<std::uint8_t>(b));
-        const std::vector<std::uint8_t> one{static_cast<std::uint8_t>(b), 0x55};
-        const auto wire = EncodeFrame(one.data(), one.size());
-        ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back)) << b;
-        EXPECT_EQ(back, one) << b;
-    }
-    const auto wire = EncodeFrame(all.data(), all.size());
-    // The data's 0x10 and the check (XOR of all but 0x10 is 0x10) both doubled.
-    EXPECT_EQ(wire.size(), 1 + 257 + 2 + 2u);
-    ASSERT_TRUE(DecodeFrame(wire.data(), wire.size(), back));
-    EXPECT_EQ(back, all);
 }
 
 TEST(LinkFrame, DecoderRejectsBrokenFrames) {
@@ -101,12 +86,9 @@ TEST_F(SerialLinkTest, SendPacesFramesAndWaitsTwentyMsForTheAck) {
     peerAnswers(21);
     EXPECT_EQ(serial.sendFrame(1), 0);
     EXPECT_EQ(port->frameStarts[1], port->frameStarts[0] + 100);
-    // The window opens when the frame's last byte has reached the peer: for
-    // a header of 3656 bytes on the line 3.8 s at index 0, 0.64 s at 3.
+    // The window opens when the frame's last byte has reached the peer.
     EXPECT_EQ(port->frameEnd, port->frameStarts[1] + WireTimeMs(5, 9600));
     EXPECT_EQ(clock.nowMs(), port->frameEnd + 20);
-    EXPECT_EQ(WireTimeMs(3656, SerialBaudRate(0)), 3809u);
-    EXPECT_EQ(WireTimeMs(3656, SerialBaudRate(3)), 635u);
 
     // Stray bytes before the ACK are dropped; a queue that runs dry without an
     // ACK fails at once, however soon the ACK would come.

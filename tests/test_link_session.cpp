@@ -1,16 +1,26 @@
 // The instrument session and the memory display against the simulated
 // instrument: in-process over USB and the serial framing on a virtual clock,
-// and end to end through quelvari-instrument on a pseudo-terminal.
+// and end to end through quelvari-instrument on a pseudo-terminal. Then the
+// link at a real line's pace, and stopping it: an instrument that
+// acknowledges a frame only when its last byte has come down the line, a
+// Cancel in the middle of a wait, and an instrument that goes away; all on a
+// virtual clock, so the times there are exact.
 #include <gtest/gtest.h>
+#include <libusb.h>
 
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 
 #include "link/instrument.h"
 #include "link/link_settings.h"
+#include "link/link_texts.h"
 #include "link/memory.h"
 #include "link/simulator.h"
+#include "link/transfer.h"
 #include "link_test_util.h"
 #include "test_util.h"
 
@@ -18,7 +28,10 @@ namespace quelvari::link {
 namespace {
 
 using test::Bytes;
+using test::Numbered;
 using test::PtyInstrument;
+using test::ScriptedPort;
+using test::TempDir;
 
 TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     std::vector<std::uint8_t> d;
@@ -72,12 +85,12 @@ TEST(LinkMemory, FiguresFormatsAndKeptValues) {
     MemoryFields shown;
     InstrumentMemory memory;
     EXPECT_TRUE(ShowInstrumentMemory(link, memory, shown));
-    EXPECT_EQ(shown.fields[kFieldFree], "    1024 kB");
+    EXPECT_EQ(shown.fields, (std::map<std::uint32_t, std::string>{{kFieldTotal, "    1024 MB"},
+                                                                  {kFieldFree, "    1024 kB"},
+                                                                  {kFieldSeries, "     256 MB"},
+                                                                  {kFieldDatabase, "     128 MB"},
+                                                                  {kFieldNumber, "   5"}}));
     EXPECT_EQ(memory.freeBytes(), 1048576u);
-    EXPECT_EQ(shown.fields[kFieldTotal], "    1024 MB");
-    EXPECT_EQ(shown.fields[kFieldSeries], "     256 MB");
-    EXPECT_EQ(shown.fields[kFieldDatabase], "     128 MB");
-    EXPECT_EQ(shown.fields[kFieldNumber], "   5");
     EXPECT_EQ(memory.word0, 7u);
     EXPECT_EQ(shown.disabled, 0);
     EXPECT_EQ(shown.hidden, 1);
@@ -199,7 +212,7 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
 }
 
 TEST(LinkSimulator, BlocksLandByNumberAfterBusyPollsAndUnknownRequestsGetAQuestionMark) {
-    test::TempDir card;
+    TempDir card;
     SimSettings s = DefaultSimSettings();
     s.cardDir = card.path();
     s.faults.busyPolls = 2;
@@ -217,9 +230,8 @@ TEST(LinkSimulator, BlocksLandByNumberAfterBusyPollsAndUnknownRequestsGetAQuesti
     EXPECT_FALSE(ask(block(2, 0xBB)));
     EXPECT_FALSE(ask(block(1, 0xAA)));
     EXPECT_EQ(ask(Bytes({'p', 'Q', 'W', 3, 2, 0, 2})), Bytes({0, 1}));
-    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
-    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({1, 1}));
-    EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), Bytes({0, 0}));
+    for (const auto& answer : {Bytes({1, 1}), Bytes({1, 1}), Bytes({0, 0})})
+        EXPECT_EQ(ask(Bytes({'p', 'Q', '?'})), answer);
     const auto ir = test::readBytes(card.file("P003.IR2"));
     ASSERT_EQ(ir.size(), 1600u);
     EXPECT_EQ(ir[0], 0xAA);  // placed by block number
@@ -265,7 +277,7 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
 }
 
 TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
-    test::TempDir card;
+    TempDir card;
     PtyInstrument instrument(card.path());
     auto r = test::runCli("instrument --lang 1 --slow --link serial:" + instrument.path() +
                           " --trace " + card.file("trace.txt"));
@@ -297,7 +309,7 @@ TEST(LinkCli, InstrumentVerbConnectsReportsAndReleases) {
 }
 
 TEST(LinkSettings, FileRoundTripApplyAndUsbIdLists) {
-    test::TempDir dir;
+    TempDir dir;
     LinkConfig c;
     c.kind = LinkConfig::Kind::kSerial;
     c.device = "/dev/ttyUSB1";
@@ -337,6 +349,189 @@ TEST(LinkSettings, FileRoundTripApplyAndUsbIdLists) {
     EXPECT_EQ(ids.size(), 2u);
     ASSERT_TRUE(ParseUsbIds("", ids));
     EXPECT_TRUE(ids.empty());
+}
+
+TransferJob SmallJob() {
+    TransferJob job;
+    job.header.fill(0x10);  // every header byte doubled on the line: 3651 bytes
+    for (int i = 1; i <= 3; ++i)
+        job.records.push_back(Numbered(i));
+    job.interrupts[0] = {Numbered(9)};
+    return job;
+}
+
+// The simulated instrument behind a scripted serial port: it answers a frame
+// (ACK, then its answer) only at the frame's wire time after its first byte.
+struct LineInstrument {
+    LineInstrument(VirtualClock& clock, Link& link, unsigned baud, const std::string& card)
+        : instrument([&] {
+              SimSettings s = DefaultSimSettings();
+              s.cardDir = card;
+              return s;
+          }()) {
+        link.linkKind = kLinkSerial;
+        link.makeSerialPort = [this, &clock, baud]() -> std::unique_ptr<Transport> {
+            auto p = std::make_unique<ScriptedPort>(clock);
+            port = p.get();
+            p->baud = baud;
+            p->onFrame = [this](const std::vector<std::uint8_t>& payload, bool) {
+                std::vector<std::uint8_t> reply{kAck};
+                if (const auto answer = instrument.handle(payload.data(), payload.size())) {
+                    const auto f = EncodeFrame(answer->data(), answer->size());
+                    reply.insert(reply.end(), f.begin(), f.end());
+                }
+                ackDelays.push_back(port->frameEnd - port->frameStarts.back());
+                port->arrive(0, reply);
+            };
+            return p;
+        };
+    }
+    SimulatedInstrument instrument;
+    ScriptedPort* port = nullptr;
+    std::vector<std::uint64_t> ackDelays;
+};
+
+TEST(LinkPace, AWholeTransferGetsThroughAnInstrumentThatAcksAtTheWireTime) {
+    for (const std::uint16_t baudIndex : {std::uint16_t{0}, std::uint16_t{3}}) {
+        SCOPED_TRACE(baudIndex);
+        VirtualClock clock;
+        Link link(clock);
+        TempDir card;
+        link.baudIndex = baudIndex;
+        const unsigned baud = SerialBaudRate(baudIndex);
+        LineInstrument line(clock, link, baud, card.path());
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        TransferObserver quiet;
+        const TransferJob job = SmallJob();
+        const TransferResult r = RunTransfer(link, job, TransferSettings{}, quiet);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.blocks, 4);
+        EXPECT_EQ(std::filesystem::file_size(card.file("P001.PAD")), 3u * 800);
+        EXPECT_EQ(std::filesystem::file_size(card.file("P001.IR1")), 800u);
+        // The header (3656 bytes on the line) was acknowledged 3.8 s or 0.63 s
+        // after its first byte, far outside a window counted from the write.
+        const auto header = HeaderRequest(1, job);
+        const std::uint64_t headerAck =
+            WireTimeMs(EncodeFrame(header.data(), header.size()).size(), baud);
+        EXPECT_EQ(headerAck, baudIndex == 0 ? 3809u : 635u);
+        EXPECT_NE(std::find(line.ackDelays.begin(), line.ackDelays.end(), headerAck),
+                  line.ackDelays.end());
+    }
+}
+
+// A virtual clock that presses Cancel at a set time.
+class CancellingClock : public VirtualClock {
+  public:
+    void sleepMs(std::uint32_t ms) override {
+        VirtualClock::sleepMs(ms);
+        if (cancelAt && nowMs() >= cancelAt && !token.cancelled()) {
+            token.cancel();
+            pressed = nowMs();
+        }
+    }
+    CancelToken token;
+    std::uint64_t cancelAt = 0, pressed = 0;
+};
+
+// The time of the last line of a trace that sent `bytes`, or 0.
+std::uint64_t LastSent(const std::string& trace, const std::string& bytes) {
+    std::uint64_t at = 0;
+    std::istringstream in(trace);
+    std::string line;
+    while (std::getline(in, line))
+        if (line.size() > 12 && line.substr(11) == "> " + bytes)
+            at = std::stoull(line.substr(0, 10));
+    return at;
+}
+
+TEST(LinkPace, CancelActsWithin100MsInEveryWaitAndStillReleases) {
+    // Pressed during the closing polls (200 ms pauses and 8 s requests) and
+    // during a closing request that the instrument never answers (8 s).
+    struct Case {
+        const char* what;
+        int busyPolls;
+        double drop;
+        std::uint64_t after;  // ms after the start of the transfer
+    };
+    for (const Case& c : {Case{"polls", 50, 0, 2500}, Case{"unanswered", 0, 1, 3000}}) {
+        SCOPED_TRACE(c.what);
+        CancellingClock clock;
+        Link link(clock);
+        TempDir card;
+        SimSettings s = DefaultSimSettings();
+        s.cardDir = card.path();
+        s.faults.busyPolls = c.busyPolls;
+        auto sims = AttachSimulatedUsb(link, s);
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        sims[0]->settings().faults.dropFraction = c.drop;
+        char* text = nullptr;
+        std::size_t size = 0;
+        std::FILE* out = ::open_memstream(&text, &size);
+        Trace trace(out);
+        link.setTrace(&trace);
+        link.setCancel(&clock.token);
+        clock.cancelAt = clock.nowMs() + c.after;
+        TransferObserver quiet;
+        const TransferResult r = RunTransfer(link, SmallJob(), TransferSettings{}, quiet);
+        std::fclose(out);
+        const std::string dump(text, size);
+        std::free(text);
+        ASSERT_NE(clock.pressed, 0u);
+        EXPECT_TRUE(r.cancelled);
+        EXPECT_EQ(r.code, 0);
+        const std::uint64_t released = LastSent(dump, "57 00");
+        ASSERT_NE(released, 0u) << dump;  // "W", 0 went out after the press
+        EXPECT_GE(released, clock.pressed);
+        EXPECT_LE(released - clock.pressed, 100u);
+        // The transfer stopped where it was: nothing after the procedure file.
+        EXPECT_FALSE(std::filesystem::exists(card.file("P001.IR1")));
+    }
+}
+
+TEST(LinkPace, ALostInstrumentIsFinalAtOnceWithItsReason) {
+    // USB: the device goes away after the connect (3 requests), the header
+    // and one block.
+    {
+        VirtualClock clock;
+        Link link(clock);
+        auto sims = AttachSimulatedUsb(link, DefaultSimSettings());
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        sims[0]->settings().faults.goneAfter = 5;
+        TransferObserver quiet;
+        const std::uint64_t t0 = clock.nowMs();
+        const TransferResult r = RunTransfer(link, SmallJob(), TransferSettings{}, quiet);
+        EXPECT_EQ(r.code, 79);
+        EXPECT_LT(clock.nowMs() - t0, 200u);
+        EXPECT_EQ(LinkFault(link).status, LinkStatus::kNoDevice);
+        EXPECT_NE(LinkDetail(link).find(libusb_strerror(LIBUSB_ERROR_NO_DEVICE)), std::string::npos)
+            << LinkDetail(link);
+    }
+    // Serial: the line hangs up while the instrument is still writing the file.
+    {
+        VirtualClock clock;
+        Link link(clock);
+        TempDir card;
+        LineInstrument line(clock, link, 57600, card.path());
+        ASSERT_EQ(InstrumentConnect(link), 0);
+        line.instrument.settings().faults.busyPolls = 50;
+        class HangUpAtClose : public TransferObserver {
+          public:
+            HangUpAtClose(LineInstrument& l, Clock& c) : line_(l), clock_(c) {}
+            void status(const std::string&) override {
+                line_.port->hangUp();
+                at = clock_.nowMs();
+            }
+            LineInstrument& line_;
+            Clock& clock_;
+            std::uint64_t at = 0;
+        } observer(line, clock);
+        const TransferResult r = RunTransfer(link, SmallJob(), TransferSettings{}, observer);
+        EXPECT_EQ(r.code, 91);
+        ASSERT_NE(observer.at, 0u);
+        EXPECT_LT(clock.nowMs() - observer.at, 200u);  // 50 polls would take more than 10 s
+        EXPECT_NE(LinkDetail(link).find("pty: Input/output error"), std::string::npos)
+            << LinkDetail(link);
+    }
 }
 
 }  // namespace

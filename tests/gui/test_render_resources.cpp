@@ -1,8 +1,10 @@
 // The compiled-in pictures, icons, flags and help pages: every component type
 // has a drawing of its own, the icons and flags load, and every help context
 // the program opens leads to an existing page and anchor in both help
-// languages.
+// languages. The picture decoder that turns pictures into the screen's
+// pixels.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QDir>
 #include <QFile>
@@ -11,10 +13,16 @@
 #include <QRegularExpression>
 #include <QSet>
 #include <QSvgRenderer>
+#include <QTemporaryDir>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <set>
 
 #include "components/catalogue.h"
+#include "render/picture_decoder.h"
 #include "render/resources.h"
 #include "texts/texts.h"
 
@@ -214,6 +222,72 @@ TEST_F(RenderResources, HelpPagesLinkOnlyToPagesAndAnchorsThatExist) {
             }
         }
     }
+}
+
+TEST(PictureDecoder, ScalesLargePicturesIntoTheScreenAndRefusesOthers) {
+    QTemporaryDir tmp;
+    const auto path = [&](const char* name) { return tmp.filePath(name).toStdString(); };
+    QImage wide(800, 200, QImage::Format_RGB32);
+    wide.fill(QColor(0, 0, 255));
+    ASSERT_TRUE(wide.save(tmp.filePath("wide.bmp"), "BMP"));
+    QImage small(10, 20, QImage::Format_RGB32);
+    small.fill(QColor(0, 255, 0));
+    ASSERT_TRUE(small.save(tmp.filePath("small.jpg"), "JPG"));
+    std::ofstream(path("broken.bmp")) << "BM not a picture";
+
+    render::DecodedPicture p;
+    ASSERT_TRUE(render::DecodePicture(path("wide.bmp"), 400, 300, p));
+    EXPECT_EQ(p.width, 400);  // proportions kept: 800 x 200 becomes 400 x 100
+    EXPECT_EQ(p.height, 100);
+    ASSERT_EQ(p.rgb.size(), 3u * 400 * 100);
+    EXPECT_EQ(p.rgb[2], 255);  // blue
+
+    ASSERT_TRUE(render::DecodePicture(path("small.jpg"), 400, 300, p));
+    EXPECT_EQ(p.width, 10);  // small pictures stay as they are
+    EXPECT_EQ(p.height, 20);
+    EXPECT_GT(p.rgb[1], 200);
+
+    EXPECT_FALSE(render::DecodePicture(path("broken.bmp"), 400, 300, p));
+    EXPECT_FALSE(render::DecodePicture(path("missing.bmp"), 400, 300, p));
+
+    // BMP headers of 54 bytes, 24 bits a pixel.
+    auto bmp = [](std::int32_t width, std::int32_t height) {
+        std::string b = "BM";
+        auto u32 = [&b](std::uint32_t v) {
+            for (int i = 0; i < 4; ++i)
+                b += static_cast<char>(v >> (8 * i));
+        };
+        u32(120), u32(0), u32(54), u32(40), u32(static_cast<std::uint32_t>(width));
+        u32(static_cast<std::uint32_t>(height));
+        b += std::string("\x01\x00\x18\x00", 4);  // one plane, 24 bits
+        u32(0), u32(0), u32(2835), u32(2835), u32(0), u32(0);
+        return b;
+    };
+    // One that claims 100,000 x 100,000 pixels (bottom up or top down) in a
+    // file of 120 bytes: refused before any pixel memory is taken.
+    for (const std::int32_t height : {100000, -100000}) {
+        std::string huge = bmp(100000, height);
+        huge.resize(120, '\x7f');
+        EXPECT_FALSE(render::DecodePictureData(huge, 400, 300, p)) << height;
+    }
+    // A 4 x 4 picture cut after its first (bottom) row: the rows the file
+    // does not hold are black, whatever the memory held before.
+    std::string cut = bmp(4, 4) + std::string(12, '\x50');
+    for (int round = 0; round < 2; ++round) {
+        std::vector<char*> junk;  // leaves freed memory full of 0xAB
+        for (int i = 0; i < 64; ++i)
+            junk.push_back(static_cast<char*>(std::memset(std::malloc(64), 0xAB, 64)));
+        for (char* j : junk)
+            std::free(j);
+        ASSERT_TRUE(render::DecodePictureData(cut, 400, 300, p));
+        ASSERT_EQ(p.rgb.size(), 3u * 4 * 4);
+        EXPECT_EQ(p.rgb[3 * 4 * 3], 0x50);  // the bottom row
+        EXPECT_EQ(std::count(p.rgb.begin(), p.rgb.begin() + 3 * 4 * 3, 0), 3 * 4 * 3);
+    }
+    // A FIFO, /dev/zero and a directory named as a picture: refused unread.
+    ASSERT_EQ(::mkfifo(path("fifo.bmp").c_str(), 0600), 0);
+    for (const std::string& bad : {path("fifo.bmp"), std::string("/dev/zero"), path("")})
+        EXPECT_FALSE(render::DecodePicture(bad, 400, 300, p)) << bad;
 }
 
 }  // namespace

@@ -1,0 +1,749 @@
+// The component dialogs. Each editor dialog, driven through its widgets,
+// stores exactly what the core's reader makes of the same inputs, and opens
+// showing what the core's filler shows. Beyond storing: faults keep them open
+// with the faulty control focused, the enabling and showing that follow
+// clicks, the file choices and the code page of the fields; and the component
+// selection: its groups, the presets of a picked type, the Interbus-S function
+// selection, and records no editor takes. And every dialog from the keyboard
+// and for assistive tools: each control is named by its label in the dialog's
+// language, Tab walks the controls in the order shown, Return presses OK, and
+// the help opened from a modal dialog is usable beside it.
+#include <QAbstractSpinBox>
+#include <QAction>
+#include <QDialogButtonBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QToolBar>
+#include <QToolButton>
+#include <QWindow>
+
+#include <algorithm>
+#include <map>
+
+#include "app/check/syntax_test_dialog.h"
+#include "app/components/accessible_names.h"
+#include "app/components/component_dialogs.h"
+#include "app/components/selection_dialog.h"
+#include "app/describe/description_dialog.h"
+#include "app/dialogs.h"
+#include "components/catalogue.h"
+#include "components/editors.h"
+#include "components/layouts.h"
+#include "render/resources.h"
+#include "window_fixture.h"
+
+namespace quelvari::app::test {
+namespace {
+
+ComponentRecord Typed(char code) {
+    ComponentRecord r;
+    r.setTypeCode(static_cast<std::uint8_t>(code));
+    return r;
+}
+
+QLineEdit* Edit(ComponentDialog& d, std::uint32_t id) {
+    return qobject_cast<QLineEdit*>(d.form().widget(id));
+}
+
+const EditorControl* ControlOf(const Editor& e, std::uint32_t id) {
+    for (const EditorControl& s : e.controls)
+        if (s.id == id)
+            return &s;
+    return nullptr;
+}
+
+using FieldText = std::pair<std::uint32_t, std::string>;
+FieldText Text(std::uint32_t id, const std::string& text) {
+    return {id, text};
+}
+
+// A record as the core reader stores it from these texts, checked buttons
+// and combo selections.
+ComponentRecord Stored(ComponentKind kind, std::vector<FieldText> texts,
+                       std::vector<std::uint32_t> checked,
+                       std::vector<std::pair<std::uint32_t, int>> combos = {}) {
+    MapForm f;
+    for (const auto& [id, text] : texts)
+        f.setText(id, text);
+    for (std::uint32_t id : checked)
+        f.setChecked(id, true);
+    for (const auto& [id, index] : combos)
+        f.setCurrentIndex(id, index);
+    ComponentRecord r;
+    EXPECT_EQ(EditorOf(TypeOf(kind)).read(f, r), 0);
+    return r;
+}
+
+class EditorDialogs : public DialogTest {
+  protected:
+    // Does `s` on the dialog's widgets and, as the reader is to see it, on `f`.
+    void Apply(const Step& s, ComponentDialog& d, MapForm& f, const Editor& e) {
+        switch (s.kind) {
+            case Step::TypeText:
+                Type(d, s.id, s.text);
+                f.setText(s.id, FromQt(s.text).value());
+                break;
+            case Step::ChooseItem:
+                Choose(d, s.id, s.index);
+                f.setCurrentIndex(s.id, s.index);
+                break;
+            case Step::PickFile:
+                nextFile = s.text;
+                Click(d, 1172);
+                ChoosePictureFile(f, FromQt(s.text).value());
+                break;
+            case Step::ClickButton: {
+                Click(d, s.id);
+                const EditorControl* control = ControlOf(e, s.id);
+                ASSERT_NE(control, nullptr) << s.id;
+                if (control->kind == ControlKind::Check) {
+                    f.setChecked(s.id, !f.checked(s.id));
+                    break;
+                }
+                for (const EditorControl& other : e.controls)
+                    if (other.kind == ControlKind::Radio && other.group == control->group)
+                        f.setChecked(other.id, other.id == s.id);
+                break;
+            }
+        }
+    }
+
+    // The dialog shows what the filler shows: texts, checks, selections,
+    // enabling and visibility of every control the reader reads.
+    static void ExpectShows(ComponentDialog& d, const Editor& e, const MapForm& shown) {
+        for (const EditorControl& s : e.controls) {
+            SCOPED_TRACE(s.name);
+            QWidget* w = d.form().widget(s.id);
+            ASSERT_NE(w, nullptr);
+            if (s.kind == ControlKind::Text) {
+                EXPECT_EQ(d.form().text(s.id, 1000), shown.text(s.id, 1000));
+            }
+            EXPECT_EQ(d.form().checked(s.id), shown.checked(s.id));
+            if (s.kind == ControlKind::Combo) {
+                EXPECT_EQ(d.form().currentIndex(s.id), shown.currentIndex(s.id));
+                EXPECT_EQ(static_cast<QComboBox*>(w)->count(),
+                          static_cast<int>(shown.items(s.id).size()));
+            }
+            EXPECT_EQ(w->isEnabled(), shown.enabled(s.id));
+            EXPECT_EQ(!w->isHidden(), shown.visible(s.id));
+        }
+    }
+
+    void ExpectSameAsReader(const ComponentRecord& start, const std::vector<Step>& steps) {
+        const ComponentType* type = FindType(start);
+        ASSERT_NE(type, nullptr);
+        const Editor& ed = EditorOf(*type);
+        MapForm shown;
+        ed.fill(start, shown);
+        MapForm typed = shown;
+        ComponentRecord edit = start;
+        WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+            ExpectShows(d, ed, shown);
+            for (const Step& s : steps)
+                Apply(s, d, typed, ed);
+            Click(d, ctl::kOk);
+        });
+        EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+        ComponentRecord expected = start;
+        ASSERT_EQ(ed.read(typed, expected), 0) << "the inputs of a case must be valid";
+        const auto [dialog, reader] =
+            std::mismatch(edit.bytes.begin(), edit.bytes.end(), expected.bytes.begin());
+        EXPECT_TRUE(dialog == edit.bytes.end())
+            << "byte " << dialog - edit.bytes.begin() << ": dialog " << int(*dialog) << ", reader "
+            << int(*reader);
+        EXPECT_EQ(edit.typeCode(), static_cast<std::uint8_t>(type->code));
+        for (const auto& m : messages)
+            ADD_FAILURE() << "unexpected message: " << m.second.toStdString();
+    }
+};
+
+TEST_F(EditorDialogs, MeasuringStoresWhatTheReaderMakesOfTheInputs) {
+    // Stored in mode S with a linked second trigger; changed to mode M.
+    const ComponentRecord start = Stored(
+        ComponentKind::Measuring,
+        {Text(ctl::kEntryCondition, "B1"), Text(1013, "P1P2"), Text(1016, "0.5"), Text(1017, "100"),
+         Text(1018, "P1"), Text(1019, ">"), Text(1020, "2.5"), Text(1023, "P2"), Text(1024, "\xAB"),
+         Text(1025, "1"), Text(ctl::kBranchCondition, "B2"), Text(ctl::kTarget, "5")},
+        {1005}, {{2177, 1}, {2179, 3}});
+    ExpectSameAsReader(start, {Step::type(ctl::kEntryCondition, "E3"), Step::click(1004),
+                               Step::type(1013, "SA3T1"), Step::click(1451), Step::type(1019, "="),
+                               Step::type(1020, "12.5"), Step::type(ctl::kBranchCondition, ""),
+                               Step::type(ctl::kTarget, "")});
+    ExpectSameAsReader(start,
+                       {Step::type(1013, "P1, T2"), Step::choose(2179, 5), Step::choose(2177, 2),
+                        Step::type(1024, QString::fromUtf8("\u00bb"))});
+}
+
+TEST_F(EditorDialogs, TimeInterruptBreakAndSectionStoreWhatTheReaderMakes) {
+    const ComponentRecord time =
+        Stored(ComponentKind::Time, {Text(ctl::kDescription, "Warten")}, {1161});
+    ExpectSameAsReader(time, {Step::click(1160), Step::type(1162, "0000100")});
+
+    const ComponentRecord interrupt =
+        Stored(ComponentKind::Interrupt, {Text(1198, "100")}, {1178, 1182, 1190}, {{1202, 0}});
+    ExpectSameAsReader(interrupt,
+                       {Step::click(1179), Step::click(1185), Step::click(1193), Step::click(1180),
+                        Step::type(1200, "30"), Step::choose(1204, 1), Step::type(1198, "250")});
+
+    const ComponentRecord brk =
+        Stored(ComponentKind::Break, {Text(1322, "Z1"), Text(1323, "B2")}, {});
+    ExpectSameAsReader(brk, {Step::type(1322, "S12"), Step::type(1323, "B7")});
+
+    const ComponentRecord section = Stored(
+        ComponentKind::Section, {Text(1322, "Z5"), Text(2278, "Teil A"), Text(1323, "B3")}, {2280});
+    ExpectSameAsReader(section,
+                       {Step::click(2281), Step::type(2278, QString::fromUtf8("Prüfung ÄÖÜ")),
+                        Step::type(1323, "B9")});
+}
+
+TEST_F(EditorDialogs, ModuleCommandAndPictureStoreWhatTheReaderMakes) {
+    const ComponentRecord module = Stored(ComponentKind::Module, {Text(1206, "MODA")}, {});
+    ExpectSameAsReader(module, {Step::type(1206, "MODB")});
+
+    const ComponentRecord command = Stored(
+        ComponentKind::Command, {Text(1324, "SAVE -m1 -S1"), Text(1326, "SAVE -irx2 -S2")}, {1057});
+    ExpectSameAsReader(
+        command, {Step::click(1056), Step::type(1325, "SAVE -m123 -Sxx"), Step::type(1324, "")});
+
+    const ComponentRecord picture = Stored(ComponentKind::Picture,
+                                           {Text(1173, "/bilder/logo.bmp"), Text(1174, "10"),
+                                            Text(1175, "10"), Text(1176, "50"), Text(1177, "50")},
+                                           {1170, 1057});
+    ExpectSameAsReader(picture, {Step::click(1171), Step::click(2180), Step::click(2163),
+                                 Step::type(1174, "12abc"), Step::type(1176, "90"),
+                                 Step::pickFile("/bilder/LOGO.BMP")});
+}
+
+TEST_F(EditorDialogs, GenericDialogEditsTheHeadAndKeepsEveryPayloadByte) {
+    ComponentRecord logic = Typed('B');
+    for (std::size_t i = rec::kPayload; i < rec::kRecordSize; i += 7)
+        logic.setU8(i, static_cast<std::uint8_t>(i & 0xFF));
+    ExpectSameAsReader(
+        logic, {Step::type(ctl::kEntryCondition, "B1"), Step::type(ctl::kBranchCondition, "B2"),
+                Step::type(ctl::kTarget, "3")});
+
+    // The payload is shown read-only at record offsets, sixteen bytes a line.
+    ComponentRecord edit = logic;
+    edit.setU8(rec::kPayload, 0xA5);
+    WhenShown<ComponentDialog>([](ComponentDialog& d) {
+        auto* dump = d.findChild<QPlainTextEdit*>(QStringLiteral("payload"));
+        ASSERT_NE(dump, nullptr);
+        EXPECT_TRUE(dump->isReadOnly());
+        const QStringList lines = dump->toPlainText().split(QLatin1Char('\n'));
+        EXPECT_EQ(lines.size(), 45);
+        EXPECT_TRUE(lines.first().startsWith(QStringLiteral("088  a5 00 00 00 00 00 00 5f 00")));
+        EXPECT_TRUE(lines.last().startsWith(QStringLiteral("792 ")));
+    });
+    OpenComponentEditor(nullptr, edit);
+}
+
+class DialogBehaviour : public DialogTest {};
+
+TEST_F(DialogBehaviour, FaultKeepsDialogOpenWithTheFaultyControlFocusedAndSelected) {
+    ComponentRecord edit = Typed('D');
+    edit.setText(layout::command::line(0), "SAVE -m1 -S1");
+    const ComponentRecord before = edit;
+    bool stayedOpen = false;
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        // A branch condition without a target: error 3, field 5, on 1022.
+        Type(d, ctl::kBranchCondition, "B3");
+        Type(d, ctl::kTarget, "0");
+        Click(d, ctl::kOk);
+        stayedOpen = d.isVisible();
+        EXPECT_EQ(d.lastCode(), 0x0305);
+        ASSERT_EQ(messages.size(), 1u);
+        EXPECT_TRUE(messages[0].second.endsWith(QStringLiteral("\nFehlerhaftes Feld: 5")))
+            << messages[0].second.toStdString();
+        EXPECT_EQ(d.focusWidget(), d.form().widget(ctl::kTarget));
+        EXPECT_EQ(Edit(d, ctl::kTarget)->selectedText(), QStringLiteral("0"));
+
+        // A fault in the middle: the variable list, field 3.
+        Type(d, ctl::kTarget, "");
+        Type(d, ctl::kBranchCondition, "");
+        Type(d, ctl::kEntryCondition, "X0");
+        Click(d, ctl::kOk);
+        EXPECT_EQ(d.lastCode() >> 8, 11);
+        EXPECT_EQ(d.focusWidget(), d.form().widget(ctl::kEntryCondition));
+        EXPECT_EQ(Edit(d, ctl::kEntryCondition)->selectedText(), QStringLiteral("X0"));
+        // Cancel after faults leaves the record as it came.
+        Click(d, ctl::kCancel);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+    EXPECT_TRUE(stayedOpen);
+    EXPECT_EQ(edit.bytes, before.bytes);
+}
+
+TEST_F(DialogBehaviour, PictureMediumAndFileChoice) {
+    ComponentRecord edit = Typed('p');
+    edit.setU8(layout::picture::kOutputMedium, layout::picture::kPrinter);
+    edit.setU8(layout::picture::kUseLinePosition, 1);
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        WidgetForm& f = d.form();
+        EXPECT_TRUE(f.widget(1175)->isHidden());
+        Click(d, 2180);  // line position off: Y comes back
+        EXPECT_FALSE(f.widget(1175)->isHidden());
+        Click(d, 1170);
+        EXPECT_EQ(qobject_cast<QGroupBox*>(f.widget(2006))->title(),
+                  QStringLiteral("Löschen Bildschirm?"));
+        EXPECT_TRUE(f.widget(2163)->isHidden());
+
+        // The file dialog gets the language's filter; an upper-case .BMP is
+        // taken, another type empties the field with error 60, Cancel in the
+        // file dialog changes nothing.
+        nextFile = QStringLiteral("/daten/LOGO.BMP");
+        Click(d, 1172);
+        ASSERT_EQ(filters.size(), 1u);
+        EXPECT_EQ(filters[0], QStringLiteral("Bitmap-Dateien (*.bmp);;"
+                                             "JPEG File Interchange-Format (*.jpg)"));
+        EXPECT_EQ(Edit(d, 1173)->text(), nextFile);
+        EXPECT_TRUE(messages.empty());
+        nextFile = QStringLiteral("/daten/logo.gif");
+        Click(d, 1172);
+        EXPECT_EQ(Edit(d, 1173)->text(), QString());
+        ASSERT_EQ(messages.size(), 1u);
+        EXPECT_TRUE(messages[0].second.startsWith(QStringLiteral("FEHLER 60:")));
+        nextFile = QStringLiteral("/daten/b.jpg");
+        Click(d, 1172);
+        nextFile.clear();
+        Click(d, 1172);
+        EXPECT_EQ(Edit(d, 1173)->text(), QStringLiteral("/daten/b.jpg"));
+        Click(d, ctl::kHelp);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 0);
+    EXPECT_EQ(helpContexts, std::vector<std::uint32_t>{render::kHelpPictureComponent});
+}
+
+TEST_F(DialogBehaviour, ModuleNameFromTheFileDialog) {
+    ComponentRecord edit = Typed('U');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        nextFile = QStringLiteral("/pruef/module/PRUEF1.PAM");
+        Click(d.findChild<QPushButton*>(QStringLiteral("chooseModule")));
+        EXPECT_EQ(Edit(d, 1206)->text(), QStringLiteral("PRUEF1"));
+        Click(d, ctl::kHelp);  // the type's topic, by its dialog's number
+        Click(d, ctl::kOk);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+    EXPECT_EQ(helpContexts, std::vector<std::uint32_t>{TypeOf(ComponentKind::Module).dialogId});
+    EXPECT_EQ(edit.text(layout::module::kName, layout::module::kNameSize), "PRUEF1");
+}
+
+TEST_F(DialogBehaviour, FieldsRefuseCharactersOutsideTheCodePage) {
+    ComponentRecord edit = Typed('D');
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        Type(d, 1324, QString::fromUtf8("Grüße €"));
+        EXPECT_EQ(Edit(d, 1324)->text(), QString::fromUtf8("Grüße €"));
+        // A character the code page lacks is not taken.
+        QTest::sendKeyEvent(QTest::Click, Edit(d, 1324), Qt::Key_unknown, QString::fromUtf8("ł"),
+                            Qt::NoModifier);
+        EXPECT_EQ(Edit(d, 1324)->text(), QString::fromUtf8("Grüße €"));
+        Click(d, ctl::kOk);
+    });
+    EXPECT_EQ(OpenComponentEditor(nullptr, edit), 1);
+    EXPECT_EQ(edit.text(layout::command::line(0), 56),
+              "Gr\xFC\xDF"
+              "e \x80");
+}
+
+class Selection : public DialogTest {
+  protected:
+    // Picks `descriptionId` in the selection and hands the component dialog
+    // to `act`; returns what the selection returned.
+    bool PickAndRun(std::uint16_t descriptionId, ComponentRecord& edit,
+                    std::function<void(ComponentDialog&)> act) {
+        WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+            WhenShown<ComponentDialog>(act);
+            Click(s.form().widget(descriptionId));
+        });
+        return RunComponentSelection(nullptr, edit);
+    }
+};
+
+TEST_F(Selection, GroupsPicturesAndToolTipsFollowTheCatalogue) {
+    ComponentRecord edit;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        std::size_t pictures = 0;
+        for (const SelectionGroup& g : SelectionGroups()) {
+            auto* box = qobject_cast<QGroupBox*>(s.form().widget(g.id));
+            ASSERT_NE(box, nullptr) << g.id;
+            EXPECT_EQ(box->toolTip(), box->title());
+            for (std::size_t row = 0; row < g.rows.size(); ++row) {
+                const QWidget* first = s.form().widget(g.rows[row].front());
+                for (std::uint16_t id : g.rows[row]) {
+                    auto* b = qobject_cast<QToolButton*>(s.form().widget(id));
+                    ASSERT_NE(b, nullptr) << id;
+                    ++pictures;
+                    EXPECT_EQ(b->parentWidget(), box);
+                    // Members of one row sit on one line, left to right.
+                    EXPECT_EQ(b->y(), first->y()) << id;
+                    EXPECT_EQ(b->toolTip(), ToQt(LangText(id))) << id;
+                    EXPECT_FALSE(b->icon().isNull() && b->text().isEmpty()) << id;
+                }
+            }
+        }
+        EXPECT_EQ(pictures, kComponentTypeCount);
+        // No OK: Return on Help opens no help, a click does.
+        QWidget* help = s.form().widget(ctl::kHelp);
+        EXPECT_TRUE(help->toolTip().isEmpty());
+        EXPECT_EQ(s.form().widget(ctl::kOk), nullptr);
+        help->setFocus();
+        QTest::keyClick(help, Qt::Key_Return);
+        EXPECT_TRUE(helpContexts.empty());
+        Click(help);
+        Click(s.form().widget(ctl::kCancel));
+    });
+    EXPECT_FALSE(RunComponentSelection(nullptr, edit));
+    EXPECT_EQ(helpContexts, std::vector<std::uint32_t>{200});
+}
+
+TEST_F(Selection, PickingPresetsTheRecordAndEndsAsItsDialogEnds) {
+    // Picture: byte 88 = 1 and byte 90 = 'D' arrive in the dialog, which
+    // therefore opens on the screen medium. Cancelling it cancels the
+    // selection.
+    ComponentRecord edit;
+    edit.setTypeCode('M');
+    const ComponentRecord before = edit;
+    EXPECT_FALSE(PickAndRun(1143, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.dialogId(), 169);
+        EXPECT_EQ(d.record().u8(layout::kPresetFlag), 1);
+        EXPECT_EQ(d.record().u8(layout::picture::kOutputMedium), 'D');
+        EXPECT_TRUE(d.form().checked(1170));
+        Click(d, ctl::kCancel);
+    }));
+
+    // Read database: byte 217 = 1 is kept by its dialog and stored.
+    EXPECT_TRUE(PickAndRun(1147, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.windowTitle(), QStringLiteral("Datenbank- Lesebaustein"));
+        EXPECT_EQ(d.record().u8(layout::kReadDatabasePreset), 1);
+        Type(d, ctl::kDescription, "Sollwerte");
+        Click(d, ctl::kOk);
+    }));
+    EXPECT_EQ(edit.typeCode(), 'R');
+    EXPECT_EQ(edit.u8(layout::kReadDatabasePreset), 1);
+    EXPECT_EQ(edit.comment(), "Sollwerte");
+    EXPECT_NE(edit.bytes, before.bytes);
+
+    // Bargraph gets byte 88 = 1; graphic print
+    // is marked 'G' by its reader.
+    EXPECT_TRUE(PickAndRun(1142, edit, [](ComponentDialog& d) { Click(d, ctl::kOk); }));
+    EXPECT_EQ(edit.typeCode(), 'b');
+    EXPECT_EQ(edit.u8(layout::kPresetFlag), 1);
+    EXPECT_TRUE(PickAndRun(1363, edit, [](ComponentDialog& d) {
+        EXPECT_EQ(d.dialogId(), 178);
+        Click(d, ctl::kOk);
+    }));
+    EXPECT_EQ(edit.typeCode(), 'P');
+    EXPECT_EQ(edit.u8(rec::kPayload), 'G');
+}
+
+TEST_F(Selection, InterbusRunsTheFunctionSelectionThenTheFunctionsDialog) {
+    ComponentRecord edit;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        WhenShown<QDialog>([&](QDialog& functions) {
+            EXPECT_EQ(functions.windowTitle(), QStringLiteral("Interbus-S Funktion"));
+            WhenShown<ComponentDialog>([](ComponentDialog& d) {
+                EXPECT_EQ(d.dialogId(), 191);
+                EXPECT_EQ(d.record().u8(layout::interbus::kFunction), 'R');
+                Click(d, ctl::kOk);
+            });
+            auto* reset = functions.findChildren<QRadioButton*>().at(2);
+            Click(reset);
+            functions.accept();
+        });
+        Click(s.form().widget(1148));
+    });
+    EXPECT_TRUE(RunComponentSelection(nullptr, edit));
+    EXPECT_EQ(edit.typeCode(), 'i');
+    EXPECT_EQ(edit.u8(layout::interbus::kFunction), 'R');
+
+    // Cancel in the function selection ends the selection with Cancel.
+    ComponentRecord other;
+    WhenShown<SelectionDialog>([&](SelectionDialog& s) {
+        WhenShown<QDialog>([](QDialog& functions) { functions.reject(); });
+        Click(s.form().widget(1148));
+    });
+    EXPECT_FALSE(RunComponentSelection(nullptr, other));
+
+    // A record of no known function and an unknown letter open no editor:
+    // no dialog may appear.
+    other.setTypeCode('i');
+    other.setU8(layout::interbus::kFunction, 'Q');
+    EXPECT_EQ(OpenComponentEditor(nullptr, other), 0);
+    other.setTypeCode('X');
+    EXPECT_EQ(OpenComponentEditor(nullptr, other), 'X');
+}
+
+// The dialog's own controls that take Tab (not the inner parts of fields).
+std::vector<QWidget*> TabControls(QWidget* dialog) {
+    std::vector<QWidget*> out;
+    for (QWidget* w : dialog->findChildren<QWidget*>()) {
+        if (!(w->focusPolicy() & Qt::TabFocus) || w->isHidden())
+            continue;
+        bool inner = false;
+        for (QWidget* p = w->parentWidget(); p && p != dialog; p = p->parentWidget())
+            inner = inner || qobject_cast<QComboBox*>(p) || qobject_cast<QAbstractSpinBox*>(p);
+        if (!inner)
+            out.push_back(w);
+    }
+    return out;
+}
+
+// Where each control comes when Tab is pressed from the first one on.
+std::vector<QWidget*> TabChain(QWidget* first, std::size_t length) {
+    std::vector<QWidget*> chain;
+    QWidget* w = first;
+    for (std::size_t guard = 0; w && guard < 1000 && chain.size() < length; ++guard) {
+        if ((w->focusPolicy() & Qt::TabFocus) && !w->isHidden())
+            chain.push_back(w);
+        w = w->nextInFocusChain();
+        if (w == first)
+            break;
+    }
+    return chain;
+}
+
+// Names and tab order: every control named (without its mnemonic mark), the
+// first field by its label in the dialog's language, and Tab reaching every
+// control once with the fixed parts in the order shown: head fields, the
+// type's own controls, branch, target, then the buttons.
+void ExpectNamedInTabOrder(ComponentDialog& d, bool german) {
+    const std::vector<QWidget*> controls = TabControls(&d);
+    for (QWidget* w : controls) {
+        if (qobject_cast<QPlainTextEdit*>(w)) {  // the payload of a plain type
+            EXPECT_EQ(w->accessibleName(), d.windowTitle());
+        }
+        EXPECT_FALSE(w->accessibleName().isEmpty())
+            << w->metaObject()->className() << " " << ControlIdOf(w);
+        EXPECT_FALSE(w->accessibleName().contains(QLatin1Char('&')));
+    }
+    QWidget* entry = d.form().widget(ctl::kEntryCondition);
+    ASSERT_NE(entry, nullptr);
+    auto* label = qobject_cast<QLabel*>(d.form().widget(2000));
+    ASSERT_NE(label, nullptr);
+    EXPECT_EQ(entry->accessibleName(), label->text().remove(QLatin1Char('&')));
+    EXPECT_EQ(entry->accessibleName().startsWith(QStringLiteral("Eingangsbed")), german);
+
+    const std::vector<QWidget*> chain = TabChain(entry, controls.size());
+    EXPECT_EQ(chain.size(), controls.size());
+    for (QWidget* w : chain)
+        EXPECT_NE(std::find(controls.begin(), controls.end(), w), controls.end())
+            << w->metaObject()->className() << " " << w->objectName().toStdString();
+    const auto at = [&chain](QWidget* w) {
+        return std::find(chain.begin(), chain.end(), w) - chain.begin();
+    };
+    std::vector<std::ptrdiff_t> fixed;
+    for (std::uint32_t id :
+         {ctl::kEntryCondition, ctl::kDescription, ctl::kBranchCondition, ctl::kTarget, ctl::kOk})
+        fixed.push_back(at(d.form().widget(id)));
+    EXPECT_TRUE(std::is_sorted(fixed.begin(), fixed.end()));
+    EXPECT_LT(fixed.back(), static_cast<std::ptrdiff_t>(chain.size()));
+    for (QWidget* w : controls) {
+        const std::uint32_t id = ControlIdOf(w);
+        if (qobject_cast<QLineEdit*>(w) && id != ctl::kEntryCondition && id != ctl::kDescription &&
+            id != ctl::kBranchCondition && id != ctl::kTarget) {
+            EXPECT_GT(at(w), fixed[1]) << id;
+            EXPECT_LT(at(w), fixed[2]) << id;
+        }
+    }
+}
+
+// The caption, then the texts of a label, a radio button, a group and a push
+// button.
+QString Captions(ComponentDialog& d) {
+    QString out = d.windowTitle();
+    for (std::uint32_t id : {2000u, 1004u, 2025u, 2u}) {
+        QWidget* w = d.form().widget(id);
+        if (auto* l = qobject_cast<QLabel*>(w))
+            out += "|" + l->text();
+        else if (auto* b = qobject_cast<QAbstractButton*>(w))
+            out += "|" + b->text();
+        else if (auto* g = qobject_cast<QGroupBox*>(w))
+            out += "|" + g->title();
+    }
+    return out;
+}
+
+// OK is the dialog's default; no push button but Cancel takes Return when
+// it has the focus.
+void ExpectOkIsTheDefault(QDialog& d, QPushButton* ok) {
+    SCOPED_TRACE(d.windowTitle().toStdString());
+    if (ok) {
+        EXPECT_TRUE(ok->isDefault());
+    }
+    for (QPushButton* b : d.findChildren<QPushButton*>()) {
+        auto* box = qobject_cast<QDialogButtonBox*>(b->parentWidget());
+        const bool cancel = box && box->buttonRole(b) == QDialogButtonBox::RejectRole;
+        if (b != ok && !cancel) {
+            EXPECT_FALSE(b->autoDefault() || b->isDefault()) << b->text().toStdString();
+        }
+    }
+}
+
+QPushButton* OkOf(QDialog& d) {
+    for (QDialogButtonBox* box : d.findChildren<QDialogButtonBox*>())
+        for (QAbstractButton* b : box->buttons())
+            if (box->buttonRole(b) == QDialogButtonBox::AcceptRole)
+                return qobject_cast<QPushButton*>(b);
+    return nullptr;
+}
+
+class DialogKeys : public DialogTest {};
+
+TEST_F(DialogKeys, EveryComponentDialogIsNamedTabsInOrderAndTakesReturnForOk) {
+    // Every editor dialog, the three Interbus-S functions included, new as
+    // the selection presets them, each opened as its type letter and byte 88
+    // say. With the focus on each other button in turn (a file chooser,
+    // Help), Return presses OK: the new record is refused with a message, so
+    // the dialog stays open for the next button.
+    std::vector<ComponentRecord> records;
+    for (const ComponentType& type : kCatalogue) {
+        ComponentRecord r;
+        PresetNewRecord(r, type);
+        r.setTypeCode(static_cast<std::uint8_t>(type.code));
+        if (type.kind == ComponentKind::GraphicPrint)
+            r.setU8(rec::kPayload, kGraphicPrintMark);
+        if (type.kind == ComponentKind::Interbus) {
+            for (std::uint8_t f : {'Z', 'I', 'R'}) {
+                r.setU8(rec::kPayload, f);
+                records.push_back(r);
+            }
+        } else {
+            records.push_back(r);
+        }
+    }
+    for (std::uint32_t language : {kGerman, kEnglish}) {
+        setLanguage(language);
+        std::map<char, QString> captions;
+        int dialogs = 0, presses = 0;
+        for (const ComponentRecord& start : records) {
+            ComponentRecord r = start;
+            WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+                SCOPED_TRACE(d.windowTitle().toStdString());
+                ++dialogs;
+                EXPECT_EQ(d.dialogId(), EditorDialogId(r));
+                ExpectNamedInTabOrder(d, language == kGerman);
+                captions[static_cast<char>(r.typeCode())] = Captions(d);
+                QPushButton* ok = qobject_cast<QPushButton*>(d.form().widget(ctl::kOk));
+                ASSERT_NE(ok, nullptr);
+                ExpectOkIsTheDefault(d, ok);
+                int okClicks = 0, pressed = 0;
+                QObject::connect(ok, &QPushButton::clicked, [&okClicks] { ++okClicks; });
+                for (QPushButton* b : d.findChildren<QPushButton*>()) {
+                    if (b == ok || b == d.form().widget(ctl::kCancel) || !d.isVisible())
+                        continue;
+                    b->setFocus();
+                    QTest::keyClick(b, Qt::Key_Return);
+                    ++pressed;
+                }
+                EXPECT_EQ(okClicks, pressed);
+                presses += pressed;
+            });
+            OpenComponentEditor(nullptr, r);
+        }
+        EXPECT_EQ(dialogs, static_cast<int>(records.size()));
+        EXPECT_GE(presses, dialogs);  // at least Help in each
+        // German captions are built in, others come from the tables; the
+        // section caption has no English text and shows its id.
+        if (language == kGerman) {
+            EXPECT_EQ(captions['M'], QString::fromUtf8("Messbaustein|Eingangsbedingung:|Messen und "
+                                                       "Warten auf Übertragung|Speichern in "
+                                                       "Datei?|Abbrechen"));
+            EXPECT_EQ(captions['u'].section('|', 0, 0), QStringLiteral("Unterbrechungsbaustein"));
+        } else {
+            EXPECT_EQ(captions['M'], QStringLiteral("Measuring component|Input interface:|Measure "
+                                                    "and wait on transfer|Save in file?|Cancel"));
+            EXPECT_EQ(captions['C'].section('|', 0, 0), QStringLiteral("?221?"));
+        }
+    }
+    EXPECT_TRUE(filters.empty()) << "a file chooser opened";
+    EXPECT_TRUE(helpContexts.empty()) << "help opened";
+}
+
+TEST_F(DialogKeys, OkIsTheDefaultOfTheOtherDialogsAndTheirControlsAreNamed) {
+    NameControlsOfEveryDialog();
+    Configuration config;
+    GoToDialog go(3, [](const QString&) { return true; });
+    SettingsDialog settings(config);
+    LanguageDialog languages(config, [] {});
+    AboutDialog about;
+    SyntaxTestDialog syntax("", {});
+    DescriptionDialog description("/nonexistent/T.TXT", {});
+    VariableDialog variable(QStringLiteral("V1"), QString());
+    for (QDialog* d : std::vector<QDialog*>{&go, &settings, &languages, &about, &syntax,
+                                            &description, &variable})
+        ExpectOkIsTheDefault(*d, OkOf(*d));
+    go.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&go));
+    auto* number = go.findChild<QLineEdit*>(QStringLiteral("number"));
+    ASSERT_NE(number, nullptr);
+    EXPECT_EQ(number->accessibleName(), QStringLiteral("Baustein Nr:"));
+    for (QWidget* w : TabControls(&go))
+        EXPECT_FALSE(w->accessibleName().isEmpty()) << w->metaObject()->className();
+}
+
+// Presses `helpButton` of the modal dialog `d` and checks that the help
+// window it opens is usable while `d` is open. Returns the clicks the help's
+// tool bar received.
+int ClickHelpBeside(MainWindow& w, QDialog& d, QWidget* helpButton) {
+    SCOPED_TRACE(d.windowTitle().toStdString());
+    if (!QTest::qWaitForWindowExposed(&d))
+        return -1;
+    Click(helpButton);
+    HelpWindow* help = w.helpWindow();
+    if (!help || !QTest::qWaitForWindowExposed(help))
+        return -1;
+    // Qt blocks every window but the modal dialog's own: the help must be
+    // one of them.
+    bool underDialog = false;
+    for (QWindow* p = help->windowHandle(); p; p = p->transientParent())
+        underDialog = underDialog || p == d.windowHandle();
+    EXPECT_TRUE(underDialog);
+    // A click on the help's tool bar reaches it while the dialog is open: a
+    // window blocked by the modal dialog would drop it.
+    QToolButton* home = nullptr;
+    for (QToolButton* b : help->findChild<QToolBar*>()->findChildren<QToolButton*>())
+        if (b->defaultAction() && b->defaultAction()->text() == QStringLiteral("\u2302"))
+            home = b;
+    if (!home)
+        return -1;
+    int clicks = 0;
+    QObject::connect(home, &QToolButton::clicked, [&clicks] { ++clicks; });
+    // Through the help's window, as the window system delivers a click:
+    // a window the modal dialog blocks drops it.
+    QTest::mouseClick(help->windowHandle(), Qt::LeftButton, {},
+                      home->mapTo(help, home->rect().center()));
+    return clicks;
+}
+
+class DialogHelp : public WindowTest {};
+
+TEST_F(DialogHelp, HelpFromAModalDialogIsUsableBesideIt) {
+    MainWindow& w = shown(QString());
+    ComponentRecord r;
+    r.setTypeCode('Z');
+    int editorClicks = 0, selectionClicks = 0;
+    WhenShown<ComponentDialog>([&](ComponentDialog& d) {
+        editorClicks = ClickHelpBeside(w, d, d.form().widget(ctl::kHelp));
+    });
+    OpenComponentEditor(&w, r);
+    EXPECT_EQ(editorClicks, 1);
+    // The dialog closed; the help stays open, a window of the main window.
+    ASSERT_NE(w.helpWindow(), nullptr);
+    EXPECT_TRUE(w.helpWindow()->isVisible());
+    EXPECT_EQ(w.helpWindow()->parentWidget(), &w);
+
+    // The selection dialog's Help, with the help window already open.
+    WhenShown<SelectionDialog>([&](SelectionDialog& d) {
+        selectionClicks = ClickHelpBeside(w, d, d.form().widget(ctl::kHelp));
+        d.reject();
+    });
+    RunComponentSelection(&w, r);
+    EXPECT_EQ(selectionClicks, 1);
+    EXPECT_EQ(w.helpWindow()->parentWidget(), &w);
+    w.helpWindow()->close();
+}
+
+}  // namespace
+}  // namespace quelvari::app::test
