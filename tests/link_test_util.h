@@ -6,13 +6,11 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
@@ -155,30 +153,40 @@ class ScriptedPort : public link::Transport {
 // options; path() is the terminal it prints, empty if it did not start.
 class PtyInstrument {
   public:
-    explicit PtyInstrument(const std::string& card, const std::vector<std::string>& options = {}) {
-        // The shell prints its process id, which the instrument then takes on.
-        std::string command = "echo $$; exec '" QUELVARI_INSTRUMENT "' --card '" + card + "'";
-        for (const std::string& o : options)
-            command += " '" + o + "'";
-        out_ = ::popen(command.c_str(), "r");
-        char line[4096];
-        if (out_ && std::fgets(line, sizeof line, out_))
-            pid_ = std::atoi(line);
-        if (out_ && std::fgets(line, sizeof line, out_))
-            path_.assign(line, std::strcspn(line, "\n"));
+    explicit PtyInstrument(const std::string& card, std::vector<std::string> options = {}) {
+        int out[2];
+        if (::pipe(out) != 0)
+            return;
+        options.insert(options.begin(), {"quelvari-instrument", "--card", card});
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out[1], 1);
+            ::close(out[0]);
+            std::vector<char*> argv;
+            for (std::string& o : options)
+                argv.push_back(o.data());
+            argv.push_back(nullptr);
+            ::execv(QUELVARI_INSTRUMENT, argv.data());
+            ::_exit(127);
+        }
+        ::close(out[1]);
+        char c = 0;
+        while (::read(out[0], &c, 1) == 1 && c != '\n')
+            path_ += c;
+        ::close(out[0]);
     }
     ~PtyInstrument() {
-        if (pid_ > 0)
+        if (pid_ > 0) {
             ::kill(pid_, SIGTERM);
-        if (out_)
-            ::pclose(out_);
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+        }
     }
     PtyInstrument(const PtyInstrument&) = delete;
     PtyInstrument& operator=(const PtyInstrument&) = delete;
     const std::string& path() const { return path_; }
 
   private:
-    std::FILE* out_ = nullptr;
     pid_t pid_ = -1;
     std::string path_;
 };
