@@ -52,6 +52,14 @@ QString Shown(const QString& text) {
     return ToQt(WithoutMnemonic(FromQtLossy(text)));
 }
 
+// The View menu's entry of the panel titled `title`.
+QAction* PanelEntry(MainWindow& w, std::uint32_t title) {
+    for (QAction* a : w.menu(2)->actions())
+        if (Shown(a->text()) == LangQt(title))
+            return a;
+    return nullptr;
+}
+
 bool Enabled(MainWindow& w, std::uint32_t id) {
     return w.action(id)->isEnabled();
 }
@@ -404,9 +412,13 @@ TEST_F(EditorWindow, TextFormImportExportAndTheVariablesOfTheProcedureInMemory) 
     EXPECT_FALSE(w.exportTextPath(file("no/such/dir.txt")));
     EXPECT_TRUE(box.contains(QStringLiteral("no/such/dir.txt"))) << box.toStdString();
 
-    // The Variables panel lists the procedure in memory: Z2 is read by the
-    // break at step 8 and written nowhere; its use leads to the step.
-    w.variablesPanel()->show();
+    // The Variables panel, built when its View entry is first chosen, lists
+    // the procedure in memory: Z2 is read by the break at step 8 and written
+    // nowhere; its use leads to the step.
+    EXPECT_EQ(w.findChild<VariablesPanel*>(), nullptr);
+    ASSERT_NE(PanelEntry(w, VariablesPanel::kTitle), nullptr);
+    PanelEntry(w, VariablesPanel::kTitle)->trigger();
+    ASSERT_TRUE(w.variablesPanel()->isVisible());
     QTreeWidget* tree = w.variablesPanel()->tree();
     const QList<QTreeWidgetItem*> z2 = tree->findItems(QStringLiteral("Z2"), Qt::MatchExactly);
     ASSERT_EQ(z2.size(), 1);
@@ -550,6 +562,10 @@ TEST_F(StepList, DragAndTheMoveCommandsReorderAsOneUndoableCommand) {
 TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     MainWindow& w = opened();
     ProcedureList& list = w.procedure();
+    // Built the first time it is wanted; its View entry follows it.
+    EXPECT_EQ(w.findChild<FindPanel*>(), nullptr);
+    QAction* entry = PanelEntry(w, FindPanel::kTitle);
+    ASSERT_NE(entry, nullptr);
     FindPanel* find = w.extras()->findPanel();
     // Types `text` into the field as a new search and returns the hits.
     const auto search = [find](const QString& text) {
@@ -561,6 +577,7 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     EXPECT_FALSE(find->isVisible());
     w.extras()->action(cmd::kFind)->trigger();
     EXPECT_TRUE(find->isVisible());
+    EXPECT_TRUE(entry->isChecked());
     EXPECT_EQ(search(QStringLiteral("baustein")), 8);  // every type name ends so
     ASSERT_GE(search(QStringLiteral("z2")), 1);
     const std::uint32_t first = find->hits().front().step;
@@ -581,6 +598,8 @@ TEST_F(StepList, FindListsTheStepsAndJumpsToThem) {
     w.editDelete();
     EXPECT_EQ(find->results()->topLevelItemCount(), 7);
     EXPECT_EQ(search(QStringLiteral("nirgends")), 0);
+    find->close();
+    EXPECT_FALSE(entry->isChecked());
 }
 
 TEST_F(StepList, PrintPreviewFromTheFileMenuAndThePrintDialog) {

@@ -80,6 +80,13 @@ TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegibleCachedPicture) {
         for (const QImage& other : drawings)
             EXPECT_NE(drawing, other) << "looks the same as another type";
         drawings.append(drawing);
+        // The step list's picture: the same drawing, rendered at build time
+        // for the ratios 1 to 3.
+        for (int ratio : {1, 2, 3}) {
+            const QImage listed = render::ListPicture(type.pictureId, ratio);
+            EXPECT_EQ(listed.devicePixelRatio(), ratio);
+            EXPECT_EQ(listed, image(type.pictureId, render::kListPictureSize * ratio, ratio));
+        }
     }
     // Exactly these pictures, each of its own file, are compiled in: no
     // orphan and no gap.
@@ -89,6 +96,8 @@ TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegibleCachedPicture) {
     for (int id : {0, 1, 139, 158, 220, 65535}) {
         EXPECT_EQ(render::PicturePath(static_cast<std::uint16_t>(id)), unknown) << id;
         EXPECT_EQ(image(static_cast<std::uint16_t>(id)), drawings.front()) << id;
+        EXPECT_EQ(render::ListPicture(static_cast<std::uint16_t>(id), 1),
+                  render::ListPicture(kUnknownPictureId, 1));
     }
 
     // The images are cached per picture, size and device pixel ratio.
@@ -99,6 +108,8 @@ TEST_F(RenderResources, EveryComponentTypeHasItsOwnLegibleCachedPicture) {
     EXPECT_EQ(sharp.devicePixelRatio(), 2.0);
     EXPECT_NE(sharp.cacheKey(), image(id, 120).cacheKey());
     EXPECT_TRUE(image(id, 0).isNull());
+    // A ratio nothing was baked for renders at its size.
+    EXPECT_EQ(render::ListPicture(id, 1.5).size(), QSize(24, 24));
 }
 
 TEST_F(RenderResources, IconsAndFlagsLoad) {
