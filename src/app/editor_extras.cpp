@@ -138,9 +138,9 @@ EditorExtras::EditorExtras(MainWindow& window) : QObject(&window), window_(windo
     connect(recoveryTimer_, &QTimer::timeout, this, &EditorExtras::writeRecovery);
 
     // Every dialog of the program names its controls and orders its tabs.
+    // The window labels the extras' items (retranslate) when it applies its
+    // language.
     NameControlsOfEveryDialog();
-
-    retranslate();
 }
 
 QAction* EditorExtras::addAction(QMenu* menu, QAction* before, std::uint32_t id,

@@ -169,7 +169,6 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     EnsureConfigDirectories();
     ReadConfiguration(config_);
     setLanguage(config_.language);
-    applyLanguage();
 
     // The Help buttons of the component dialogs open this window's help.
     uiHooks().help = [this](QWidget* from, std::uint32_t context) {
@@ -179,8 +178,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     QMainWindow::setWindowTitle(QString::fromLatin1(kProductName));
     resize(1000, 720);
     extras_ = new EditorExtras(*this);
-    assignMnemonics();  // the extras' menu items too
-    updateCommands();
+    // Labels every menu item, the extras' too, assigns the mnemonics and
+    // enables the commands.
+    applyLanguage();
 }
 
 VariablesPanel* MainWindow::variablesPanel() {
