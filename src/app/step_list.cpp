@@ -33,14 +33,29 @@ class StepListHeader : public QHeaderView {
     }
 
   protected:
+    // Asked again on every geometry update: a text keeps its size until the
+    // font or the style changes.
     QSize sectionSizeFromContents(int logicalIndex) const override {
         QStyleOptionHeader option;
         initStyleOption(&option);
         option.section = logicalIndex;
         if (model())
             option.text = model()->headerData(logicalIndex, orientation()).toString();
-        return style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this);
+        if (auto it = sizes_.constFind(option.text); it != sizes_.constEnd())
+            return *it;
+        const QSize size =
+            style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this);
+        sizes_.insert(option.text, size);
+        return size;
     }
+    void changeEvent(QEvent* event) override {
+        if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+            sizes_.clear();
+        QHeaderView::changeEvent(event);
+    }
+
+  private:
+    mutable QHash<QString, QSize> sizes_;
 };
 
 // Paints a cell as the stock delegate does (background, selection, icon and
