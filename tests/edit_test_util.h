@@ -159,6 +159,8 @@ class EditFixture : public ::testing::Test {
     std::string at() const {
         return std::to_string(list.currentNumber) + " " + list.viewRecord.comment();
     }
+    // The steps' comments, then "@" and the current step.
+    std::string shown() const { return comments() + " @" + at(); }
     // The command and step number of undo entry `i`.
     std::pair<std::uint32_t, std::uint32_t> entry(std::size_t i) const {
         return {commands.undoStack().slot(i).commandId, commands.undoStack().slot(i).stepNumber};

@@ -28,17 +28,16 @@ using test::stepReference;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
-    commands.append();  // cancelled: only the current number moves
-    EXPECT_EQ(list.currentNumber, 1u);
+    commands.append();  // cancelled: nothing changes
     EXPECT_EQ(list.componentCount, 0u);
+    EXPECT_EQ(shown(), " @1 ");
     EXPECT_TRUE(commands.undoStack().empty());
 
     appendAll({Step('Z', "one")});
     EXPECT_EQ(list.nodeCount(), 1u);
     EXPECT_EQ(list.procedureHead.record.recordMark(), kRecordMarkMemory);
     appendAll({Step('M', "two")});
-    EXPECT_EQ(comments(), "one two");
-    EXPECT_EQ(at(), "2 two");
+    EXPECT_EQ(shown(), "one two @2 two");
     EXPECT_EQ(ui.status, "2 Schritte");
     EXPECT_EQ(list.modified, 1u);
     ASSERT_EQ(commands.undoStack().count(), 2u);
@@ -46,11 +45,9 @@ TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem
     checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), "one");
-    EXPECT_EQ(at(), "1 one");
+    EXPECT_EQ(shown(), "one @1 one");
     EXPECT_EQ(commands.undoStack().slot(1).commandId, 0u);  // the popped entry is cleared
     commands.undo();
-    EXPECT_EQ(list.componentCount, 0u);
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
     EXPECT_EQ(ui.status, "0 Schritte");
 
@@ -68,10 +65,9 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     EXPECT_EQ(list.pastePending, 1u);
     const std::size_t undoBefore = commands.undoStack().count();
     commands.insert();  // the copy of "b" goes in at step 2, no dialog opens
-    EXPECT_EQ(comments(), "a b b c d");
+    EXPECT_EQ(shown(), "a b b c d @2 b");
     // Targets above 2 rise by one; those equal to 2 stay and lead to the copy.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 2, 2, 5, 1}));
-    EXPECT_EQ(at(), "2 b");
     EXPECT_EQ(list.pastePending, 0u);
     EXPECT_EQ(commands.undoStack().count(), undoBefore);  // Insert makes no entry
     checkNumbering();
@@ -92,30 +88,26 @@ TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestore
                Step('Z', "s5")});
     list.goToStep(3);
     commands.remove();
-    EXPECT_EQ(comments(), "s1 s2 s4 s5");
+    EXPECT_EQ(shown(), "s1 s2 s4 s5 @3 s4");
     // Renumbered around the moved-up record's old number 4: 5 becomes 4,
     // 4 stays 4, 3 stays 3.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 4, 3, 0}));
-    EXPECT_EQ(at(), "3 s4");
     EXPECT_EQ(ui.status, "4 Schritte");
     ASSERT_EQ(commands.undoStack().count(), 6u);
     EXPECT_EQ(entry(5), std::make_pair(cmd::kDelete, 3u));
     checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), "s1 s2 s3 s4 s5");
-    EXPECT_EQ(at(), "3 s3");
+    EXPECT_EQ(shown(), "s1 s2 s3 s4 s5 @3 s3");
     checkNumbering();
 }
 
 TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     appendAll({Step('Z', "x"), Step('Z', "y")});
     commands.remove();  // the last: the previous one becomes current
-    EXPECT_EQ(comments(), "x");
-    EXPECT_EQ(at(), "1 x");
+    EXPECT_EQ(shown(), "x @1 x");
     commands.undo();  // comes back at the end and is current
-    EXPECT_EQ(comments(), "x y");
-    EXPECT_EQ(at(), "2 y");
+    EXPECT_EQ(shown(), "x y @2 y");
     checkNumbering();
 
     list.goToStep(1);
@@ -127,9 +119,8 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     commands.remove();  // nothing left: no entry, no change
     EXPECT_EQ(commands.undoStack().count(), entries);
     commands.undo();
-    EXPECT_EQ(list.componentCount, 1u);
-    EXPECT_EQ(list.nodeCount(), 1u);
-    EXPECT_EQ(at(), "1 y");
+    EXPECT_EQ(shown(), "y @1 y");
+    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, CutCopiesThenDeletesAndCopyOfNothingDoesNothing) {
@@ -163,9 +154,8 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     ui.editorResults = {1};
     ui.editorComments = {"changed"};
     commands.change();
-    EXPECT_EQ(comments(), "a changed");
+    EXPECT_EQ(shown(), "a changed @2 changed");
     EXPECT_EQ(list.currentNode->record.number(), 2u);
-    EXPECT_EQ(at(), "2 changed");
     EXPECT_EQ(list.modified, 1u);
 
     // An unknown type returns its own code, which is not OK.
@@ -176,8 +166,7 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
 
     commands.undo();  // the last entry holds "changed"
     commands.undo();  // back to "b"
-    EXPECT_EQ(comments(), "a b");
-    EXPECT_EQ(list.currentNumber, 2u);
+    EXPECT_EQ(shown(), "a b @2 b");
 
     list.documentOpen = 0;
     commands.change();
@@ -254,28 +243,27 @@ TEST(CommandEnabling, TheRulesOfEachCommand) {
     // The start state is checked through the window's actions. Each row
     // changes the state, then lists commands that must be off and on.
     CommandState s;
-    struct Row {
-        std::function<void()> change;
-        std::vector<std::uint32_t> off, on;
-    };
-    const Row rows[] = {
-        {[&] { s.documentOpen = true; },
-         {cmd::kSyntaxTest, cmd::kTransfer, cmd::kChange},
-         {cmd::kPaste, cmd::kAppend}},
-        {[&] { s.viewTypeCode = 'M'; }, {}, {cmd::kChange}},
-        {[&] { s.componentCount = 1; }, {cmd::kSave, cmd::kPreCheck}, {cmd::kDelete, cmd::kSaveAs}},
-        {[&] { s.modified = true; }, {}, {cmd::kSave}},
-        {[&] { s.componentCount = 2; }, {cmd::kGoTo}, {cmd::kPreCheck}},
-        {[&] { s.componentCount = 3; }, {cmd::kUndo}, {cmd::kGoTo}},
-        {[&] { s.undoCount = 1; }, {cmd::kDescription}, {cmd::kUndo}},
-        {[&] { s.documentFileExists = true; }, {}, {cmd::kDescription}},
-    };
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        rows[i].change();
-        for (std::uint32_t id : rows[i].off)
-            EXPECT_FALSE(CommandEnabled(id, s)) << "row " << i << " command " << id;
-        for (std::uint32_t id : rows[i].on)
-            EXPECT_TRUE(CommandEnabled(id, s)) << "row " << i << " command " << id;
+    const std::tuple<std::function<void()>, std::vector<std::uint32_t>, std::vector<std::uint32_t>>
+        rows[] = {
+            {[&] { s.documentOpen = true; },
+             {cmd::kSyntaxTest, cmd::kTransfer, cmd::kChange},
+             {cmd::kPaste, cmd::kAppend}},
+            {[&] { s.viewTypeCode = 'M'; }, {}, {cmd::kChange}},
+            {[&] { s.componentCount = 1; },
+             {cmd::kSave, cmd::kPreCheck},
+             {cmd::kDelete, cmd::kSaveAs}},
+            {[&] { s.modified = true; }, {}, {cmd::kSave}},
+            {[&] { s.componentCount = 2; }, {cmd::kGoTo}, {cmd::kPreCheck}},
+            {[&] { s.componentCount = 3; }, {cmd::kUndo}, {cmd::kGoTo}},
+            {[&] { s.undoCount = 1; }, {cmd::kDescription}, {cmd::kUndo}},
+            {[&] { s.documentFileExists = true; }, {}, {cmd::kDescription}},
+        };
+    for (const auto& [change, off, on] : rows) {
+        change();
+        for (std::uint32_t id : off)
+            EXPECT_FALSE(CommandEnabled(id, s)) << "command " << id << " with " << s.componentCount;
+        for (std::uint32_t id : on)
+            EXPECT_TRUE(CommandEnabled(id, s)) << "command " << id << " with " << s.componentCount;
     }
 }
 
@@ -306,31 +294,26 @@ class FileCommandsTest : public ::testing::Test {
 TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     // Modified state reached by editing; the question is asked unless the
     // procedure is empty and has no file of its own.
-    struct Case {
-        const char* what;
-        const char* path;  // documentPath before Open
-        int components;
-        bool asks;
+    // The path before Open, the steps, whether Open asks.
+    const std::tuple<const char*, int, bool> cases[] = {
+        {"NoName.PAD", 0, false},  // empty, never saved
+        {"", 0, false},            // empty after Close
+        {"NoName.PAD", 1, true},   // one step, never saved
+        {"/tmp/x.PAD", 0, true},   // all steps deleted from a file
     };
-    const Case cases[] = {
-        {"empty, never saved", "NoName.PAD", 0, false},
-        {"empty after Close", "", 0, false},
-        {"one step, never saved", "NoName.PAD", 1, true},
-        {"all steps deleted from a file", "/tmp/x.PAD", 0, true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [path, components, asks] : cases) {
+        SCOPED_TRACE(path + std::to_string(components));
         ProcedureList l;
         ScriptedUi u;
         FileCommands commands(l, u);
-        for (int i = 0; i < c.components; ++i)
+        for (int i = 0; i < components; ++i)
             l.appendRecord(test::makeRecord('Z'));
-        l.documentPath = c.path;
+        l.documentPath = path;
         l.modified = 1;
         u.answers.push_back(Answer::Cancel);
         u.files.push_back(std::nullopt);
         commands.fileOpen();
-        EXPECT_EQ(u.questions.size(), c.asks ? 1u : 0u);
+        EXPECT_EQ(u.questions.size(), asks ? 1u : 0u);
     }
 
     // Close answered No leaves the flag set; the next Open does not ask again.
@@ -465,11 +448,7 @@ class StepCommands : public test::EditFixture {
 
 TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
     using V = std::vector<std::uint32_t>;
-    struct Case {
-        const char* what;
-        V order, expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, V, V> cases[] = {
         {"up: one step", MoveUpOrder(5, {3}), V{1, 3, 2, 4, 5}},
         {"up: a block", MoveUpOrder(5, {3, 4}), V{1, 3, 4, 2, 5}},
         {"up: top block stays, the other moves", MoveUpOrder(5, {1, 2, 4}), V{1, 2, 4, 3, 5}},
@@ -481,8 +460,8 @@ TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
         {"drop onto itself", MoveToOrder(5, {2, 3}, 3), V{}},
         {"out of range ignored", MoveUpOrder(3, {0, 9}), V{}},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.order, c.expected) << c.what;
+    for (const auto& [what, order, expected] : cases)
+        EXPECT_EQ(order, expected) << what;
 }
 
 TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {

@@ -21,6 +21,56 @@
 namespace quelvari {
 namespace {
 
+// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
+MapForm formOf(const std::vector<std::string>& controls) {
+    MapForm f;
+    for (const std::string& c : controls) {
+        if (c[0] == '+') {
+            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
+            continue;
+        }
+        const bool combo = c[0] == '#';
+        const auto eq = c.find('=');
+        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
+        if (combo)
+            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
+        else
+            f.setText(id, c.substr(eq + 1));
+    }
+    return f;
+}
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
+           std::uint8_t byte88 = 0) {
+    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
+    MapForm f = formOf(controls);
+    return EditorOf(*type).read(f, r);
+}
+
+int readAs(char code, const std::vector<std::string>& controls) {
+    ComponentRecord r;
+    return readAs(code, controls, r);
+}
+
+struct FieldCase {
+    const char* what;
+    std::vector<std::string> controls;
+    int code;
+};
+
+void expectCodes(char type, const std::vector<std::string>& base,
+                 const std::vector<FieldCase>& cases) {
+    for (const FieldCase& c : cases) {
+        const int got = readAs(type, base + c.controls);
+        EXPECT_EQ(got, c.code) << type << ": " << c.what << " gave 0x" << std::hex << got;
+    }
+}
+
 TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
     // Picture and dialog of a type (and of its mark in byte 88); 0 is none.
     const std::tuple<char, std::uint8_t, int, int> rows[] = {
@@ -64,52 +114,31 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
 
 // A record made by a reader comes back unchanged through filler and reader.
 TEST(Fillers, AgreeWithReaders) {
-    struct Case {
-        char code;
-        std::vector<std::pair<std::uint32_t, std::string>> texts;
-        std::vector<std::uint32_t> checks;
-        std::vector<std::pair<std::uint32_t, int>> combos;
-    };
-    const Case cases[] = {
-        {'Z', {{1014, "E3"}, {1015, "Warten"}, {1162, "250"}}, {1160}, {}},
-        {'Z', {{1021, "B2"}, {1022, "4"}}, {1161}, {}},
-        {'I', {{1198, "100"}, {1201, "7"}}, {1178, 1182, 1190, 1181, 1189}, {{1202, 0}, {1205, 1}}},
-        {'u', {{1322, "S4"}, {1323, "B9"}, {1021, "Z1<Z2"}, {1022, "3"}}, {}, {}},
-        {'C', {{1322, "Z4"}, {2278, "Abschnitt 1"}, {1323, "B2"}}, {2280}, {}},
-        {'C', {{2278, "Ende"}, {1323, "B2"}}, {2282}, {}},
-        {'D', {{1324, "SAVE -m1 -S2"}, {1327, "x"}}, {1057}, {}},
-        {'p', {{1173, "c:\\a.jpg"}, {1174, "5"}, {1176, "50"}, {1177, "40"}}, {1171, 2180}, {}},
-        {'M', {{1013, "P1SA3"}, {1018, "T2"}, {1019, "="}, {1020, "12.5"}}, {1004, 1451}, {}},
+    const std::pair<char, std::vector<std::string>> cases[] = {
+        {'Z', {"1014=E3", "1015=Warten", "1162=250", "+1160"}},
+        {'Z', {"1021=B2", "1022=4", "+1161"}},
+        {'I',
+         {"1198=100", "1201=7", "+1178", "+1182", "+1190", "+1181", "+1189", "#1202=0", "#1205=1"}},
+        {'u', {"1322=S4", "1323=B9", "1021=Z1<Z2", "1022=3"}},
+        {'C', {"1322=Z4", "2278=Abschnitt 1", "1323=B2", "+2280"}},
+        {'C', {"2278=Ende", "1323=B2", "+2282"}},
+        {'D', {"1324=SAVE -m1 -S2", "1327=x", "+1057"}},
+        {'p', {"1173=c:\\a.jpg", "1174=5", "1176=50", "1177=40", "+1171", "+2180"}},
+        {'M', {"1013=P1SA3", "1018=T2", "1019==", "1020=12.5", "+1004", "+1451"}},
         {'M',
-         {{1013, "<S5>"},
-          {1016, "0.125"},
-          {1017, "1000"},
-          {1018, "P1"},
-          {1019, "\xBB"},
-          {1020, "-2.25"},
-          {1023, "P2"},
-          {1024, "<"},
-          {1025, "100.5"}},
-         {1005},
-         {{2177, 3}, {2179, 5}}},
-        {'M', {}, {1006, 2155}, {}},
+         {"1013=<S5>", "1016=0.125", "1017=1000", "1018=P1", "1019=\xBB", "1020=-2.25", "1023=P2",
+          "1024=<", "1025=100.5", "+1005", "#2177=3", "#2179=5"}},
+        {'M', {"+1006", "+2155"}},
     };
-    for (const Case& c : cases) {
-        const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(c.code)));
-        MapForm f;
-        for (const auto& [id, text] : c.texts)
-            f.setText(id, text);
-        for (std::uint32_t id : c.checks)
-            f.setChecked(id, true);
-        for (const auto& [id, index] : c.combos)
-            f.setCurrentIndex(id, index);
+    for (const auto& [code, controls] : cases) {
+        const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(code)));
         ComponentRecord first;
-        ASSERT_EQ(ed.read(f, first), 0) << c.code;
+        ASSERT_EQ(readAs(code, controls, first), 0) << code;
         MapForm again;
         ed.fill(first, again);
         ComponentRecord second = first;
-        ASSERT_EQ(ed.read(again, second), 0) << c.code;
-        EXPECT_EQ(first, second) << c.code;
+        ASSERT_EQ(ed.read(again, second), 0) << code;
+        EXPECT_EQ(first, second) << code;
     }
 }
 
@@ -125,33 +154,28 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     EXPECT_EQ(f.items(2177), (std::vector<std::string>{LangText(3160), LangText(3161),
                                                        LangText(3162), LangText(3163)}));
     EXPECT_EQ(f.items(2179).front(), "    0%");
-    struct Row {
-        int mode;
-        std::uint8_t link;
-        bool list, scan, trigger, save, link2, second, variant;
+    // By mode and link, which controls are enabled: the list, scan rate (3),
+    // trigger (3), saving (3), link, second trigger (3); then whether the
+    // transfer variants 2155 and 2156 are shown.
+    const std::uint32_t ids[] = {1013, 1016, 1017, 2179, 1018, 1019, 1020,
+                                 2025, 1451, 1452, 2177, 1023, 1024, 1025};
+    const std::tuple<int, std::uint8_t, std::string> rows[] = {
+        {0, 0, "1 000 111 111 0 000 00"},
+        {1, 0, "1 111 111 000 1 000 00"},
+        {1, 2, "1 111 111 000 1 111 00"},
+        {2, 2, "0 000 000 000 0 000 11"},
     };
-    const Row rows[] = {
-        {0, 0, true, false, true, true, false, false, false},
-        {1, 0, true, true, true, false, true, false, false},
-        {1, 2, true, true, true, false, true, true, false},
-        {2, 2, false, false, false, false, false, false, true},
-    };
-    for (const Row& row : rows) {
+    for (auto [mode, link, want] : rows) {
         MapForm m;
-        ApplyMeasuringMode(m, row.mode, row.link);
-        EXPECT_TRUE(m.checked(1004 + static_cast<std::uint32_t>(row.mode)));
-        EXPECT_EQ(m.enabled(1013), row.list) << row.mode;
-        for (std::uint32_t id : {1016u, 1017u, 2179u})
-            EXPECT_EQ(m.enabled(id), row.scan) << row.mode << " " << id;
-        for (std::uint32_t id : {1018u, 1019u, 1020u})
-            EXPECT_EQ(m.enabled(id), row.trigger) << row.mode;
-        for (std::uint32_t id : {2025u, 1451u, 1452u})
-            EXPECT_EQ(m.enabled(id), row.save) << row.mode;
-        EXPECT_EQ(m.enabled(2177), row.link2) << row.mode;
-        for (std::uint32_t id : {1023u, 1024u, 1025u})
-            EXPECT_EQ(m.enabled(id), row.second) << row.mode;
-        EXPECT_EQ(m.visible(2155), row.variant);
-        EXPECT_EQ(m.visible(2156), row.variant);
+        ApplyMeasuringMode(m, mode, link);
+        EXPECT_TRUE(m.checked(1004 + static_cast<std::uint32_t>(mode)));
+        std::string got;
+        for (std::uint32_t id : ids)
+            got += m.enabled(id) ? '1' : '0';
+        for (std::uint32_t id : {2155u, 2156u})
+            got += m.visible(id) ? '1' : '0';
+        std::erase(want, ' ');
+        EXPECT_EQ(got, want) << mode << "/" << int(link);
     }
     // An unknown mode is shown as M; a stored "ja" checks 1057.
     r.setU8(88, 'X');
@@ -209,65 +233,10 @@ TEST(GenericEditors, KeepThePayloadByteForByte) {
     EXPECT_EQ(generic, 19);
 }
 
-// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
-MapForm formOf(const std::vector<std::string>& controls) {
-    MapForm f;
-    for (const std::string& c : controls) {
-        if (c[0] == '+') {
-            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
-            continue;
-        }
-        const bool combo = c[0] == '#';
-        const auto eq = c.find('=');
-        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
-        if (combo)
-            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
-        else
-            f.setText(id, c.substr(eq + 1));
-    }
-    return f;
-}
-
-std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
-           std::uint8_t byte88 = 0) {
-    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
-    MapForm f = formOf(controls);
-    return EditorOf(*type).read(f, r);
-}
-
-int readAs(char code, const std::vector<std::string>& controls) {
-    ComponentRecord r;
-    return readAs(code, controls, r);
-}
-
-struct FieldCase {
-    const char* what;
-    std::vector<std::string> controls;
-    int code;
-};
-
-void expectCodes(char type, const std::vector<std::string>& base,
-                 const std::vector<FieldCase>& cases) {
-    for (const FieldCase& c : cases) {
-        const int got = readAs(type, base + c.controls);
-        EXPECT_EQ(got, c.code) << type << ": " << c.what << " gave 0x" << std::hex << got;
-    }
-}
-
 TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
     // A valid form of each type (and mode), and the field number of its
     // branch condition.
-    struct TypeCase {
-        char type;
-        std::vector<std::string> base;
-        int branchField;
-    };
-    const std::vector<TypeCase> types = {
+    const std::tuple<char, std::vector<std::string>, int> types[] = {
         {'Z', {"+1160", "1162=100"}, 4},
         {'Z', {"+1161"}, 3},
         {'I', {"+1178", "+1183"}, 7},
@@ -284,9 +253,8 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
         {'B', {}, 3},
         {'i', {}, 3},
     };
-    for (const TypeCase& t : types) {
-        const int f = t.branchField;
-        expectCodes(t.type, t.base,
+    for (const auto& [type, base, f] : types) {
+        expectCodes(type, base,
                     {
                         {"valid", {}, 0},
                         {"entry condition", {"1014=Z0"}, ErrorCode(11, 1)},
@@ -304,19 +272,19 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
 }
 
 TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
-    MapForm f = formOf({"1322=Q1"});
-    ComponentRecord r;
-    EXPECT_EQ(ReadBreak(f, r), ErrorCode(49, 3));
-    EXPECT_EQ(f.errorFieldControl, 1322u);
-    f = formOf({"1322=Z1", "1323=B1"});
-    EXPECT_EQ(ReadBreak(f, r), 0);
-    EXPECT_EQ(f.errorFieldControl, 0u);
-    f = formOf({"1173=a.bmp", "+1170", "1176=4", "1177=10"});
-    EXPECT_EQ(ReadPicture(f, r), 0x3D00);
-    EXPECT_EQ(f.errorFieldControl, 0u);  // size errors focus nothing
-    f = formOf({"+1170"});
-    EXPECT_EQ(ReadPicture(f, r), 0x3C00);
-    EXPECT_EQ(f.errorFieldControl, 1173u);
+    // The control a fault focuses; size errors of a picture focus nothing.
+    const std::tuple<char, std::vector<std::string>, int, std::uint32_t> cases[] = {
+        {'u', {"1322=Q1"}, ErrorCode(49, 3), 1322},
+        {'u', {"1322=Z1", "1323=B1"}, 0, 0},
+        {'p', {"1173=a.bmp", "+1170", "1176=4", "1177=10"}, 0x3D00, 0},
+        {'p', {"+1170"}, 0x3C00, 1173},
+    };
+    for (const auto& [code, controls, error, control] : cases) {
+        MapForm f = formOf(controls);
+        ComponentRecord r;
+        EXPECT_EQ(EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r), error);
+        EXPECT_EQ(f.errorFieldControl, control) << code << error;
+    }
 }
 
 TEST(TimeReader, FactorLimitsAndStoredBytes) {
@@ -573,12 +541,8 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
 }
 
 TEST(MeasuringList, ParsedEntries) {
-    struct Case {
-        const char* text;
-        int error;
-        std::vector<std::uint8_t> bytes;
-    };
-    const Case cases[] = {
+    // The text, the error, the bytes stored without one.
+    const std::tuple<const char*, int, std::vector<std::uint8_t>> cases[] = {
         {"P1P2", 0, {'P', 1, 0, 'P', 2, 0, 0}},
         {"SA3", 0, {'S', 'A', 3, 0}},
         {"  P31", 0, {'P', 31, 0, 0}},
@@ -595,11 +559,11 @@ TEST(MeasuringList, ParsedEntries) {
         {"<Sx>", 113, {}},
         {"", 14, {}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [text, error, want] : cases) {
         std::vector<std::uint8_t> bytes;
-        EXPECT_EQ(ParseVariableList(c.text, bytes), c.error) << c.text;
-        if (c.error == 0) {
-            EXPECT_EQ(bytes, c.bytes) << c.text;
+        EXPECT_EQ(ParseVariableList(text, bytes), error) << text;
+        if (error == 0) {
+            EXPECT_EQ(bytes, want) << text;
         }
     }
     ComponentRecord r;
@@ -618,14 +582,9 @@ TEST(MeasuringList, ParsedEntries) {
     EXPECT_EQ(FormatVariableList(r).size(), 40u);
 }
 
-// Expected result, then the conditions that give it.
-struct Group {
-    int error;
-    std::vector<const char*> texts;
-};
-
 TEST(ConditionCheck, AcceptedAndRefusedConditions) {
-    const Group groups[] = {
+    // Expected result, then the conditions that give it.
+    const std::pair<int, std::vector<const char*>> groups[] = {
         // Accepted: fixed words, the empty text, "1", 20 characters, the limits of
         // the numbers, every operator, text and variable operands, negation.
         {0, {"", "1", "INFO", "WEITER", "CONTINUE", "!WEITER", "!CONTINUE", "SPEICHER", "MEMORY"}},
@@ -654,9 +613,9 @@ TEST(ConditionCheck, AcceptedAndRefusedConditions) {
         // A text operand not closed.
         {22, {"S1=\"OK"}},
     };
-    for (const Group& g : groups)
-        for (const char* text : g.texts)
-            EXPECT_EQ(CheckCondition(text), g.error) << "condition '" << text << "'";
+    for (const auto& [error, texts] : groups)
+        for (const char* text : texts)
+            EXPECT_EQ(CheckCondition(text), error) << "condition '" << text << "'";
 }
 
 TEST(ConditionCheck, ListsTheVariablesItNames) {

@@ -115,13 +115,9 @@ std::vector<ComponentRecord> sampleRecords() {
 TEST(TextForm, AnEditedLineImportsAsExactlyThatEdit) {
     const auto original = sampleRecords();
     const std::string text = ExportText(original);
-    struct Case {
-        const char* from;  // regular expression of the line to replace
-        const char* to;
-        std::size_t step;
-        void (*expect)(ComponentRecord&);
-    };
-    const Case cases[] = {
+    // The line to replace (a regular expression), its new text, the step and
+    // the change the import must make to it.
+    const std::tuple<const char*, const char*, std::size_t, void (*)(ComponentRecord&)> cases[] = {
         {R"(comment = "Settle for 2 s")", R"(comment = "Settle für 3 s")", 3,
          [](ComponentRecord& r) { storeComment(r, "Settle f\xFCr 3 s"); }},
         {R"(time_factor = 200)", "time_factor = 300", 3,
@@ -143,29 +139,25 @@ TEST(TextForm, AnEditedLineImportsAsExactlyThatEdit) {
         {R"(registration = "B7")", R"(registration = "B9")", 8,
          [](ComponentRecord& r) { r.setU8(layout::brk::kRegistrationNumber, 9); }},
     };
-    for (const Case& c : cases) {
-        const std::string edited = std::regex_replace(text, std::regex(c.from), c.to);
-        ASSERT_NE(edited, text) << c.from;
+    for (const auto& [from, to, step, change] : cases) {
+        const std::string edited = std::regex_replace(text, std::regex(from), to);
+        ASSERT_NE(edited, text) << from;
         auto expected = original;
-        c.expect(expected[c.step - 1]);
+        change(expected[step - 1]);
         auto got = importOk(edited);
         ASSERT_EQ(got.size(), expected.size());
         for (std::size_t i = 0; i < got.size(); ++i) {
             got[i].setRecordMark(0);
             expected[i].setRecordMark(0);
-            EXPECT_EQ(got[i], expected[i]) << c.to << " step " << i + 1;
+            EXPECT_EQ(got[i], expected[i]) << to << " step " << i + 1;
         }
     }
 }
 
 TEST(TextForm, ADamagedTextIsRefusedWithItsLineAndWhatWasExpected) {
     const std::string good = ExportText(sampleRecords());
-    struct Case {
-        const char* from;
-        std::string to;
-        const char* expected;  // part of what the error says was expected
-    };
-    const Case cases[] = {
+    // The line to replace, its new text, part of what the error says was expected.
+    const std::tuple<std::string, std::string, const char*> cases[] = {
         {R"(time_factor = 200)", "time_factor = 70000", "from 0 to 65535"},
         {R"(time_factor = 200)", "time_factor = \"fast\"", "from 0 to 65535"},
         {R"(time_factor = 200)", "speed = 2", "not 'speed'"},
@@ -177,20 +169,20 @@ TEST(TextForm, ADamagedTextIsRefusedWithItsLineAndWhatWasExpected) {
         {R"(comment = "Settle for 2 s")", "comment = \"Settle", "string"},
         {R"(type = "Z")", "typ = \"Z\"", "type = "},
     };
-    for (const Case& c : cases) {
-        const std::string bad = std::regex_replace(good, std::regex(c.from), c.to,
-                                                   std::regex_constants::format_first_only);
+    for (const auto& [from, to, expected] : cases) {
+        const std::string bad =
+            std::regex_replace(good, std::regex(from), to, std::regex_constants::format_first_only);
         const auto result = ImportText(bad);
-        ASSERT_FALSE(result.ok()) << c.to;
-        const std::size_t at = bad.find(c.to);
+        ASSERT_FALSE(result.ok()) << to;
+        const std::size_t at = bad.find(to);
         const auto line = static_cast<std::size_t>(
             1 + std::count(bad.begin(), bad.begin() + static_cast<long>(at), '\n'));
         const auto& e = result.errors.front();
         // A missing type is reported at its step's header line.
-        if (std::string(c.from).rfind("type", 0) != 0) {
-            EXPECT_EQ(e.line, line) << c.to;
+        if (from.rfind("type", 0) != 0) {
+            EXPECT_EQ(e.line, line) << to;
         }
-        EXPECT_THAT(e.expected, HasSubstr(c.expected)) << c.to << ": " << e.expected;
+        EXPECT_THAT(e.expected, HasSubstr(expected)) << to << ": " << e.expected;
     }
     // The editor shows what was expected in its language.
     const auto range = ImportText(

@@ -289,11 +289,8 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
 }
 
 TEST(OldFormat, CommentConversionTable) {
-    struct Case {
-        std::vector<std::uint8_t> in;
-        std::vector<std::uint8_t> out;
-    };
-    const Case cases[] = {
+    using Bytes = std::vector<std::uint8_t>;
+    const std::pair<Bytes, Bytes> cases[] = {
         {{0x81, 0x84, 0x8E, 0x94, 0x99, 0x9A, 0xE1, 0xB3},
          {0xFC, 0xE4, 0xC4, 0xF6, 0xD6, 0xDC, 0xDF, 0xA6}},
         {{0xC4, 0xBF, 0xC0, 0xD9, 0xDA, 'x'}, {'-', '+', '+', '+', '+', 'x'}},
@@ -306,25 +303,18 @@ TEST(OldFormat, CommentConversionTable) {
         {{0x1B, 0x81, 0x84, 'z'}, {0x1B, 0x81, 0x84, 'z'}},
         {{'o', 'k', 0x7E, 0x80}, {'o', 'k', 0x7E, 0x80}},
     };
-    for (const Case& c : cases) {
+    for (auto [in, want] : cases) {
         std::uint8_t src[51] = {};
-        std::copy(c.in.begin(), c.in.end(), src);
+        std::copy(in.begin(), in.end(), src);
         std::uint8_t dst[51] = {};
         convertDosComment(src, sizeof src, dst, sizeof dst);
-        std::vector<std::uint8_t> got(dst, dst + c.out.size() + 1);
-        std::vector<std::uint8_t> want = c.out;
         want.push_back(0);
-        EXPECT_EQ(got, want) << "case starting with " << int(c.in[0]);
+        EXPECT_EQ(Bytes(dst, dst + want.size()), want) << "case starting with " << int(in[0]);
     }
 }
 
 TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     TempDir dir;
-    struct Case {
-        std::vector<std::uint8_t> bytes;
-        bool oldFormat;
-        std::size_t records;
-    };
     std::vector<std::uint8_t> current(3 * 800, 0);
     for (int i = 0; i < 3; ++i)
         current[i * 800] = current[i * 800 + 1] = 0xFF;
@@ -334,7 +324,8 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     std::vector<std::uint8_t> old(768 * 25, 0x20);
     old[0] = 1;
     old[1] = 0;
-    const Case cases[] = {
+    // The file's bytes, whether it reads as the old format, how many records.
+    const std::tuple<std::vector<std::uint8_t>, bool, std::size_t> cases[] = {
         {{}, true, 1},        // empty: one record
         {current, false, 3},  // whole records
         {currentPartial, false, 3},
@@ -342,18 +333,19 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
         {old, true, 25},
         {std::vector<std::uint8_t>(old.begin(), old.begin() + 768 * 2 + 767), true, 2},
     };
-    for (const Case& c : cases) {
+    for (const auto& [bytes, oldFormat, records] : cases) {
+        SCOPED_TRACE(bytes.size());
         const std::string path = dir.file("case.PAD");
-        writeBytes(path, c.bytes);
+        writeBytes(path, bytes);
         RecordFile file;
         ASSERT_TRUE(readRecordFile(path, file).ok());
-        EXPECT_EQ(file.oldFormat, c.oldFormat) << c.bytes.size();
-        EXPECT_EQ(file.records.size(), c.records) << c.bytes.size();
+        EXPECT_EQ(file.oldFormat, oldFormat);
+        EXPECT_EQ(file.records.size(), records);
         ProcedureList list;
         ASSERT_TRUE(loadProcedure(path, list).ok());
-        EXPECT_EQ(list.oldFormat, c.oldFormat ? 1u : 0u);
-        EXPECT_EQ(list.componentCount, c.records);
-        EXPECT_EQ(list.nodeCount(), c.records);
+        EXPECT_EQ(list.oldFormat, oldFormat ? 1u : 0u);
+        EXPECT_EQ(list.componentCount, records);
+        EXPECT_EQ(list.nodeCount(), records);
         EXPECT_EQ(list.currentNode, &list.procedureHead);
         EXPECT_EQ(list.documentOpen, 1u);
     }
