@@ -104,10 +104,7 @@ Records viewRecords() {
     for (const ComponentType& type : kCatalogue)
         r.push_back(typed(type.code));
     r.push_back(typed('P', 'G'));
-    ComponentRecord m = typed('M', 'M');
-    m.setU8(89, 1);
-    m.setU8(90, 'P');
-    m.setU8(91, 1);
+    ComponentRecord m = withBytes(typed('M', 'M'), 89, {1, 'P', 1});
     r.push_back(m);
     m.setU8(88, 'S');
     m.setU8(184, 2);  // triggers linked by "or"
@@ -123,15 +120,11 @@ Records viewRecords() {
     z.setU16(90, 42);
     r.push_back(z);
     r.push_back(interrupt({{2, 1, 'C', 1, 5}}));
-    ComponentRecord c = section(1, "Teil");
-    c.setU8(137, 3);
-    r.push_back(c);
+    r.push_back(withBytes(section(1, "Teil"), 137, {3}));
     r.push_back(typed('x'));
     r.push_back(typed('B', 5));
-    ComponentRecord printer = typed('p');  // picture on the printer
+    ComponentRecord printer = withBytes(typed('p'), 90, {'P', 0, 1});  // picture on the printer
     printer.setText(112, "LOGO.BMP");
-    printer.setU8(90, 'P');
-    printer.setU8(92, 1);
     r.push_back(printer);
     for (char bus : {'Z', 'I', 'R'})
         r.push_back(interbus(bus));

@@ -516,30 +516,23 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
                                                 Step('Z', "e", 1), Step('Z', "f", 4)};
     build(steps);
     // The same deletes one by one through the view's Delete, highest first.
-    ProcedureList single;
-    single.documentOpen = 1;
-    single.currentNumber = 1;
-    test::ScriptedEditUi singleUi;
-    EditCommands singleCommands{single, singleUi};
-    for (const auto& r : steps) {
-        singleUi.selections.push_back(r);
-        singleCommands.append();
-    }
+    test::EditSession single;
+    single.appendAll(steps);
     for (std::uint32_t s : {5u, 2u}) {
-        single.goToStep(s);
-        singleCommands.remove();
+        single.list.goToStep(s);
+        single.commands.remove();
     }
 
     commands.removeSteps({2, 5});
-    EXPECT_EQ(records(list), records(single));
+    EXPECT_EQ(records(list), records(single.list));
     EXPECT_EQ(comments(), "a c d f");
     EXPECT_EQ(list.componentCount, 4u);
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
-    singleCommands.undo();
-    singleCommands.undo();
+    single.commands.undo();
+    single.commands.undo();
     commands.undo();
-    EXPECT_EQ(records(list), records(single));  // the kept undo rules, as one step
+    EXPECT_EQ(records(list), records(single.list));  // the kept undo rules, as one step
     EXPECT_EQ(comments(), "a b c d e f");
     commands.redo();
     EXPECT_EQ(comments(), "a c d f");

@@ -21,25 +21,6 @@
 namespace quelvari {
 namespace {
 
-// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
-MapForm formOf(const std::vector<std::string>& controls) {
-    MapForm f;
-    for (const std::string& c : controls) {
-        if (c[0] == '+') {
-            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
-            continue;
-        }
-        const bool combo = c[0] == '#';
-        const auto eq = c.find('=');
-        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
-        if (combo)
-            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
-        else
-            f.setText(id, c.substr(eq + 1));
-    }
-    return f;
-}
-
 std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -48,13 +29,21 @@ std::vector<std::string> operator+(std::vector<std::string> a, const std::vector
 int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
            std::uint8_t byte88 = 0) {
     const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
-    MapForm f = formOf(controls);
+    MapForm f = test::formOf(controls);
     return EditorOf(*type).read(f, r);
 }
 
 int readAs(char code, const std::vector<std::string>& controls) {
     ComponentRecord r;
     return readAs(code, controls, r);
+}
+
+// What reading `controls` as `code` stores into `r` (as a dialog reads into
+// the record it edits).
+ComponentRecord stored(char code, const std::vector<std::string>& controls,
+                       ComponentRecord r = {}) {
+    EXPECT_EQ(readAs(code, controls, r), 0) << code;
+    return r;
 }
 
 struct FieldCase {
@@ -132,8 +121,7 @@ TEST(Fillers, AgreeWithReaders) {
     };
     for (const auto& [code, controls] : cases) {
         const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(code)));
-        ComponentRecord first;
-        ASSERT_EQ(readAs(code, controls, first), 0) << code;
+        const ComponentRecord first = stored(code, controls);
         MapForm again;
         ed.fill(first, again);
         ComponentRecord second = first;
@@ -188,10 +176,7 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     EXPECT_FALSE(f.checked(1056));
     // A picture on the printer shows its options; the screen hides them.
     MapForm p;
-    ComponentRecord pr;
-    pr.setU8(90, 'P');
-    pr.setU8(93, 1);
-    FillPicture(pr, p);
+    FillPicture(test::withBytes({}, 90, {'P', 0, 0, 1}), p);
     EXPECT_TRUE(p.visible(2163));
     EXPECT_FALSE(p.visible(1175));  // line position in use
     EXPECT_EQ(p.fullText(2006), LangText(3089));
@@ -280,7 +265,7 @@ TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
         {'p', {"+1170"}, 0x3C00, 1173},
     };
     for (const auto& [code, controls, error, control] : cases) {
-        MapForm f = formOf(controls);
+        MapForm f = test::formOf(controls);
         ComponentRecord r;
         EXPECT_EQ(EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r), error);
         EXPECT_EQ(f.errorFieldControl, control) << code << error;
@@ -299,10 +284,9 @@ TEST(TimeReader, FactorLimitsAndStoredBytes) {
                     {"seventh character ignored", {"1162=000010x"}, 0},
                     {"blank", {"1162= 1"}, ErrorCode(1, 3)},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('Z', {"+1160", "1162=0000100"}, r), 0);
+    ComponentRecord r = stored('Z', {"+1160", "1162=0000100"});
     EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'Z', 0, 10, 0}));
-    ASSERT_EQ(readAs('Z', {"+1161", "1162=99"}, r), 0);
+    r = stored('Z', {"+1161", "1162=99"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'T', 0, 0, 0}));
 }
 
@@ -320,12 +304,8 @@ TEST(InterruptReader, RoutinesAndTimes) {
             {"time 0", {"+1178", "+1182", "#1202=0", "1198=0"}, ErrorCode(28, 3)},
             {"no time base, 49", {"+1178", "+1182", "+1190", "1198=49"}, 0},
         });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('I',
-                     {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181", "+1189", "+1197",
-                      "1201=5"},
-                     r),
-              0);
+    const ComponentRecord r = stored('I', {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181",
+                                           "+1189", "+1197", "1201=5"});
     // Routine 1 enabled (B, time base 1, 30), routine 3 disabled (C); 0 and 2 unused.
     EXPECT_EQ(test::bytesAt(r, 88, 32),
               (test::ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
@@ -363,14 +343,13 @@ TEST(BreakAndSectionReaders, VariablesAndNames) {
                     {"ident B0", {"1323=B0"}, ErrorCode(5, 5)},
                     {"ident B256", {"1323=B256"}, ErrorCode(5, 5)},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('u', {"1322=S12", "1323=B7"}, r), 0);
+    ComponentRecord r = stored('u', {"1322=S12", "1323=B7"});
     EXPECT_EQ(test::bytesAt(r, 88, 5), (test::ByteRow{'S', 12, 0, 'B', 7}));
-    ASSERT_EQ(readAs('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r), 0);
+    r = stored('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 2), (test::ByteRow{1, 0}));  // no reference for a middle section
     EXPECT_EQ(r.text(92, 41), "Abschnitt");
     EXPECT_EQ(test::bytesAt(r, 136, 2), (test::ByteRow{'B', 4}));
-    ASSERT_EQ(readAs('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r), 0);
+    r = stored('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 3), (test::ByteRow{0, 'Z', 3}));
 }
 
@@ -397,8 +376,7 @@ TEST(ModuleReader, NamesAndTheFileNameTest) {
     std::filesystem::remove(dir.file("keep.pa$"));
     // No test file is left behind.
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-    ComponentRecord r;
-    ASSERT_EQ(readAs('U', {"1206=" + name30}, r), 0);
+    const ComponentRecord r = stored('U', {"1206=" + name30});
     EXPECT_EQ(r.text(88, 31), name30);
     EXPECT_EQ(r.u8(118), 0);
     std::filesystem::current_path(old);
@@ -417,8 +395,7 @@ TEST(CommandReader, LinesAndTheirBareCodes) {
                     {"target 7 without branch", {"1324=a", "1022=7"}, 0x0404},
                     {"branch B3 target 0", {"1324=a", "1021=B3", "1022=0"}, 0x0305},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('D', {"+1057", "1324=SAVE -m1", "1326=" + l50}, r), 0);
+    const ComponentRecord r = stored('D', {"+1057", "1324=SAVE -m1", "1326=" + l50});
     EXPECT_EQ(r.u8(88), 1);
     EXPECT_EQ(r.text(96, 56), "SAVE -m1");
     EXPECT_EQ(r.text(152, 56), "");
@@ -438,18 +415,14 @@ TEST(PictureReader, SizesMediaAndKinds) {
                     {"negative width", {"+1171", "1176=-50", "1177=50"}, 0x3D00},
                     {"no file", {"1173=", "1176=50", "1177=50"}, 0x3C00},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('p',
-                     {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc", "1175=", "1176=20",
-                      "1177=30", "+2163", "+2180"},
-                     r),
-              0);
+    ComponentRecord r = stored('p', {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc",
+                                     "1175=", "1176=20", "1177=30", "+2163", "+2180"});
     // ".BMP" is not ".bmp": a JPEG by the stored kind.
     EXPECT_EQ(test::bytesAt(r, 88, 6), (test::ByteRow{1, 1, 'P', 'J', 1, 1}));
     EXPECT_EQ((std::vector<std::uint32_t>{r.u32(96), r.u32(100), r.u32(104), r.u32(108)}),
               (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
-    ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
+    r = stored('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r);
     EXPECT_EQ(test::bytesAt(r, 90, 2), (test::ByteRow{'D', 'B'}));
     // The file choice compares the extension ignoring case.
     MapForm f;
@@ -509,13 +482,9 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
                     {"edge in M", {"1013=P1", "1018=P1", "1019=\xAB", "1020=1"}, ErrorCode(19, 5)},
                     {"trigger in M", {"1013=P1", "1018=P1", "1019=<", "1020=1"}, 0},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(
-        readAs('M',
-               {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
-                "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"},
-               r),
-        0);
+    ComponentRecord r = stored(
+        'M', {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
+              "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"});
     EXPECT_EQ(test::bytesAt(r, 88, 9), (test::ByteRow{'S', 1, 'P', 1, 0, 'S', 'A', 3, 0}));
     EXPECT_EQ(r.u32(152), 250000u);
     EXPECT_EQ(r.u32(160), 500u);
@@ -525,15 +494,14 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
     EXPECT_FLOAT_EQ(r.f32(180), 12.5f);
     EXPECT_FLOAT_EQ(r.f32(196), -3.0f);
     // Mode M stores 1 measurement at 1 s whatever the disabled fields hold.
-    ASSERT_EQ(readAs('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r), 0);
+    r = stored('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r);
     EXPECT_EQ(r.u32(152), 1000000u);
     EXPECT_EQ(r.u32(160), 1u);
     // Mode T stores no list, scan rate, number or trigger.
-    ASSERT_EQ(readAs('M',
-                     {"+1006", "+2155", "1013=P1", "1016=1", "1017=5", "1018=P1", "1019=>",
-                      "1020=1", "#2177=1"},
-                     r),
-              0);
+    r = stored(
+        'M',
+        {"+1006", "+2155", "1013=P1", "1016=1", "1017=5", "1018=P1", "1019=>", "1020=1", "#2177=1"},
+        r);
     EXPECT_EQ(r.u8(88), 'T');
     EXPECT_EQ(r.u8(165), 1);
     for (std::size_t i = 90; i < 200; ++i)
@@ -566,19 +534,11 @@ TEST(MeasuringList, ParsedEntries) {
             EXPECT_EQ(bytes, want) << text;
         }
     }
-    ComponentRecord r;
-    const std::uint8_t direct[] = {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0};
-    for (std::size_t i = 0; i < sizeof direct; ++i)
-        r.setU8(90 + i, direct[i]);
+    ComponentRecord r = test::withBytes({}, 90, {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0});
     EXPECT_EQ(FormatVariableList(r), "P1SA31T12");
-    r.setU8(90, '@');
-    r.setU8(91, 7);
-    EXPECT_EQ(FormatVariableList(r), "<S7>");
-    for (std::size_t i = 90; i < 152; i += 3) {
-        r.setU8(i, 'S');
-        r.setU8(i + 1, 'A');
-        r.setU8(i + 2, 10);
-    }
+    EXPECT_EQ(FormatVariableList(test::withBytes(r, 90, {'@', 7})), "<S7>");
+    for (std::size_t i = 90; i < 152; i += 3)
+        r = test::withBytes(r, i, {'S', 'A', 10});
     EXPECT_EQ(FormatVariableList(r).size(), 40u);
 }
 

@@ -10,6 +10,7 @@
 #include <random>
 #include <regex>
 
+#include "check_builders.h"
 #include "components/layouts.h"
 #include "exchange/procedure_text.h"
 #include "exchange/step_diff.h"
@@ -298,22 +299,14 @@ TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
 
     // A procedure built here: entry conditions read, measured variables are
     // written, the break's reference is read and its registration written.
-    std::vector<ComponentRecord> own;
-    own.push_back(test::makeRecord('Z', "wait", "Z5>=Z6", 3));
-    ComponentRecord m = test::makeRecord('M', "measure");
-    const std::uint8_t vars[] = {'P', 1, 0, 'F', 'R', 3, 0};
-    for (std::size_t k = 0; k < sizeof vars; ++k)
-        m.setU8(layout::measuring::kVariables + k, vars[k]);
-    m.setU8(layout::measuring::kTriggerLetter, 'Z');
-    m.setU8(layout::measuring::kTriggerNumber, 5);
-    own.push_back(m);
-    ComponentRecord u = test::makeRecord('u', "break");
-    storeInputCondition(u, "P1>2");
-    u.setU8(layout::brk::kReferenceLetter, 'Z');
-    u.setU8(layout::brk::kReferenceNumber, 6);
-    u.setU8(layout::brk::kRegistrationLetter, 'B');
-    u.setU8(layout::brk::kRegistrationNumber, 7);
-    own.push_back(u);
+    namespace m = layout::measuring;
+    const std::vector<ComponentRecord> own = {
+        test::makeRecord('Z', "wait", "Z5>=Z6", 3),
+        test::withBytes(
+            test::withBytes(test::makeRecord('M'), m::kVariables, {'P', 1, 0, 'F', 'R', 3}),
+            m::kTriggerLetter, {'Z', 5}),
+        test::withBytes(test::withEntry(test::makeRecord('u'), "P1>2"),
+                        layout::brk::kReferenceLetter, {'Z', 6, 0, 'B', 7})};
     const auto y = exchange::CrossReference(own, "OWN.PAD");
     std::vector<std::string> lines;
     for (const auto& v : y.variables) {

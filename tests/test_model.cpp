@@ -231,14 +231,8 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(FixedText(1.5, 6, 1), "   1.5");
 
     // A memory measurement: scan rate 0.25 s, trigger value 1.5.
-    MapForm form;
-    form.setChecked(1005, true);  // mode S
-    form.setText(1013, "A1");
-    form.setText(1016, "0.25");
-    form.setText(1017, "1000");
-    form.setText(1018, "A1");
-    form.setText(1019, ">");
-    form.setText(1020, "1.5");
+    MapForm form = test::formOf(
+        {"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
     ComponentRecord save;
     ASSERT_EQ(ReadMeasuring(form, save), 0);
     EXPECT_EQ(save.u32(layout::measuring::kScanPeriod), 250000u);
@@ -249,12 +243,9 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(filled.fullText(1020), "1.500");
 
     // The instrument memory lines of the protocol.
-    ComponentRecord transfer;
-    transfer.setTypeCode('M');
-    transfer.setU8(layout::measuring::kMode, layout::measuring::kModeTransfer);
     ProcedureList list;
     list.appendRecord(save);
-    list.appendRecord(transfer);
+    list.appendRecord(test::typed('M', layout::measuring::kModeTransfer));
     for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
                               std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
         const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
