@@ -181,7 +181,6 @@ class EditFixture : public ::testing::Test, public EditSession {
         }
         EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);
     }
-
 };
 
 }  // namespace quelvari::test
