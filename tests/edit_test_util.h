@@ -166,6 +166,15 @@ class EditFixture : public ::testing::Test, public EditSession {
     std::string at() const {
         return std::to_string(list.currentNumber) + " " + list.viewRecord.comment();
     }
+    void undo(int times) {
+        while (times-- > 0)
+            commands.undo();
+    }
+    // Change with an editor that writes `comment` and returns OK.
+    void change(const std::string& comment) {
+        ui.editorComments = {comment};
+        commands.change();
+    }
     // The steps' comments, then "@" and the current step.
     std::string shown() const { return comments() + " @" + at(); }
     // The command and step number of undo entry `i`.

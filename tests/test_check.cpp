@@ -81,7 +81,9 @@ Records operator+(Records a, const ComponentRecord& b) {
 }
 
 // One finding: a set-up that gives it (at `step`, 0 for the arrow form) and
-// one that does not.
+// one that does not. Findings that the committed findings example gives and
+// the clean example keeps off in the same way (a transfer without memory, a
+// missing module) are the examples' tests.
 struct Case {
     const char* name;
     int id;
@@ -197,8 +199,6 @@ std::vector<Case> cases() {
         {"memory measured twice", 8009, 2, kCheckTarvisel,
          pad({measuring('S'), measuring('S'), measuring('T'), plain()}),
          pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
-        {"transfer without memory", 8010, 1, kCheckTarvisel, pad({measuring('T'), plain()}),
-         pad({measuring('S'), measuring('T'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, measured(37), measured(36)},
         {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
          [=](C& t) {
@@ -231,11 +231,6 @@ std::vector<Case> cases() {
         {"more than 32 module components", 8027, 33, kCheckTarvisel,
          withM({plain()}, repeat(moduleCall("M"), 33) + plain()),
          withM({plain()}, repeat(moduleCall("M"), 32) + plain())},
-        {"module missing", 8025, 0, kCheckTarvisel, pad({moduleCall("GONE"), plain()}),
-         [](C& t) {
-             t.module("HERE", {plain()});
-             t.procedure({moduleCall("HERE"), plain()});
-         }},
         {"interrupt in module", 8028, 1, kCheckTarvisel,
          withM({interrupt({{0, 2}}), plain()}, {moduleCall("M"), plain()}),
          withM({plain(), plain()}, {moduleCall("M"), plain()})},
@@ -368,9 +363,6 @@ TEST_F(Check, WarningsDoNotCountAndCleanRunWritesSystemFile) {
     ASSERT_EQ(sys.size(), kSystemBlockSize);
     EXPECT_EQ(ByteRow(sys.begin(), sys.begin() + 6), (ByteRow{35, 0, 0, 0, kCheckLumo, 0}));
     EXPECT_NE(std::find(r.lines.begin(), r.lines.end(), LangText(3145)), r.lines.end());
-    const auto overview = std::find(r.lines.begin(), r.lines.end(), LangText(3186));
-    ASSERT_LT(overview + 2, r.lines.end());
-    EXPECT_EQ(*(overview + 1) + "|" + *(overview + 2), "  1    Pumps  (B1)|  2    End  (B3)");
 }
 
 TEST_F(Check, CountWrapsAt256) {

@@ -368,12 +368,8 @@ TEST(CliScripts, SampleProcedureIsRebuiltByItsScript) {
     const auto r = runCommand(std::string(QUELVARI_EXAMPLES) + "/make-sample.sh " + QUELVARI_CLI +
                               " " + dir.file("s.PAD") + " 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
-    const auto built = readBytes(dir.file("s.PAD"));
-    EXPECT_EQ(built, readBytes(std::string(QUELVARI_EXAMPLES) + "/sample.PAD"));
-    std::string types;
-    for (std::size_t i = 0; i < built.size(); i += 800)
-        types += static_cast<char>(built[i + 83]);
-    EXPECT_EQ(types, "CMZIUDpu");
+    EXPECT_EQ(readBytes(dir.file("s.PAD")),
+              readBytes(std::string(QUELVARI_EXAMPLES) + "/sample.PAD"));
 }
 
 }  // namespace

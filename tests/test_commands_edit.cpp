@@ -151,9 +151,7 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     EXPECT_EQ(list.editRecord.number(), 2u);
 
     list.modified = 0;
-    ui.editorResults = {1};
-    ui.editorComments = {"changed"};
-    commands.change();
+    change("changed");
     EXPECT_EQ(shown(), "a changed @2 changed");
     EXPECT_EQ(list.currentNode->record.number(), 2u);
     EXPECT_EQ(list.modified, 1u);
@@ -164,8 +162,7 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     commands.change();
     EXPECT_EQ(comments(), "a changed");
 
-    commands.undo();  // the last entry holds "changed"
-    commands.undo();  // back to "b"
+    undo(2);  // the last entry holds "changed", the one before "b"
     EXPECT_EQ(shown(), "a b @2 b");
 
     list.documentOpen = 0;
@@ -408,23 +405,20 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     const ConfigPaths p = GetConfigPaths();
     EXPECT_EQ(p.file, dir.file("root/Quelvari/Quelvari_config.sys"));
 
-    Configuration c;
-    ReadConfiguration(c);  // no file: defaults
-    EXPECT_EQ(c.language, 0u);
-    EXPECT_EQ(c.printSize, 0u);
-    EnsureConfigDirectories();  // the write below needs it
+    // What reading makes of the settings `c`.
+    auto read = [](Configuration c) {
+        ReadConfiguration(c);
+        return std::pair(c.language, c.printSize);
+    };
+    EXPECT_EQ(read({}), std::pair(0u, 0u));  // no file: defaults
+    EnsureConfigDirectories();               // the write below needs it
 
     // A short file replaces only the bytes it has (the whole file is read
     // back by the concurrent settings changes of the bad input tests).
-    Configuration s{0x0303, 1};
     test::writeBytes(p.file, {2});
-    ReadConfiguration(s);
-    EXPECT_EQ(s.language, 0x0302u);
-    EXPECT_EQ(s.printSize, 1u);
+    EXPECT_EQ(read({0x0303, 1}), std::pair(0x0302u, 1u));
     test::writeBytes(p.file, {3, 0, 0, 0, 0});
-    ReadConfiguration(s);
-    EXPECT_EQ(s.language, 3u);
-    EXPECT_EQ(s.printSize, 0u);
+    EXPECT_EQ(read({0x0303, 1}), std::pair(3u, 0u));
 
     ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
     EXPECT_EQ(readBytes(p.file), (std::vector<std::uint8_t>{3, 0, 0, 0, 1, 0, 0, 0}));
@@ -493,8 +487,7 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
     EXPECT_EQ(records(list)[0].gotoTarget(), 1);
     EXPECT_EQ(commands.undoStack().count(), 2u);
 
-    commands.undo();
-    commands.undo();
+    undo(2);
     EXPECT_EQ(records(list), before);  // byte for byte
     EXPECT_EQ(commands.redoCount(), 2u);
     commands.redo();
@@ -529,8 +522,8 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     EXPECT_EQ(list.componentCount, 4u);
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
-    single.commands.undo();
-    single.commands.undo();
+    for (int i = 0; i < 2; ++i)
+        single.commands.undo();
     commands.undo();
     EXPECT_EQ(records(list), records(single.list));  // the kept undo rules, as one step
     EXPECT_EQ(comments(), "a b c d e f");
@@ -584,17 +577,14 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
 TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     build({Step('Z', "a"), Step('Z', "b"), Step('Z', "c")});
     list.goToStep(2);
-    ui.editorComments = {"B2"};
-    commands.change();
+    change("B2");
     commands.remove();  // "B2" goes, "c" is current
     ui.selections.push_back(Step('Z', "d"));
     commands.append();
     EXPECT_EQ(comments(), "a c d");
     const auto done = records(list);
 
-    commands.undo();
-    commands.undo();
-    commands.undo();
+    undo(3);
     EXPECT_EQ(comments(), "a b c");
     EXPECT_EQ(commands.redoCount(), 3u);
     commands.redo();
@@ -608,8 +598,7 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     commands.undo();
     EXPECT_EQ(commands.redoCount(), 1u);
     list.goToStep(1);
-    ui.editorComments = {"A1"};
-    commands.change();
+    change("A1");
     EXPECT_EQ(commands.redoCount(), 0u);
     commands.redo();  // nothing left
     EXPECT_EQ(comments(), "A1 c");
@@ -617,12 +606,9 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     // The stack keeps its ten entries: eleven changes, ten come back and go
     // again.
     commands.clearHistory();
-    for (int i = 0; i < 11; ++i) {
-        ui.editorComments = {"x" + std::to_string(i)};
-        commands.change();
-    }
-    for (int i = 0; i < 12; ++i)
-        commands.undo();
+    for (int i = 0; i < 11; ++i)
+        change("x" + std::to_string(i));
+    undo(12);
     EXPECT_EQ(list.procedureHead.record.comment(), "x0");
     EXPECT_EQ(commands.redoCount(), 10u);
     for (int i = 0; i < 10; ++i)

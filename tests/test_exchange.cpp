@@ -30,7 +30,8 @@ using test::runCli;
 using test::runCommand;
 using test::TempDir;
 
-const std::string kSample = std::string(QUELVARI_EXAMPLES) + "/sample.PAD";
+const std::string kExamples = QUELVARI_EXAMPLES;
+const std::string kSample = kExamples + "/sample.PAD";
 
 std::string q(const std::string& s) {
     return "'" + s + "'";
@@ -210,55 +211,48 @@ std::vector<ComponentRecord> withInsert(const std::vector<ComponentRecord>& reco
     return exchange::ListRecords(list);
 }
 
+// The changes from `a` to `b`, each as "kind step", then its fields.
+std::string changes(const std::vector<ComponentRecord>& a, const std::vector<ComponentRecord>& b) {
+    using K = exchange::StepChangeKind;
+    std::string out;
+    for (const auto& c : exchange::DiffSteps(a, b)) {
+        out += c.kind == K::Added     ? "added "
+               : c.kind == K::Removed ? "removed "
+               : c.kind == K::Moved   ? "moved "
+                                      : "changed ";
+        out += std::to_string(c.kind == K::Removed ? c.stepA : c.stepB);
+        for (const auto& f : c.fields)
+            out += ", " + f.name + ": " + f.before + " -> " + f.after;
+        out += "; ";
+    }
+    return out;
+}
+
 TEST(StepDiff, AlignsByContentAndFollowsRenumberedReferences) {
-    using exchange::StepChangeKind;
     const auto a = sampleRecords();
     // Sample step 8 branches to step 2 (an insertion before step 1, which
     // moves the target along, is the diff command's test). An insertion
     // before step 2 leaves the target at 2 (a reference equal to the place of
     // insertion stays), so the branch now leads to the new step.
-    auto changes = exchange::DiffSteps(a, withInsert(a, 2, test::makeRecord('Z', "new wait")));
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].kind, StepChangeKind::Added);
-    EXPECT_EQ(changes[1].stepB, 9u);
-    ASSERT_EQ(changes[1].fields.size(), 1u);
-    EXPECT_EQ(changes[1].fields[0].before, "2 (now 3)");
-    EXPECT_EQ(changes[1].fields[0].after, "2");
-
+    EXPECT_EQ(changes(a, withInsert(a, 2, test::makeRecord('Z', "new wait"))),
+              "added 2; changed 9, goto: 2 (now 3) -> 2; ");
     auto edited = a;
     storeComment(edited[3], "Pressure watch 2");
     edited[2].setU16(layout::time::kTimeFactor, 300);
-    changes = exchange::DiffSteps(a, edited);
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].kind, StepChangeKind::Changed);
-    ASSERT_EQ(changes[0].fields.size(), 1u);
-    EXPECT_EQ(changes[0].fields[0].name, "time_factor");
-    EXPECT_EQ(changes[0].fields[0].before, "200");
-    EXPECT_EQ(changes[0].fields[0].after, "300");
-    EXPECT_EQ(changes[1].fields[0].name, "comment");
+    EXPECT_EQ(changes(a, edited),
+              "changed 3, time_factor: 200 -> 300; "
+              "changed 4, comment: \"Pressure watch\" -> \"Pressure watch 2\"; ");
 
     // A goto that now leads elsewhere is a change; removing a step and moving
     // one to the end are told as such.
     auto retargeted = a;
     retargeted[7].setGotoTarget(3);
-    changes = exchange::DiffSteps(a, retargeted);
-    ASSERT_EQ(changes.size(), 1u);
-    EXPECT_EQ(changes[0].fields[0].name, "goto");
-    EXPECT_EQ(changes[0].fields[0].before, "2");
+    EXPECT_EQ(changes(a, retargeted), "changed 8, goto: 2 -> 3; ");
     auto reordered = a;
     reordered.erase(reordered.begin() + 5);                                  // D removed
     std::rotate(reordered.begin(), reordered.begin() + 1, reordered.end());  // C to the end
     reordered[5].setGotoTarget(1);  // the break still leads to the measuring step
-    changes = exchange::DiffSteps(a, reordered);
-    std::vector<std::pair<StepChangeKind, std::size_t>> got;
-    std::string fields;
-    for (const auto& c : changes) {
-        got.emplace_back(c.kind, c.kind == StepChangeKind::Removed ? c.stepA : c.stepB);
-        for (const auto& f : c.fields)
-            fields += f.name + ": " + f.before + " -> " + f.after + "; ";
-    }
-    const decltype(got) expected = {{StepChangeKind::Removed, 6}, {StepChangeKind::Moved, 7}};
-    EXPECT_EQ(got, expected) << fields;
+    EXPECT_EQ(changes(a, reordered), "removed 6; moved 7; ");
 }
 
 TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
@@ -270,17 +264,13 @@ TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
     auto b = withInsert(a, 1500, test::makeRecord('Z', "inserted"));
     storeComment(b[9], "changed near the start");
     storeComment(b[2990], "changed near the end");
-    std::vector<std::pair<exchange::StepChangeKind, std::size_t>> got;
-    for (const auto& c : exchange::DiffSteps(a, b))
-        got.emplace_back(c.kind, c.stepB);
-    const decltype(got) expected = {{exchange::StepChangeKind::Changed, 10},
-                                    {exchange::StepChangeKind::Added, 1500},
-                                    {exchange::StepChangeKind::Changed, 2991}};
-    EXPECT_EQ(got, expected);
+    EXPECT_EQ(changes(a, b),
+              "changed 10, comment: \"step 9\" -> \"changed near the start\"; added 1500; "
+              "changed 2991, comment: \"step 989\" -> \"changed near the end\"; ");
 }
 
 TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
-    const std::string path = std::string(QUELVARI_EXAMPLES) + "/check-findings/FINDINGS.PAD";
+    const std::string path = kExamples + "/check-findings/FINDINGS.PAD";
     std::vector<ComponentRecord> records;
     ASSERT_TRUE(exchange::ReadProcedureRecords(path, records).ok());
     ProcedureList list;
@@ -408,11 +398,10 @@ TEST(CliExchange, VarsListsReadersAndWriters) {
 TEST(CliExchange, CheckReportsAsJsonAndJunitForSeveralFiles) {
     TempDir dir;
     // Copies, so that the system files land in the temporary directory.
-    ASSERT_EQ(
-        runCommand("cp -r " + q(std::string(QUELVARI_EXAMPLES) + "/check-clean") + " " +
-                   q(std::string(QUELVARI_EXAMPLES) + "/check-findings") + " " + q(dir.path()))
-            .status,
-        0);
+    ASSERT_EQ(runCommand("cp -r " + q(kExamples + "/check-clean") + " " +
+                         q(kExamples + "/check-findings") + " " + q(dir.path()))
+                  .status,
+              0);
     const std::string clean = dir.file("check-clean/CLEAN.PAD");
     const std::string findings = dir.file("check-findings/FINDINGS.PAD");
     const std::string files = q(clean) + " " + q(findings);

@@ -50,8 +50,6 @@ TEST(TextLookup, TableRules) {
     EXPECT_STREQ(GetLangText(3201), "Erreur");
     setLanguage(9);
     EXPECT_STREQ(GetLangText(3201), "Fehler");
-    for (std::uint32_t l = 0; l < 4; ++l)
-        EXPECT_LE(textTableSize(l), kTextTableCapacity);
 }
 
 TEST(TextLookup, EveryUsedIdResolvesWhereItMust) {
@@ -200,8 +198,7 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
         for (int n = 1; n <= kErrorMessageCount; ++n) {
             if (l != kGerman && n == 110)
                 continue;
-            const std::string line0 = ErrorLine(l, n, 0);
-            EXPECT_THAT(line0, HasSubstr(std::to_string(n))) << l << "/" << n;
+            EXPECT_THAT(ErrorLine(l, n, 0), HasSubstr(std::to_string(n))) << l << "/" << n;
         }
     }
     EXPECT_STREQ(ErrorLine(kEnglish, 115, 0), "");
