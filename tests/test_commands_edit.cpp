@@ -119,6 +119,7 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     commands.remove();  // nothing left: no entry, no change
     EXPECT_EQ(commands.undoStack().count(), entries);
     commands.undo();
+    EXPECT_EQ(list.componentCount, 1u);
     EXPECT_EQ(shown(), "y @1 y");
     checkNumbering();
 }
