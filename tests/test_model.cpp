@@ -309,17 +309,15 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     std::vector<std::uint8_t> current(3 * 800, 0);
     for (int i = 0; i < 3; ++i)
         current[i * 800] = current[i * 800 + 1] = 0xFF;
-    std::vector<std::uint8_t> currentPartial = current;
-    currentPartial.resize(3 * 800 + 500);
     // An old file whose size is a multiple of 800 is still read in 768-byte steps.
     std::vector<std::uint8_t> old(768 * 25, 0x20);
     old[0] = 1;
     old[1] = 0;
-    // The file's bytes, whether it reads as the old format, how many records.
+    // The file's bytes, whether it reads as the old format, how many records
+    // (current files that end in a partial record are the batch test's below).
     const std::tuple<std::vector<std::uint8_t>, bool, std::size_t> cases[] = {
         {{}, true, 1},        // empty: one record
         {current, false, 3},  // whole records
-        {currentPartial, false, 3},
         {std::vector<std::uint8_t>(current.begin(), current.begin() + 300), false, 1},
         {old, true, 25},
         {std::vector<std::uint8_t>(old.begin(), old.begin() + 768 * 2 + 767), true, 2},
