@@ -12,6 +12,7 @@
 
 #include "check/check_support.h"
 #include "check/syntax_test.h"
+#include "check_builders.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
@@ -35,11 +36,8 @@ test::CommandResult cli(const std::string& args) {
     return test::runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
 
-void writeSample(const std::string& pad, int steps = 1) {
-    ProcedureList list;
-    for (int i = 0; i < steps; ++i)
-        list.appendRecord(test::makeRecord('Z', "step " + std::to_string(i)));
-    ASSERT_TRUE(writeProcedure(pad, list).ok());
+void writeSample(const std::string& pad, std::size_t steps = 1) {
+    test::writeRecords(pad, test::Records(steps, test::makeRecord('Z', "step")));
 }
 
 // Runs the tool `n` times at once in `dir`, the i-th time with `args(i)`;

@@ -116,9 +116,7 @@ Records viewRecords() {
     m.setU8(88, 'T');
     r.push_back(m);
     r.push_back(command({"", "SAVE -m1"}));
-    ComponentRecord z = typed('Z', 'Z');
-    z.setU16(90, 42);
-    r.push_back(z);
+    r.push_back(withBytes(typed('Z', 'Z'), 90, {42, 0}));
     r.push_back(interrupt({{2, 1, 'C', 1, 5}}));
     r.push_back(withBytes(section(1, "Teil"), 137, {3}));
     r.push_back(typed('x'));

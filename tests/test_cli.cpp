@@ -40,12 +40,9 @@ std::string pdfText(const std::string& pdf) {
 // `steps` time components whose first names B12 and the others Z3.
 void writeTimeSteps(const std::string& path, int steps) {
     Records records;
-    for (int i = 0; i < steps; ++i) {
-        ComponentRecord r = withEntry(makeRecord('Z', "step"), i == 0 ? "B12" : "Z3>5");
-        r.setU8(88, 'Z');
-        r.setU16(90, 10);
-        records.push_back(r);
-    }
+    for (int i = 0; i < steps; ++i)
+        records.push_back(withBytes(withEntry(makeRecord('Z', "step"), i == 0 ? "B12" : "Z3>5"), 88,
+                                    {'Z', 0, 10, 0}));
     writeRecords(path, records);
 }
 
