@@ -321,13 +321,13 @@ TEST_F(Check, EveryForbiddenTypeOfAnInterruptProcedure) {
                                            {'Z', 8004}, {'b', 8021}, {'d', 8024},
                                            {'U', 8026}, {'p', 8045}, {'g', 8068}};
     Records ir;
-    for (const auto& [type, id] : forbidden)
+    std::vector<Seen> expected;
+    for (const auto& [type, id] : forbidden) {
         ir.push_back(makeRecord(type));
+        expected.push_back({id, static_cast<int>(ir.size())});
+    }
     procedure({interrupt({{2, 1}}), interrupt({{2, 2}}), plain()});
     irq(3, ir);
-    std::vector<Seen> expected;
-    for (const auto& [type, id] : forbidden)
-        expected.push_back({id, static_cast<int>(expected.size()) + 1});
     EXPECT_EQ(findingsOf(run()), expected);
 }
 
