@@ -297,20 +297,17 @@ TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
             m::kTriggerLetter, {'Z', 5}),
         test::withBytes(test::withEntry(test::makeRecord('u'), "P1>2"),
                         layout::brk::kReferenceLetter, {'Z', 6, 0, 'B', 7})};
-    const auto y = exchange::CrossReference(own, "OWN.PAD");
-    std::vector<std::string> lines;
-    for (const auto& v : y.variables) {
-        std::string line = v.name + " r";
-        for (const auto& s : v.reads)
-            line += " " + std::to_string(s.step);
-        line += " w";
-        for (const auto& s : v.writes)
-            line += " " + std::to_string(s.step);
-        lines.push_back(line);
+    std::string uses;
+    for (const auto& v : exchange::CrossReference(own, "OWN.PAD").variables) {
+        uses += v.name + " r";
+        for (const auto& site : v.reads)
+            uses += " " + std::to_string(site.step);
+        uses += " w";
+        for (const auto& site : v.writes)
+            uses += " " + std::to_string(site.step);
+        uses += "; ";
     }
-    const std::vector<std::string> expected = {"B7 r w 3", "P1 r 3 w 2", "Z5 r 1 2 w", "Z6 r 1 3 w",
-                                               "FR3 r w 2"};
-    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(uses, "B7 r w 3; P1 r 3 w 2; Z5 r 1 2 w; Z6 r 1 3 w; FR3 r w 2; ");
 }
 
 TEST(CliExchange, ExportImportGivesTheSaveAsBytesAndRefusesADamagedText) {
