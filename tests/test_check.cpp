@@ -185,11 +185,9 @@ std::vector<Case> cases() {
          pad({interrupt({{2, 1, 'C'}}), interrupt({{2, 2}}), plain()})},
         {"interval above 5000 ms", 8065, 1, kCheckTarvisel,
          pad({interrupt({{0, 1, 'C', 0, 5001}}), interrupt({{0, 2}}), plain()}),
-         [](C& t) {
-             // The limit is one of milliseconds: 60 in seconds is not above it.
-             t.procedure({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}),
-                          interrupt({{0, 2}, {1, 2}}), plain()});
-         }},
+         // The limit is one of milliseconds: 60 in seconds is not above it.
+         pad({interrupt({{0, 1, 'C', 0, 5000}, {1, 1, 'C', 1, 60}}), interrupt({{0, 2}, {1, 2}}),
+              plain()})},
         {"external routine on an instrument", 8052, 1, kCheckPv3320,
          pad({interrupt({{3, 1, 'C'}}), interrupt({{3, 2}}), plain()}),
          [](C& t) {
@@ -281,12 +279,8 @@ std::vector<Case> cases() {
          pad({command({"SAVE -m123 -SAB", "SAVE -ir2123 -Sxx", "COPY A B"}), plain()})},
         {"more than 96 variables", 8070, 97, kCheckPv6410, variables(97), variables(96)},
         {"measuring to memory in IR", 8013, 1, kCheckTarvisel, irWith({measuring('S'), plain()}),
-         [=](C& t) {
-             // Measuring and saving in a file does not touch the instrument memory.
-             ComponentRecord toFile = measuring('M');
-             toFile.setU8(layout::measuring::kSaveInFile, 1);
-             irWith({toFile, plain()})(t);
-         }},
+         // Measuring and saving in a file does not touch the instrument memory.
+         irWith({withBytes(measuring('M'), layout::measuring::kSaveInFile, {1}), plain()})},
         {"memory transfer in IR", 8013, 1, kCheckTarvisel, irWith({measuring('T'), plain()}),
          irWith({measuring('M'), plain()})},
         {"IR longer than 30", 8053, 31, kCheckTarvisel, irWith(repeat(plain(), 31)),
