@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "check/syntax_test.h"
+#include "components/form.h"
 #include "components/layouts.h"
 #include "model/procedure_file.h"
 #include "test_util.h"
@@ -14,11 +15,38 @@ namespace quelvari::test {
 
 using Records = std::vector<ComponentRecord>;
 
+// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
+inline MapForm formOf(const std::vector<std::string>& controls) {
+    MapForm f;
+    for (const std::string& c : controls) {
+        if (c[0] == '+') {
+            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
+            continue;
+        }
+        const bool combo = c[0] == '#';
+        const auto eq = c.find('=');
+        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
+        if (combo)
+            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
+        else
+            f.setText(id, c.substr(eq + 1));
+    }
+    return f;
+}
+
 // A bare record of type `code` with `byte88` as the first payload byte.
 inline ComponentRecord typed(char code, std::uint8_t byte88 = 0) {
     ComponentRecord r;
     r.setTypeCode(static_cast<std::uint8_t>(code));
     r.setU8(88, byte88);
+    return r;
+}
+
+// `r` with the bytes from `offset` on set to `bytes`.
+inline ComponentRecord withBytes(ComponentRecord r, std::size_t offset,
+                                 const std::vector<std::uint8_t>& bytes) {
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        r.setU8(offset + i, bytes[i]);
     return r;
 }
 

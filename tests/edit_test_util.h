@@ -121,11 +121,9 @@ class ScriptedFileUi : public FileUi {
     }
 };
 
-// An open, empty procedure in German with its commands.
-class EditFixture : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        setLanguage(kGerman);
+// An open, empty procedure with its commands.
+struct EditSession {
+    EditSession() {
         list.documentOpen = 1;
         list.currentNumber = 1;
     }
@@ -136,6 +134,15 @@ class EditFixture : public ::testing::Test {
             commands.append();
         }
     }
+    ProcedureList list;
+    ScriptedEditUi ui;
+    EditCommands commands{list, ui};
+};
+
+// An edit session in German with helpers that show its state.
+class EditFixture : public ::testing::Test, public EditSession {
+  protected:
+    void SetUp() override { setLanguage(kGerman); }
     static std::vector<ComponentRecord> records(const ProcedureList& l) {
         std::vector<ComponentRecord> out;
         for (const ComponentNode* n = &l.procedureHead; n; n = n->next)
@@ -159,6 +166,17 @@ class EditFixture : public ::testing::Test {
     std::string at() const {
         return std::to_string(list.currentNumber) + " " + list.viewRecord.comment();
     }
+    void undo(int times) {
+        while (times-- > 0)
+            commands.undo();
+    }
+    // Change with an editor that writes `comment` and returns OK.
+    void change(const std::string& comment) {
+        ui.editorComments = {comment};
+        commands.change();
+    }
+    // The steps' comments, then "@" and the current step.
+    std::string shown() const { return comments() + " @" + at(); }
     // The command and step number of undo entry `i`.
     std::pair<std::uint32_t, std::uint32_t> entry(std::size_t i) const {
         return {commands.undoStack().slot(i).commandId, commands.undoStack().slot(i).stepNumber};
@@ -172,10 +190,6 @@ class EditFixture : public ::testing::Test {
         }
         EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);
     }
-
-    ProcedureList list;
-    ScriptedEditUi ui;
-    EditCommands commands{list, ui};
 };
 
 }  // namespace quelvari::test

@@ -12,6 +12,7 @@
 
 #include "check/check_support.h"
 #include "check/syntax_test.h"
+#include "check_builders.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
@@ -35,11 +36,8 @@ test::CommandResult cli(const std::string& args) {
     return test::runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
 
-void writeSample(const std::string& pad, int steps = 1) {
-    ProcedureList list;
-    for (int i = 0; i < steps; ++i)
-        list.appendRecord(test::makeRecord('Z', "step " + std::to_string(i)));
-    ASSERT_TRUE(writeProcedure(pad, list).ok());
+void writeSample(const std::string& pad, std::size_t steps = 1) {
+    test::writeRecords(pad, test::Records(steps, test::makeRecord('Z', "step")));
 }
 
 // Runs the tool `n` times at once in `dir`, the i-th time with `args(i)`;
@@ -53,13 +51,9 @@ std::string runAtOnce(const TempDir& dir, int n, const std::function<std::string
     return test::runCommand("sh " + dir.file("run.sh")).out;
 }
 
-// What is not a regular file, made at a path; `why` is in the detail line.
-struct Kind {
-    const char* name;
-    const char* why;
-    std::function<int(const std::string&)> make;
-};
-const Kind kKinds[] = {
+// What is not a regular file: its name, what the detail line says, and how
+// it is made at a path.
+const std::tuple<const char*, const char*, std::function<int(const std::string&)>> kKinds[] = {
     {"FIFO", "is not a regular file",
      [](const std::string& p) { return ::mkfifo(p.c_str(), 0600); }},
     {"directory", "directory", [](const std::string& p) { return ::mkdir(p.c_str(), 0755); }},
@@ -70,20 +64,20 @@ const Kind kKinds[] = {
 };
 
 TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
+    for (const auto& [name, why, make] : kKinds) {
+        SCOPED_TRACE(name);
         TempDir dir;
         const std::string pad = dir.file("T.PAD"), side = dir.file("T.TXT"),
                           bad = dir.file("X.PAD");
         writeSample(pad);
         writeSample(dir.file("U.PAD"));
-        ASSERT_EQ(kind.make(side), 0);
-        ASSERT_EQ(kind.make(bad), 0);
+        ASSERT_EQ(make(side), 0);
+        ASSERT_EQ(make(bad), 0);
         // Open and the syntax test give the catalogue message, not a finding.
         RecordFile file;
         const Status read = readRecordFile(bad, file);
         EXPECT_EQ(read.code(), ErrorCode(kErrFileOpen));
-        EXPECT_THAT(read.detail(), HasSubstr(kind.why));
+        EXPECT_THAT(read.detail(), HasSubstr(why));
         EXPECT_TRUE(file.records.empty());
         ProcedureList list;
         EXPECT_EQ(loadProcedure(bad, list).code(), ErrorCode(kErrFileOpen));
@@ -94,7 +88,7 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
         EXPECT_FALSE(IsReadableRegularFile(bad));
         EXPECT_FALSE(ProbePicture(bad).found);
         std::string data;
-        EXPECT_THAT(ReadRegularFile(side, 100, data).detail(), HasSubstr(kind.why));
+        EXPECT_THAT(ReadRegularFile(side, 100, data).detail(), HasSubstr(why));
         const SideFileLoad load = LoadSideFile(side);
         EXPECT_FALSE(load.found || load.writable);
         EXPECT_EQ(UpdateSideFile(side, [](SideFileContent&) {}).message, kErrFileWrite);
@@ -112,7 +106,7 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
         for (const std::string& run : runs) {
             const auto c = cli(run);
             EXPECT_EQ(c.status, 2) << run << "\n" << c.out;
-            EXPECT_THAT(c.out, HasSubstr(kind.why)) << run << "\n" << c.out;
+            EXPECT_THAT(c.out, HasSubstr(why)) << run << "\n" << c.out;
             EXPECT_TRUE(c.out.find("FEHLER 92:") != std::string::npos ||
                         c.out.find("FEHLER 93:") != std::string::npos)
                 << c.out;
@@ -312,22 +306,21 @@ TEST(SaveOwnership, OwnerGroupAndModeOfTheOldFileAreKept) {
 TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
     // The empty file is 30 bytes of markers and line ends; the variable line
     // "V100   (1)      x" takes 17 and its line end 2.
-    struct Case {
-        std::size_t comment, text, variables, excess;
-    } const cases[] = {
+    // Characters of comment and text, variable lines, and the excess.
+    const std::size_t cases[][4] = {
         {99, 19999, 0, 128},    // 30 + 99 + 19999 = 20128
         {100, 10, 0, 1},        // a comment is cut at 99
         {0, 19970, 0, 0},       // exactly 20000 bytes
         {0, 19000, 52, 18},     // 30 + 19000 + 52 * 19 = 20018
         {0, 20000, 0, 1 + 29},  // the text is cut at 19999, and 20029 bytes
     };
-    for (const Case& c : cases) {
+    for (const auto& [comment, text, variables, excess] : cases) {
         SideFileContent content;
-        content.comment.assign(c.comment, 'c');
-        content.text.assign(c.text, 't');
-        for (std::size_t i = 0; i < c.variables; ++i)
+        content.comment.assign(comment, 'c');
+        content.text.assign(text, 't');
+        for (std::size_t i = 0; i < variables; ++i)
             content.variables.add(FormatVariableLine("V" + std::to_string(100 + i), 1, "x"));
-        EXPECT_EQ(SideFileExcess(content), c.excess) << c.comment << "/" << c.text;
+        EXPECT_EQ(SideFileExcess(content), excess) << comment << "/" << text;
     }
     // describe --text-file refuses with the count and leaves the file.
     TempDir dir;

@@ -43,6 +43,7 @@ FileSet findingsExample() {
 }
 
 const std::string kExamples = QUELVARI_EXAMPLES;
+const char* const kLangs[] = {"de", "en", "fr", "it"};  // --lang 0 to 3
 
 // Compares `out` with tests/data/golden/`name`, or writes it there.
 void expectGolden(const std::string& name, const std::string& out) {
@@ -59,40 +60,38 @@ void expectGolden(const std::string& name, const std::string& out) {
 // each language at least once (the directory of the run shown as DIR).
 TEST(CheckExamples, CommittedFilesMatchCheckAsExpectedAndGiveTheirProtocols) {
     const bool write = std::getenv("QUELVARI_WRITE_EXAMPLES") != nullptr;
-    struct Example {
-        std::string dir;
-        FileSet files;
-        std::string pad;
-        int status;
-        std::map<std::string, std::vector<int>> protocols;  // mode: the --lang values
-    };
-    const Example examples[] = {
-        {"check-clean", cleanExample(), "CLEAN.PAD", 0, {{"pv6410", {0, 2}}, {"pv3320", {1, 3}}}},
-        {"check-findings", findingsExample(), "FINDINGS.PAD", 1, {{"tarvisel", {0, 1}}}},
-    };
-    const char* const langs[] = {"de", "en", "fr", "it"};
-    for (const Example& e : examples) {
-        SCOPED_TRACE(e.dir);
+    // Directory, files, the procedure, its status, and the --lang values of
+    // the golden protocols by mode.
+    const std::tuple<std::string, FileSet, std::string, int,
+                     std::map<std::string, std::vector<int>>>
+        examples[] = {
+            {"check-clean",
+             cleanExample(),
+             "CLEAN.PAD",
+             0,
+             {{"pv6410", {0, 2}}, {"pv3320", {1, 3}}}},
+            {"check-findings", findingsExample(), "FINDINGS.PAD", 1, {{"tarvisel", {0, 1}}}},
+        };
+    for (const auto& [exampleDir, files, pad, status, protocols] : examples) {
+        SCOPED_TRACE(exampleDir);
         TempDir built;
-        for (const auto& [name, records] : e.files) {
+        for (const auto& [name, records] : files) {
             writeRecords(built.file(name), records);
-            const std::string committed = kExamples + "/" + e.dir + "/" + name;
+            const std::string committed = kExamples + "/" + exampleDir + "/" + name;
             if (write)
                 writeBytes(committed, readBytes(built.file(name)));
             EXPECT_EQ(readBytes(committed), readBytes(built.file(name))) << name;
         }
         for (const std::string mode : {"tarvisel", "lumo", "pv6410", "pv3320"}) {
-            const std::string check = "check " + built.file(e.pad) + " --mode " + mode;
+            const std::string check = "check " + built.file(pad) + " --mode " + mode;
             const auto r = runCli(check);
-            EXPECT_EQ(r.status, e.status) << mode << "\n" << r.out;
-            const auto protocols = e.protocols.find(mode);
-            if (protocols == e.protocols.end())
-                continue;
-            for (const int n : protocols->second) {
+            EXPECT_EQ(r.status, status) << mode << "\n" << r.out;
+            const auto langs = protocols.find(mode);
+            for (const int n : langs == protocols.end() ? std::vector<int>{} : langs->second) {
                 std::string out = runCli(check + " --lang " + std::to_string(n)).out;
                 for (std::size_t p; (p = out.find(built.path())) != std::string::npos;)
                     out.replace(p, built.path().size(), "DIR");
-                expectGolden(e.dir + "." + mode + "." + langs[n] + ".txt", out);
+                expectGolden(exampleDir + "." + mode + "." + kLangs[n] + ".txt", out);
             }
         }
     }
@@ -105,10 +104,7 @@ Records viewRecords() {
     for (const ComponentType& type : kCatalogue)
         r.push_back(typed(type.code));
     r.push_back(typed('P', 'G'));
-    ComponentRecord m = typed('M', 'M');
-    m.setU8(89, 1);
-    m.setU8(90, 'P');
-    m.setU8(91, 1);
+    ComponentRecord m = withBytes(typed('M', 'M'), 89, {1, 'P', 1});
     r.push_back(m);
     m.setU8(88, 'S');
     m.setU8(184, 2);  // triggers linked by "or"
@@ -120,19 +116,13 @@ Records viewRecords() {
     m.setU8(88, 'T');
     r.push_back(m);
     r.push_back(command({"", "SAVE -m1"}));
-    ComponentRecord z = typed('Z', 'Z');
-    z.setU16(90, 42);
-    r.push_back(z);
+    r.push_back(withBytes(typed('Z', 'Z'), 90, {42, 0}));
     r.push_back(interrupt({{2, 1, 'C', 1, 5}}));
-    ComponentRecord c = section(1, "Teil");
-    c.setU8(137, 3);
-    r.push_back(c);
+    r.push_back(withBytes(section(1, "Teil"), 137, {3}));
     r.push_back(typed('x'));
     r.push_back(typed('B', 5));
-    ComponentRecord printer = typed('p');  // picture on the printer
+    ComponentRecord printer = withBytes(typed('p'), 90, {'P', 0, 1});  // picture on the printer
     printer.setText(112, "LOGO.BMP");
-    printer.setU8(90, 'P');
-    printer.setU8(92, 1);
     r.push_back(printer);
     for (char bus : {'Z', 'I', 'R'})
         r.push_back(interbus(bus));
@@ -147,12 +137,11 @@ TEST(ViewGolden, DumpOfEveryType) {
     TempDir dir;
     const std::string pad = dir.file("views.PAD");
     writeRecords(pad, viewRecords());
-    const char* const langs[] = {"de", "en", "fr", "it"};  // --lang 0 to 3
     for (int n = 0; n < 4; ++n) {
-        SCOPED_TRACE(langs[n]);
+        SCOPED_TRACE(kLangs[n]);
         const auto dump = runCli("dump " + pad + " --lang " + std::to_string(n));
         ASSERT_EQ(dump.status, 0) << dump.out;
-        expectGolden(std::string("views.") + langs[n] + ".txt", dump.out);
+        expectGolden(std::string("views.") + kLangs[n] + ".txt", dump.out);
     }
 }
 

@@ -40,12 +40,9 @@ std::string pdfText(const std::string& pdf) {
 // `steps` time components whose first names B12 and the others Z3.
 void writeTimeSteps(const std::string& path, int steps) {
     Records records;
-    for (int i = 0; i < steps; ++i) {
-        ComponentRecord r = withEntry(makeRecord('Z', "step"), i == 0 ? "B12" : "Z3>5");
-        r.setU8(88, 'Z');
-        r.setU16(90, 10);
-        records.push_back(r);
-    }
+    for (int i = 0; i < steps; ++i)
+        records.push_back(withBytes(withEntry(makeRecord('Z', "step"), i == 0 ? "B12" : "Z3>5"), 88,
+                                    {'Z', 0, 10, 0}));
     writeRecords(path, records);
 }
 
@@ -197,19 +194,16 @@ std::string stepsOf(const std::string& path) {
 
 TEST_F(Cli, AddEditInsertAndDeleteStoreWhatTheViewWould) {
     const auto before = readBytes(pad);
-    EXPECT_EQ(before[800 + 83], 'U');
-    EXPECT_EQ(before[1600 + 88], 'G');
-    EXPECT_EQ(before[3200 + 83], 'i');
-    EXPECT_EQ(before[3200 + 88], 'R');  // the function chosen
+    // The types of steps 2 and 5, the graphic's mark and the function chosen.
+    EXPECT_EQ((ByteRow{before[883], before[1688], before[3283], before[3288]}),
+              (ByteRow{'U', 'G', 'i', 'R'}));
     // Edit without values changes nothing; with values only what was given.
     for (int step = 1; step <= 5; ++step)
         ASSERT_EQ(runCli("edit " + pad + " " + std::to_string(step)).status, 0) << step;
     EXPECT_EQ(readBytes(pad), before);
     ASSERT_EQ(runCli("edit " + pad + " 1 key-wait=1").status, 0);
     const auto after = readBytes(pad);
-    EXPECT_EQ(after[88], 'T');
-    EXPECT_EQ(after[90], 0);
-    EXPECT_EQ(after[6], 1);
+    EXPECT_EQ((ByteRow{after[88], after[90], after[6]}), (ByteRow{'T', 0, 1}));
     EXPECT_TRUE(std::equal(before.begin() + 800, before.end(), after.begin() + 800));
 
     // Combo entries: the last one of each box is taken, stored as the dialog does.
@@ -219,8 +213,9 @@ TEST_F(Cli, AddEditInsertAndDeleteStoreWhatTheViewWould) {
               0);
     const auto measuring = readBytes(pad);
     ASSERT_EQ(measuring.size(), 6u * 800);
-    EXPECT_EQ(measuring[5 * 800 + layout::measuring::kPretrigger], 100);
-    EXPECT_EQ(measuring[5 * 800 + layout::measuring::kTriggerLink], 3);
+    EXPECT_EQ((ByteRow{measuring[4000 + layout::measuring::kPretrigger],
+                       measuring[4000 + layout::measuring::kTriggerLink]}),
+              (ByteRow{100, 3}));
 
     // Insert and delete renumber the targets as the view does.
     const std::string r = dir.file("r.PAD");
@@ -255,8 +250,8 @@ TEST_F(Cli, OldFilesAndRecordsWithoutADialog) {
     ASSERT_EQ(runCli("convert '" + old + "' '" + out + "'").status, 0);
     const auto bytes = readBytes(out);
     ASSERT_EQ(bytes.size(), 1600u);
-    EXPECT_EQ(bytes[2], 1);    // record mark of a saved record
-    EXPECT_EQ(bytes[806], 2);  // step number of the second record
+    // The record mark of a saved record, the step number of the second one.
+    EXPECT_EQ((ByteRow{bytes[2], bytes[806]}), (ByteRow{1, 2}));
 
     // An Interbus-S record whose function byte names no dialog, and a type
     // byte outside the catalogue: dump shows them, edit refuses them.
@@ -370,12 +365,8 @@ TEST(CliScripts, SampleProcedureIsRebuiltByItsScript) {
     const auto r = runCommand(std::string(QUELVARI_EXAMPLES) + "/make-sample.sh " + QUELVARI_CLI +
                               " " + dir.file("s.PAD") + " 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
-    const auto built = readBytes(dir.file("s.PAD"));
-    EXPECT_EQ(built, readBytes(std::string(QUELVARI_EXAMPLES) + "/sample.PAD"));
-    std::string types;
-    for (std::size_t i = 0; i < built.size(); i += 800)
-        types += static_cast<char>(built[i + 83]);
-    EXPECT_EQ(types, "CMZIUDpu");
+    EXPECT_EQ(readBytes(dir.file("s.PAD")),
+              readBytes(std::string(QUELVARI_EXAMPLES) + "/sample.PAD"));
 }
 
 }  // namespace

@@ -28,17 +28,16 @@ using test::stepReference;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
-    commands.append();  // cancelled: only the current number moves
-    EXPECT_EQ(list.currentNumber, 1u);
+    commands.append();  // cancelled: nothing changes
     EXPECT_EQ(list.componentCount, 0u);
+    EXPECT_EQ(shown(), " @1 ");
     EXPECT_TRUE(commands.undoStack().empty());
 
     appendAll({Step('Z', "one")});
     EXPECT_EQ(list.nodeCount(), 1u);
     EXPECT_EQ(list.procedureHead.record.recordMark(), kRecordMarkMemory);
     appendAll({Step('M', "two")});
-    EXPECT_EQ(comments(), "one two");
-    EXPECT_EQ(at(), "2 two");
+    EXPECT_EQ(shown(), "one two @2 two");
     EXPECT_EQ(ui.status, "2 Schritte");
     EXPECT_EQ(list.modified, 1u);
     ASSERT_EQ(commands.undoStack().count(), 2u);
@@ -46,11 +45,9 @@ TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem
     checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), "one");
-    EXPECT_EQ(at(), "1 one");
+    EXPECT_EQ(shown(), "one @1 one");
     EXPECT_EQ(commands.undoStack().slot(1).commandId, 0u);  // the popped entry is cleared
     commands.undo();
-    EXPECT_EQ(list.componentCount, 0u);
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
     EXPECT_EQ(ui.status, "0 Schritte");
 
@@ -68,10 +65,9 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     EXPECT_EQ(list.pastePending, 1u);
     const std::size_t undoBefore = commands.undoStack().count();
     commands.insert();  // the copy of "b" goes in at step 2, no dialog opens
-    EXPECT_EQ(comments(), "a b b c d");
+    EXPECT_EQ(shown(), "a b b c d @2 b");
     // Targets above 2 rise by one; those equal to 2 stay and lead to the copy.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 2, 2, 5, 1}));
-    EXPECT_EQ(at(), "2 b");
     EXPECT_EQ(list.pastePending, 0u);
     EXPECT_EQ(commands.undoStack().count(), undoBefore);  // Insert makes no entry
     checkNumbering();
@@ -92,30 +88,26 @@ TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestore
                Step('Z', "s5")});
     list.goToStep(3);
     commands.remove();
-    EXPECT_EQ(comments(), "s1 s2 s4 s5");
+    EXPECT_EQ(shown(), "s1 s2 s4 s5 @3 s4");
     // Renumbered around the moved-up record's old number 4: 5 becomes 4,
     // 4 stays 4, 3 stays 3.
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 4, 3, 0}));
-    EXPECT_EQ(at(), "3 s4");
     EXPECT_EQ(ui.status, "4 Schritte");
     ASSERT_EQ(commands.undoStack().count(), 6u);
     EXPECT_EQ(entry(5), std::make_pair(cmd::kDelete, 3u));
     checkNumbering();
 
     commands.undo();
-    EXPECT_EQ(comments(), "s1 s2 s3 s4 s5");
-    EXPECT_EQ(at(), "3 s3");
+    EXPECT_EQ(shown(), "s1 s2 s3 s4 s5 @3 s3");
     checkNumbering();
 }
 
 TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     appendAll({Step('Z', "x"), Step('Z', "y")});
     commands.remove();  // the last: the previous one becomes current
-    EXPECT_EQ(comments(), "x");
-    EXPECT_EQ(at(), "1 x");
+    EXPECT_EQ(shown(), "x @1 x");
     commands.undo();  // comes back at the end and is current
-    EXPECT_EQ(comments(), "x y");
-    EXPECT_EQ(at(), "2 y");
+    EXPECT_EQ(shown(), "x y @2 y");
     checkNumbering();
 
     list.goToStep(1);
@@ -128,8 +120,8 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     EXPECT_EQ(commands.undoStack().count(), entries);
     commands.undo();
     EXPECT_EQ(list.componentCount, 1u);
-    EXPECT_EQ(list.nodeCount(), 1u);
-    EXPECT_EQ(at(), "1 y");
+    EXPECT_EQ(shown(), "y @1 y");
+    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, CutCopiesThenDeletesAndCopyOfNothingDoesNothing) {
@@ -160,12 +152,9 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     EXPECT_EQ(list.editRecord.number(), 2u);
 
     list.modified = 0;
-    ui.editorResults = {1};
-    ui.editorComments = {"changed"};
-    commands.change();
-    EXPECT_EQ(comments(), "a changed");
+    change("changed");
+    EXPECT_EQ(shown(), "a changed @2 changed");
     EXPECT_EQ(list.currentNode->record.number(), 2u);
-    EXPECT_EQ(at(), "2 changed");
     EXPECT_EQ(list.modified, 1u);
 
     // An unknown type returns its own code, which is not OK.
@@ -174,10 +163,8 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
     commands.change();
     EXPECT_EQ(comments(), "a changed");
 
-    commands.undo();  // the last entry holds "changed"
-    commands.undo();  // back to "b"
-    EXPECT_EQ(comments(), "a b");
-    EXPECT_EQ(list.currentNumber, 2u);
+    undo(2);  // the last entry holds "changed", the one before "b"
+    EXPECT_EQ(shown(), "a b @2 b");
 
     list.documentOpen = 0;
     commands.change();
@@ -254,28 +241,27 @@ TEST(CommandEnabling, TheRulesOfEachCommand) {
     // The start state is checked through the window's actions. Each row
     // changes the state, then lists commands that must be off and on.
     CommandState s;
-    struct Row {
-        std::function<void()> change;
-        std::vector<std::uint32_t> off, on;
-    };
-    const Row rows[] = {
-        {[&] { s.documentOpen = true; },
-         {cmd::kSyntaxTest, cmd::kTransfer, cmd::kChange},
-         {cmd::kPaste, cmd::kAppend}},
-        {[&] { s.viewTypeCode = 'M'; }, {}, {cmd::kChange}},
-        {[&] { s.componentCount = 1; }, {cmd::kSave, cmd::kPreCheck}, {cmd::kDelete, cmd::kSaveAs}},
-        {[&] { s.modified = true; }, {}, {cmd::kSave}},
-        {[&] { s.componentCount = 2; }, {cmd::kGoTo}, {cmd::kPreCheck}},
-        {[&] { s.componentCount = 3; }, {cmd::kUndo}, {cmd::kGoTo}},
-        {[&] { s.undoCount = 1; }, {cmd::kDescription}, {cmd::kUndo}},
-        {[&] { s.documentFileExists = true; }, {}, {cmd::kDescription}},
-    };
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        rows[i].change();
-        for (std::uint32_t id : rows[i].off)
-            EXPECT_FALSE(CommandEnabled(id, s)) << "row " << i << " command " << id;
-        for (std::uint32_t id : rows[i].on)
-            EXPECT_TRUE(CommandEnabled(id, s)) << "row " << i << " command " << id;
+    const std::tuple<std::function<void()>, std::vector<std::uint32_t>, std::vector<std::uint32_t>>
+        rows[] = {
+            {[&] { s.documentOpen = true; },
+             {cmd::kSyntaxTest, cmd::kTransfer, cmd::kChange},
+             {cmd::kPaste, cmd::kAppend}},
+            {[&] { s.viewTypeCode = 'M'; }, {}, {cmd::kChange}},
+            {[&] { s.componentCount = 1; },
+             {cmd::kSave, cmd::kPreCheck},
+             {cmd::kDelete, cmd::kSaveAs}},
+            {[&] { s.modified = true; }, {}, {cmd::kSave}},
+            {[&] { s.componentCount = 2; }, {cmd::kGoTo}, {cmd::kPreCheck}},
+            {[&] { s.componentCount = 3; }, {cmd::kUndo}, {cmd::kGoTo}},
+            {[&] { s.undoCount = 1; }, {cmd::kDescription}, {cmd::kUndo}},
+            {[&] { s.documentFileExists = true; }, {}, {cmd::kDescription}},
+        };
+    for (const auto& [change, off, on] : rows) {
+        change();
+        for (std::uint32_t id : off)
+            EXPECT_FALSE(CommandEnabled(id, s)) << "command " << id << " with " << s.componentCount;
+        for (std::uint32_t id : on)
+            EXPECT_TRUE(CommandEnabled(id, s)) << "command " << id << " with " << s.componentCount;
     }
 }
 
@@ -306,31 +292,26 @@ class FileCommandsTest : public ::testing::Test {
 TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     // Modified state reached by editing; the question is asked unless the
     // procedure is empty and has no file of its own.
-    struct Case {
-        const char* what;
-        const char* path;  // documentPath before Open
-        int components;
-        bool asks;
+    // The path before Open, the steps, whether Open asks.
+    const std::tuple<const char*, int, bool> cases[] = {
+        {"NoName.PAD", 0, false},  // empty, never saved
+        {"", 0, false},            // empty after Close
+        {"NoName.PAD", 1, true},   // one step, never saved
+        {"/tmp/x.PAD", 0, true},   // all steps deleted from a file
     };
-    const Case cases[] = {
-        {"empty, never saved", "NoName.PAD", 0, false},
-        {"empty after Close", "", 0, false},
-        {"one step, never saved", "NoName.PAD", 1, true},
-        {"all steps deleted from a file", "/tmp/x.PAD", 0, true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [path, components, asks] : cases) {
+        SCOPED_TRACE(path + std::to_string(components));
         ProcedureList l;
         ScriptedUi u;
         FileCommands commands(l, u);
-        for (int i = 0; i < c.components; ++i)
+        for (int i = 0; i < components; ++i)
             l.appendRecord(test::makeRecord('Z'));
-        l.documentPath = c.path;
+        l.documentPath = path;
         l.modified = 1;
         u.answers.push_back(Answer::Cancel);
         u.files.push_back(std::nullopt);
         commands.fileOpen();
-        EXPECT_EQ(u.questions.size(), c.asks ? 1u : 0u);
+        EXPECT_EQ(u.questions.size(), asks ? 1u : 0u);
     }
 
     // Close answered No leaves the flag set; the next Open does not ask again.
@@ -425,23 +406,20 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     const ConfigPaths p = GetConfigPaths();
     EXPECT_EQ(p.file, dir.file("root/Quelvari/Quelvari_config.sys"));
 
-    Configuration c;
-    ReadConfiguration(c);  // no file: defaults
-    EXPECT_EQ(c.language, 0u);
-    EXPECT_EQ(c.printSize, 0u);
-    EnsureConfigDirectories();  // the write below needs it
+    // What reading makes of the settings `c`.
+    auto read = [](Configuration c) {
+        ReadConfiguration(c);
+        return std::pair(c.language, c.printSize);
+    };
+    EXPECT_EQ(read({}), std::pair(0u, 0u));  // no file: defaults
+    EnsureConfigDirectories();               // the write below needs it
 
     // A short file replaces only the bytes it has (the whole file is read
     // back by the concurrent settings changes of the bad input tests).
-    Configuration s{0x0303, 1};
     test::writeBytes(p.file, {2});
-    ReadConfiguration(s);
-    EXPECT_EQ(s.language, 0x0302u);
-    EXPECT_EQ(s.printSize, 1u);
+    EXPECT_EQ(read({0x0303, 1}), std::pair(0x0302u, 1u));
     test::writeBytes(p.file, {3, 0, 0, 0, 0});
-    ReadConfiguration(s);
-    EXPECT_EQ(s.language, 3u);
-    EXPECT_EQ(s.printSize, 0u);
+    EXPECT_EQ(read({0x0303, 1}), std::pair(3u, 0u));
 
     ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
     EXPECT_EQ(readBytes(p.file), (std::vector<std::uint8_t>{3, 0, 0, 0, 1, 0, 0, 0}));
@@ -465,11 +443,7 @@ class StepCommands : public test::EditFixture {
 
 TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
     using V = std::vector<std::uint32_t>;
-    struct Case {
-        const char* what;
-        V order, expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, V, V> cases[] = {
         {"up: one step", MoveUpOrder(5, {3}), V{1, 3, 2, 4, 5}},
         {"up: a block", MoveUpOrder(5, {3, 4}), V{1, 3, 4, 2, 5}},
         {"up: top block stays, the other moves", MoveUpOrder(5, {1, 2, 4}), V{1, 2, 4, 3, 5}},
@@ -481,8 +455,8 @@ TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
         {"drop onto itself", MoveToOrder(5, {2, 3}, 3), V{}},
         {"out of range ignored", MoveUpOrder(3, {0, 9}), V{}},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.order, c.expected) << c.what;
+    for (const auto& [what, order, expected] : cases)
+        EXPECT_EQ(order, expected) << what;
 }
 
 TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
@@ -514,8 +488,7 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
     EXPECT_EQ(records(list)[0].gotoTarget(), 1);
     EXPECT_EQ(commands.undoStack().count(), 2u);
 
-    commands.undo();
-    commands.undo();
+    undo(2);
     EXPECT_EQ(records(list), before);  // byte for byte
     EXPECT_EQ(commands.redoCount(), 2u);
     commands.redo();
@@ -537,30 +510,23 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
                                                 Step('Z', "e", 1), Step('Z', "f", 4)};
     build(steps);
     // The same deletes one by one through the view's Delete, highest first.
-    ProcedureList single;
-    single.documentOpen = 1;
-    single.currentNumber = 1;
-    test::ScriptedEditUi singleUi;
-    EditCommands singleCommands{single, singleUi};
-    for (const auto& r : steps) {
-        singleUi.selections.push_back(r);
-        singleCommands.append();
-    }
+    test::EditSession single;
+    single.appendAll(steps);
     for (std::uint32_t s : {5u, 2u}) {
-        single.goToStep(s);
-        singleCommands.remove();
+        single.list.goToStep(s);
+        single.commands.remove();
     }
 
     commands.removeSteps({2, 5});
-    EXPECT_EQ(records(list), records(single));
+    EXPECT_EQ(records(list), records(single.list));
     EXPECT_EQ(comments(), "a c d f");
     EXPECT_EQ(list.componentCount, 4u);
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
-    singleCommands.undo();
-    singleCommands.undo();
+    for (int i = 0; i < 2; ++i)
+        single.commands.undo();
     commands.undo();
-    EXPECT_EQ(records(list), records(single));  // the kept undo rules, as one step
+    EXPECT_EQ(records(list), records(single.list));  // the kept undo rules, as one step
     EXPECT_EQ(comments(), "a b c d e f");
     commands.redo();
     EXPECT_EQ(comments(), "a c d f");
@@ -612,17 +578,14 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
 TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     build({Step('Z', "a"), Step('Z', "b"), Step('Z', "c")});
     list.goToStep(2);
-    ui.editorComments = {"B2"};
-    commands.change();
+    change("B2");
     commands.remove();  // "B2" goes, "c" is current
     ui.selections.push_back(Step('Z', "d"));
     commands.append();
     EXPECT_EQ(comments(), "a c d");
     const auto done = records(list);
 
-    commands.undo();
-    commands.undo();
-    commands.undo();
+    undo(3);
     EXPECT_EQ(comments(), "a b c");
     EXPECT_EQ(commands.redoCount(), 3u);
     commands.redo();
@@ -636,8 +599,7 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     commands.undo();
     EXPECT_EQ(commands.redoCount(), 1u);
     list.goToStep(1);
-    ui.editorComments = {"A1"};
-    commands.change();
+    change("A1");
     EXPECT_EQ(commands.redoCount(), 0u);
     commands.redo();  // nothing left
     EXPECT_EQ(comments(), "A1 c");
@@ -645,12 +607,9 @@ TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
     // The stack keeps its ten entries: eleven changes, ten come back and go
     // again.
     commands.clearHistory();
-    for (int i = 0; i < 11; ++i) {
-        ui.editorComments = {"x" + std::to_string(i)};
-        commands.change();
-    }
-    for (int i = 0; i < 12; ++i)
-        commands.undo();
+    for (int i = 0; i < 11; ++i)
+        change("x" + std::to_string(i));
+    undo(12);
     EXPECT_EQ(list.procedureHead.record.comment(), "x0");
     EXPECT_EQ(commands.redoCount(), 10u);
     for (int i = 0; i < 10; ++i)

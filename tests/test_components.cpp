@@ -21,6 +21,45 @@
 namespace quelvari {
 namespace {
 
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
+           std::uint8_t byte88 = 0) {
+    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
+    MapForm f = test::formOf(controls);
+    return EditorOf(*type).read(f, r);
+}
+
+int readAs(char code, const std::vector<std::string>& controls) {
+    ComponentRecord r;
+    return readAs(code, controls, r);
+}
+
+// What reading `controls` as `code` stores into `r` (as a dialog reads into
+// the record it edits).
+ComponentRecord stored(char code, const std::vector<std::string>& controls,
+                       ComponentRecord r = {}) {
+    EXPECT_EQ(readAs(code, controls, r), 0) << code;
+    return r;
+}
+
+struct FieldCase {
+    const char* what;
+    std::vector<std::string> controls;
+    int code;
+};
+
+void expectCodes(char type, const std::vector<std::string>& base,
+                 const std::vector<FieldCase>& cases) {
+    for (const FieldCase& c : cases) {
+        const int got = readAs(type, base + c.controls);
+        EXPECT_EQ(got, c.code) << type << ": " << c.what << " gave 0x" << std::hex << got;
+    }
+}
+
 TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
     // Picture and dialog of a type (and of its mark in byte 88); 0 is none.
     const std::tuple<char, std::uint8_t, int, int> rows[] = {
@@ -64,52 +103,30 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
 
 // A record made by a reader comes back unchanged through filler and reader.
 TEST(Fillers, AgreeWithReaders) {
-    struct Case {
-        char code;
-        std::vector<std::pair<std::uint32_t, std::string>> texts;
-        std::vector<std::uint32_t> checks;
-        std::vector<std::pair<std::uint32_t, int>> combos;
-    };
-    const Case cases[] = {
-        {'Z', {{1014, "E3"}, {1015, "Warten"}, {1162, "250"}}, {1160}, {}},
-        {'Z', {{1021, "B2"}, {1022, "4"}}, {1161}, {}},
-        {'I', {{1198, "100"}, {1201, "7"}}, {1178, 1182, 1190, 1181, 1189}, {{1202, 0}, {1205, 1}}},
-        {'u', {{1322, "S4"}, {1323, "B9"}, {1021, "Z1<Z2"}, {1022, "3"}}, {}, {}},
-        {'C', {{1322, "Z4"}, {2278, "Abschnitt 1"}, {1323, "B2"}}, {2280}, {}},
-        {'C', {{2278, "Ende"}, {1323, "B2"}}, {2282}, {}},
-        {'D', {{1324, "SAVE -m1 -S2"}, {1327, "x"}}, {1057}, {}},
-        {'p', {{1173, "c:\\a.jpg"}, {1174, "5"}, {1176, "50"}, {1177, "40"}}, {1171, 2180}, {}},
-        {'M', {{1013, "P1SA3"}, {1018, "T2"}, {1019, "="}, {1020, "12.5"}}, {1004, 1451}, {}},
+    const std::pair<char, std::vector<std::string>> cases[] = {
+        {'Z', {"1014=E3", "1015=Warten", "1162=250", "+1160"}},
+        {'Z', {"1021=B2", "1022=4", "+1161"}},
+        {'I',
+         {"1198=100", "1201=7", "+1178", "+1182", "+1190", "+1181", "+1189", "#1202=0", "#1205=1"}},
+        {'u', {"1322=S4", "1323=B9", "1021=Z1<Z2", "1022=3"}},
+        {'C', {"1322=Z4", "2278=Abschnitt 1", "1323=B2", "+2280"}},
+        {'C', {"2278=Ende", "1323=B2", "+2282"}},
+        {'D', {"1324=SAVE -m1 -S2", "1327=x", "+1057"}},
+        {'p', {"1173=c:\\a.jpg", "1174=5", "1176=50", "1177=40", "+1171", "+2180"}},
+        {'M', {"1013=P1SA3", "1018=T2", "1019==", "1020=12.5", "+1004", "+1451"}},
         {'M',
-         {{1013, "<S5>"},
-          {1016, "0.125"},
-          {1017, "1000"},
-          {1018, "P1"},
-          {1019, "\xBB"},
-          {1020, "-2.25"},
-          {1023, "P2"},
-          {1024, "<"},
-          {1025, "100.5"}},
-         {1005},
-         {{2177, 3}, {2179, 5}}},
-        {'M', {}, {1006, 2155}, {}},
+         {"1013=<S5>", "1016=0.125", "1017=1000", "1018=P1", "1019=\xBB", "1020=-2.25", "1023=P2",
+          "1024=<", "1025=100.5", "+1005", "#2177=3", "#2179=5"}},
+        {'M', {"+1006", "+2155"}},
     };
-    for (const Case& c : cases) {
-        const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(c.code)));
-        MapForm f;
-        for (const auto& [id, text] : c.texts)
-            f.setText(id, text);
-        for (std::uint32_t id : c.checks)
-            f.setChecked(id, true);
-        for (const auto& [id, index] : c.combos)
-            f.setCurrentIndex(id, index);
-        ComponentRecord first;
-        ASSERT_EQ(ed.read(f, first), 0) << c.code;
+    for (const auto& [code, controls] : cases) {
+        const Editor& ed = EditorOf(*FindType(static_cast<std::uint8_t>(code)));
+        const ComponentRecord first = stored(code, controls);
         MapForm again;
         ed.fill(first, again);
         ComponentRecord second = first;
-        ASSERT_EQ(ed.read(again, second), 0) << c.code;
-        EXPECT_EQ(first, second) << c.code;
+        ASSERT_EQ(ed.read(again, second), 0) << code;
+        EXPECT_EQ(first, second) << code;
     }
 }
 
@@ -125,33 +142,28 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     EXPECT_EQ(f.items(2177), (std::vector<std::string>{LangText(3160), LangText(3161),
                                                        LangText(3162), LangText(3163)}));
     EXPECT_EQ(f.items(2179).front(), "    0%");
-    struct Row {
-        int mode;
-        std::uint8_t link;
-        bool list, scan, trigger, save, link2, second, variant;
+    // By mode and link, which controls are enabled: the list, scan rate (3),
+    // trigger (3), saving (3), link, second trigger (3); then whether the
+    // transfer variants 2155 and 2156 are shown.
+    const std::uint32_t ids[] = {1013, 1016, 1017, 2179, 1018, 1019, 1020,
+                                 2025, 1451, 1452, 2177, 1023, 1024, 1025};
+    const std::tuple<int, std::uint8_t, std::string> rows[] = {
+        {0, 0, "1 000 111 111 0 000 00"},
+        {1, 0, "1 111 111 000 1 000 00"},
+        {1, 2, "1 111 111 000 1 111 00"},
+        {2, 2, "0 000 000 000 0 000 11"},
     };
-    const Row rows[] = {
-        {0, 0, true, false, true, true, false, false, false},
-        {1, 0, true, true, true, false, true, false, false},
-        {1, 2, true, true, true, false, true, true, false},
-        {2, 2, false, false, false, false, false, false, true},
-    };
-    for (const Row& row : rows) {
+    for (auto [mode, link, want] : rows) {
         MapForm m;
-        ApplyMeasuringMode(m, row.mode, row.link);
-        EXPECT_TRUE(m.checked(1004 + static_cast<std::uint32_t>(row.mode)));
-        EXPECT_EQ(m.enabled(1013), row.list) << row.mode;
-        for (std::uint32_t id : {1016u, 1017u, 2179u})
-            EXPECT_EQ(m.enabled(id), row.scan) << row.mode << " " << id;
-        for (std::uint32_t id : {1018u, 1019u, 1020u})
-            EXPECT_EQ(m.enabled(id), row.trigger) << row.mode;
-        for (std::uint32_t id : {2025u, 1451u, 1452u})
-            EXPECT_EQ(m.enabled(id), row.save) << row.mode;
-        EXPECT_EQ(m.enabled(2177), row.link2) << row.mode;
-        for (std::uint32_t id : {1023u, 1024u, 1025u})
-            EXPECT_EQ(m.enabled(id), row.second) << row.mode;
-        EXPECT_EQ(m.visible(2155), row.variant);
-        EXPECT_EQ(m.visible(2156), row.variant);
+        ApplyMeasuringMode(m, mode, link);
+        EXPECT_TRUE(m.checked(1004 + static_cast<std::uint32_t>(mode)));
+        std::string got;
+        for (std::uint32_t id : ids)
+            got += m.enabled(id) ? '1' : '0';
+        for (std::uint32_t id : {2155u, 2156u})
+            got += m.visible(id) ? '1' : '0';
+        std::erase(want, ' ');
+        EXPECT_EQ(got, want) << mode << "/" << int(link);
     }
     // An unknown mode is shown as M; a stored "ja" checks 1057.
     r.setU8(88, 'X');
@@ -164,10 +176,7 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     EXPECT_FALSE(f.checked(1056));
     // A picture on the printer shows its options; the screen hides them.
     MapForm p;
-    ComponentRecord pr;
-    pr.setU8(90, 'P');
-    pr.setU8(93, 1);
-    FillPicture(pr, p);
+    FillPicture(test::withBytes({}, 90, {'P', 0, 0, 1}), p);
     EXPECT_TRUE(p.visible(2163));
     EXPECT_FALSE(p.visible(1175));  // line position in use
     EXPECT_EQ(p.fullText(2006), LangText(3089));
@@ -209,65 +218,10 @@ TEST(GenericEditors, KeepThePayloadByteForByte) {
     EXPECT_EQ(generic, 19);
 }
 
-// "id=text" sets a text, "+id" checks a button, "#id=n" selects combo entry n.
-MapForm formOf(const std::vector<std::string>& controls) {
-    MapForm f;
-    for (const std::string& c : controls) {
-        if (c[0] == '+') {
-            f.setChecked(static_cast<std::uint32_t>(std::stoul(c.substr(1))), true);
-            continue;
-        }
-        const bool combo = c[0] == '#';
-        const auto eq = c.find('=');
-        const auto id = static_cast<std::uint32_t>(std::stoul(c.substr(combo, eq - combo)));
-        if (combo)
-            f.setCurrentIndex(id, std::stoi(c.substr(eq + 1)));
-        else
-            f.setText(id, c.substr(eq + 1));
-    }
-    return f;
-}
-
-std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
-           std::uint8_t byte88 = 0) {
-    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
-    MapForm f = formOf(controls);
-    return EditorOf(*type).read(f, r);
-}
-
-int readAs(char code, const std::vector<std::string>& controls) {
-    ComponentRecord r;
-    return readAs(code, controls, r);
-}
-
-struct FieldCase {
-    const char* what;
-    std::vector<std::string> controls;
-    int code;
-};
-
-void expectCodes(char type, const std::vector<std::string>& base,
-                 const std::vector<FieldCase>& cases) {
-    for (const FieldCase& c : cases) {
-        const int got = readAs(type, base + c.controls);
-        EXPECT_EQ(got, c.code) << type << ": " << c.what << " gave 0x" << std::hex << got;
-    }
-}
-
 TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
     // A valid form of each type (and mode), and the field number of its
     // branch condition.
-    struct TypeCase {
-        char type;
-        std::vector<std::string> base;
-        int branchField;
-    };
-    const std::vector<TypeCase> types = {
+    const std::tuple<char, std::vector<std::string>, int> types[] = {
         {'Z', {"+1160", "1162=100"}, 4},
         {'Z', {"+1161"}, 3},
         {'I', {"+1178", "+1183"}, 7},
@@ -284,9 +238,8 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
         {'B', {}, 3},
         {'i', {}, 3},
     };
-    for (const TypeCase& t : types) {
-        const int f = t.branchField;
-        expectCodes(t.type, t.base,
+    for (const auto& [type, base, f] : types) {
+        expectCodes(type, base,
                     {
                         {"valid", {}, 0},
                         {"entry condition", {"1014=Z0"}, ErrorCode(11, 1)},
@@ -304,19 +257,19 @@ TEST(ComponentReaders, HeadAndBranchFieldsWithEachTypesFieldNumbers) {
 }
 
 TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
-    MapForm f = formOf({"1322=Q1"});
-    ComponentRecord r;
-    EXPECT_EQ(ReadBreak(f, r), ErrorCode(49, 3));
-    EXPECT_EQ(f.errorFieldControl, 1322u);
-    f = formOf({"1322=Z1", "1323=B1"});
-    EXPECT_EQ(ReadBreak(f, r), 0);
-    EXPECT_EQ(f.errorFieldControl, 0u);
-    f = formOf({"1173=a.bmp", "+1170", "1176=4", "1177=10"});
-    EXPECT_EQ(ReadPicture(f, r), 0x3D00);
-    EXPECT_EQ(f.errorFieldControl, 0u);  // size errors focus nothing
-    f = formOf({"+1170"});
-    EXPECT_EQ(ReadPicture(f, r), 0x3C00);
-    EXPECT_EQ(f.errorFieldControl, 1173u);
+    // The control a fault focuses; size errors of a picture focus nothing.
+    const std::tuple<char, std::vector<std::string>, int, std::uint32_t> cases[] = {
+        {'u', {"1322=Q1"}, ErrorCode(49, 3), 1322},
+        {'u', {"1322=Z1", "1323=B1"}, 0, 0},
+        {'p', {"1173=a.bmp", "+1170", "1176=4", "1177=10"}, 0x3D00, 0},
+        {'p', {"+1170"}, 0x3C00, 1173},
+    };
+    for (const auto& [code, controls, error, control] : cases) {
+        MapForm f = test::formOf(controls);
+        ComponentRecord r;
+        EXPECT_EQ(EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r), error);
+        EXPECT_EQ(f.errorFieldControl, control) << code << error;
+    }
 }
 
 TEST(TimeReader, FactorLimitsAndStoredBytes) {
@@ -331,10 +284,9 @@ TEST(TimeReader, FactorLimitsAndStoredBytes) {
                     {"seventh character ignored", {"1162=000010x"}, 0},
                     {"blank", {"1162= 1"}, ErrorCode(1, 3)},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('Z', {"+1160", "1162=0000100"}, r), 0);
+    ComponentRecord r = stored('Z', {"+1160", "1162=0000100"});
     EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'Z', 0, 10, 0}));
-    ASSERT_EQ(readAs('Z', {"+1161", "1162=99"}, r), 0);
+    r = stored('Z', {"+1161", "1162=99"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'T', 0, 0, 0}));
 }
 
@@ -352,12 +304,8 @@ TEST(InterruptReader, RoutinesAndTimes) {
             {"time 0", {"+1178", "+1182", "#1202=0", "1198=0"}, ErrorCode(28, 3)},
             {"no time base, 49", {"+1178", "+1182", "+1190", "1198=49"}, 0},
         });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('I',
-                     {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181", "+1189", "+1197",
-                      "1201=5"},
-                     r),
-              0);
+    const ComponentRecord r = stored('I', {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181",
+                                           "+1189", "+1197", "1201=5"});
     // Routine 1 enabled (B, time base 1, 30), routine 3 disabled (C); 0 and 2 unused.
     EXPECT_EQ(test::bytesAt(r, 88, 32),
               (test::ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
@@ -395,14 +343,13 @@ TEST(BreakAndSectionReaders, VariablesAndNames) {
                     {"ident B0", {"1323=B0"}, ErrorCode(5, 5)},
                     {"ident B256", {"1323=B256"}, ErrorCode(5, 5)},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('u', {"1322=S12", "1323=B7"}, r), 0);
+    ComponentRecord r = stored('u', {"1322=S12", "1323=B7"});
     EXPECT_EQ(test::bytesAt(r, 88, 5), (test::ByteRow{'S', 12, 0, 'B', 7}));
-    ASSERT_EQ(readAs('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r), 0);
+    r = stored('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 2), (test::ByteRow{1, 0}));  // no reference for a middle section
     EXPECT_EQ(r.text(92, 41), "Abschnitt");
     EXPECT_EQ(test::bytesAt(r, 136, 2), (test::ByteRow{'B', 4}));
-    ASSERT_EQ(readAs('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r), 0);
+    r = stored('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r);
     EXPECT_EQ(test::bytesAt(r, 88, 3), (test::ByteRow{0, 'Z', 3}));
 }
 
@@ -429,8 +376,7 @@ TEST(ModuleReader, NamesAndTheFileNameTest) {
     std::filesystem::remove(dir.file("keep.pa$"));
     // No test file is left behind.
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-    ComponentRecord r;
-    ASSERT_EQ(readAs('U', {"1206=" + name30}, r), 0);
+    const ComponentRecord r = stored('U', {"1206=" + name30});
     EXPECT_EQ(r.text(88, 31), name30);
     EXPECT_EQ(r.u8(118), 0);
     std::filesystem::current_path(old);
@@ -449,8 +395,7 @@ TEST(CommandReader, LinesAndTheirBareCodes) {
                     {"target 7 without branch", {"1324=a", "1022=7"}, 0x0404},
                     {"branch B3 target 0", {"1324=a", "1021=B3", "1022=0"}, 0x0305},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('D', {"+1057", "1324=SAVE -m1", "1326=" + l50}, r), 0);
+    const ComponentRecord r = stored('D', {"+1057", "1324=SAVE -m1", "1326=" + l50});
     EXPECT_EQ(r.u8(88), 1);
     EXPECT_EQ(r.text(96, 56), "SAVE -m1");
     EXPECT_EQ(r.text(152, 56), "");
@@ -470,18 +415,14 @@ TEST(PictureReader, SizesMediaAndKinds) {
                     {"negative width", {"+1171", "1176=-50", "1177=50"}, 0x3D00},
                     {"no file", {"1173=", "1176=50", "1177=50"}, 0x3C00},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(readAs('p',
-                     {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc", "1175=", "1176=20",
-                      "1177=30", "+2163", "+2180"},
-                     r),
-              0);
+    ComponentRecord r = stored('p', {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc",
+                                     "1175=", "1176=20", "1177=30", "+2163", "+2180"});
     // ".BMP" is not ".bmp": a JPEG by the stored kind.
     EXPECT_EQ(test::bytesAt(r, 88, 6), (test::ByteRow{1, 1, 'P', 'J', 1, 1}));
     EXPECT_EQ((std::vector<std::uint32_t>{r.u32(96), r.u32(100), r.u32(104), r.u32(108)}),
               (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
-    ASSERT_EQ(readAs('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r), 0);
+    r = stored('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r);
     EXPECT_EQ(test::bytesAt(r, 90, 2), (test::ByteRow{'D', 'B'}));
     // The file choice compares the extension ignoring case.
     MapForm f;
@@ -541,44 +482,33 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
                     {"edge in M", {"1013=P1", "1018=P1", "1019=\xAB", "1020=1"}, ErrorCode(19, 5)},
                     {"trigger in M", {"1013=P1", "1018=P1", "1019=<", "1020=1"}, 0},
                 });
-    ComponentRecord r;
-    ASSERT_EQ(
-        readAs('M',
-               {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
-                "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"},
-               r),
-        0);
+    ComponentRecord r = stored(
+        'M', {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
+              "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"});
     EXPECT_EQ(test::bytesAt(r, 88, 9), (test::ByteRow{'S', 1, 'P', 1, 0, 'S', 'A', 3, 0}));
-    EXPECT_EQ(r.u32(152), 250000u);
-    EXPECT_EQ(r.u32(160), 500u);
-    EXPECT_EQ(r.u8(164), 100);
+    // Scan period in microseconds, number, pretrigger.
+    EXPECT_EQ((std::vector<std::uint32_t>{r.u32(152), r.u32(160), r.u8(164)}),
+              (std::vector<std::uint32_t>{250000, 500, 100}));
     EXPECT_EQ(test::bytesAt(r, 172, 4), (test::ByteRow{'P', 2, 0, 0xAB}));
     EXPECT_EQ(test::bytesAt(r, 184, 5), (test::ByteRow{2, 'T', 1, 0, '<'}));
     EXPECT_FLOAT_EQ(r.f32(180), 12.5f);
     EXPECT_FLOAT_EQ(r.f32(196), -3.0f);
     // Mode M stores 1 measurement at 1 s whatever the disabled fields hold.
-    ASSERT_EQ(readAs('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r), 0);
-    EXPECT_EQ(r.u32(152), 1000000u);
-    EXPECT_EQ(r.u32(160), 1u);
+    r = stored('M', {"+1004", "1013=P1", "1016=0", "1017=0"}, r);
+    EXPECT_EQ(std::pair(r.u32(152), r.u32(160)), std::pair(1000000u, 1u));
     // Mode T stores no list, scan rate, number or trigger.
-    ASSERT_EQ(readAs('M',
-                     {"+1006", "+2155", "1013=P1", "1016=1", "1017=5", "1018=P1", "1019=>",
-                      "1020=1", "#2177=1"},
-                     r),
-              0);
+    r = stored(
+        'M',
+        {"+1006", "+2155", "1013=P1", "1016=1", "1017=5", "1018=P1", "1019=>", "1020=1", "#2177=1"},
+        r);
     EXPECT_EQ(r.u8(88), 'T');
-    EXPECT_EQ(r.u8(165), 1);
     for (std::size_t i = 90; i < 200; ++i)
         EXPECT_EQ(r.u8(i), i == 165 ? 1 : 0) << i;  // only the transfer variant
 }
 
 TEST(MeasuringList, ParsedEntries) {
-    struct Case {
-        const char* text;
-        int error;
-        std::vector<std::uint8_t> bytes;
-    };
-    const Case cases[] = {
+    // The text, the error, the bytes stored without one.
+    const std::tuple<const char*, int, std::vector<std::uint8_t>> cases[] = {
         {"P1P2", 0, {'P', 1, 0, 'P', 2, 0, 0}},
         {"SA3", 0, {'S', 'A', 3, 0}},
         {"  P31", 0, {'P', 31, 0, 0}},
@@ -595,37 +525,24 @@ TEST(MeasuringList, ParsedEntries) {
         {"<Sx>", 113, {}},
         {"", 14, {}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [text, error, want] : cases) {
         std::vector<std::uint8_t> bytes;
-        EXPECT_EQ(ParseVariableList(c.text, bytes), c.error) << c.text;
-        if (c.error == 0) {
-            EXPECT_EQ(bytes, c.bytes) << c.text;
+        EXPECT_EQ(ParseVariableList(text, bytes), error) << text;
+        if (error == 0) {
+            EXPECT_EQ(bytes, want) << text;
         }
     }
-    ComponentRecord r;
-    const std::uint8_t direct[] = {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0};
-    for (std::size_t i = 0; i < sizeof direct; ++i)
-        r.setU8(90 + i, direct[i]);
+    ComponentRecord r = test::withBytes({}, 90, {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0});
     EXPECT_EQ(FormatVariableList(r), "P1SA31T12");
-    r.setU8(90, '@');
-    r.setU8(91, 7);
-    EXPECT_EQ(FormatVariableList(r), "<S7>");
-    for (std::size_t i = 90; i < 152; i += 3) {
-        r.setU8(i, 'S');
-        r.setU8(i + 1, 'A');
-        r.setU8(i + 2, 10);
-    }
+    EXPECT_EQ(FormatVariableList(test::withBytes(r, 90, {'@', 7})), "<S7>");
+    for (std::size_t i = 90; i < 152; i += 3)
+        r = test::withBytes(r, i, {'S', 'A', 10});
     EXPECT_EQ(FormatVariableList(r).size(), 40u);
 }
 
-// Expected result, then the conditions that give it.
-struct Group {
-    int error;
-    std::vector<const char*> texts;
-};
-
 TEST(ConditionCheck, AcceptedAndRefusedConditions) {
-    const Group groups[] = {
+    // Expected result, then the conditions that give it.
+    const std::pair<int, std::vector<const char*>> groups[] = {
         // Accepted: fixed words, the empty text, "1", 20 characters, the limits of
         // the numbers, every operator, text and variable operands, negation.
         {0, {"", "1", "INFO", "WEITER", "CONTINUE", "!WEITER", "!CONTINUE", "SPEICHER", "MEMORY"}},
@@ -654,9 +571,9 @@ TEST(ConditionCheck, AcceptedAndRefusedConditions) {
         // A text operand not closed.
         {22, {"S1=\"OK"}},
     };
-    for (const Group& g : groups)
-        for (const char* text : g.texts)
-            EXPECT_EQ(CheckCondition(text), g.error) << "condition '" << text << "'";
+    for (const auto& [error, texts] : groups)
+        for (const char* text : texts)
+            EXPECT_EQ(CheckCondition(text), error) << "condition '" << text << "'";
 }
 
 TEST(ConditionCheck, ListsTheVariablesItNames) {

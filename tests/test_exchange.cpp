@@ -10,6 +10,7 @@
 #include <random>
 #include <regex>
 
+#include "check_builders.h"
 #include "components/layouts.h"
 #include "exchange/procedure_text.h"
 #include "exchange/step_diff.h"
@@ -29,7 +30,8 @@ using test::runCli;
 using test::runCommand;
 using test::TempDir;
 
-const std::string kSample = std::string(QUELVARI_EXAMPLES) + "/sample.PAD";
+const std::string kExamples = QUELVARI_EXAMPLES;
+const std::string kSample = kExamples + "/sample.PAD";
 
 std::string q(const std::string& s) {
     return "'" + s + "'";
@@ -115,13 +117,9 @@ std::vector<ComponentRecord> sampleRecords() {
 TEST(TextForm, AnEditedLineImportsAsExactlyThatEdit) {
     const auto original = sampleRecords();
     const std::string text = ExportText(original);
-    struct Case {
-        const char* from;  // regular expression of the line to replace
-        const char* to;
-        std::size_t step;
-        void (*expect)(ComponentRecord&);
-    };
-    const Case cases[] = {
+    // The line to replace (a regular expression), its new text, the step and
+    // the change the import must make to it.
+    const std::tuple<const char*, const char*, std::size_t, void (*)(ComponentRecord&)> cases[] = {
         {R"(comment = "Settle for 2 s")", R"(comment = "Settle für 3 s")", 3,
          [](ComponentRecord& r) { storeComment(r, "Settle f\xFCr 3 s"); }},
         {R"(time_factor = 200)", "time_factor = 300", 3,
@@ -143,29 +141,25 @@ TEST(TextForm, AnEditedLineImportsAsExactlyThatEdit) {
         {R"(registration = "B7")", R"(registration = "B9")", 8,
          [](ComponentRecord& r) { r.setU8(layout::brk::kRegistrationNumber, 9); }},
     };
-    for (const Case& c : cases) {
-        const std::string edited = std::regex_replace(text, std::regex(c.from), c.to);
-        ASSERT_NE(edited, text) << c.from;
+    for (const auto& [from, to, step, change] : cases) {
+        const std::string edited = std::regex_replace(text, std::regex(from), to);
+        ASSERT_NE(edited, text) << from;
         auto expected = original;
-        c.expect(expected[c.step - 1]);
+        change(expected[step - 1]);
         auto got = importOk(edited);
         ASSERT_EQ(got.size(), expected.size());
         for (std::size_t i = 0; i < got.size(); ++i) {
             got[i].setRecordMark(0);
             expected[i].setRecordMark(0);
-            EXPECT_EQ(got[i], expected[i]) << c.to << " step " << i + 1;
+            EXPECT_EQ(got[i], expected[i]) << to << " step " << i + 1;
         }
     }
 }
 
 TEST(TextForm, ADamagedTextIsRefusedWithItsLineAndWhatWasExpected) {
     const std::string good = ExportText(sampleRecords());
-    struct Case {
-        const char* from;
-        std::string to;
-        const char* expected;  // part of what the error says was expected
-    };
-    const Case cases[] = {
+    // The line to replace, its new text, part of what the error says was expected.
+    const std::tuple<std::string, std::string, const char*> cases[] = {
         {R"(time_factor = 200)", "time_factor = 70000", "from 0 to 65535"},
         {R"(time_factor = 200)", "time_factor = \"fast\"", "from 0 to 65535"},
         {R"(time_factor = 200)", "speed = 2", "not 'speed'"},
@@ -177,20 +171,20 @@ TEST(TextForm, ADamagedTextIsRefusedWithItsLineAndWhatWasExpected) {
         {R"(comment = "Settle for 2 s")", "comment = \"Settle", "string"},
         {R"(type = "Z")", "typ = \"Z\"", "type = "},
     };
-    for (const Case& c : cases) {
-        const std::string bad = std::regex_replace(good, std::regex(c.from), c.to,
-                                                   std::regex_constants::format_first_only);
+    for (const auto& [from, to, expected] : cases) {
+        const std::string bad =
+            std::regex_replace(good, std::regex(from), to, std::regex_constants::format_first_only);
         const auto result = ImportText(bad);
-        ASSERT_FALSE(result.ok()) << c.to;
-        const std::size_t at = bad.find(c.to);
+        ASSERT_FALSE(result.ok()) << to;
+        const std::size_t at = bad.find(to);
         const auto line = static_cast<std::size_t>(
             1 + std::count(bad.begin(), bad.begin() + static_cast<long>(at), '\n'));
         const auto& e = result.errors.front();
         // A missing type is reported at its step's header line.
-        if (std::string(c.from).rfind("type", 0) != 0) {
-            EXPECT_EQ(e.line, line) << c.to;
+        if (from.rfind("type", 0) != 0) {
+            EXPECT_EQ(e.line, line) << to;
         }
-        EXPECT_THAT(e.expected, HasSubstr(c.expected)) << c.to << ": " << e.expected;
+        EXPECT_THAT(e.expected, HasSubstr(expected)) << to << ": " << e.expected;
     }
     // The editor shows what was expected in its language.
     const auto range = ImportText(
@@ -217,55 +211,48 @@ std::vector<ComponentRecord> withInsert(const std::vector<ComponentRecord>& reco
     return exchange::ListRecords(list);
 }
 
+// The changes from `a` to `b`, each as "kind step", then its fields.
+std::string changes(const std::vector<ComponentRecord>& a, const std::vector<ComponentRecord>& b) {
+    using K = exchange::StepChangeKind;
+    std::string out;
+    for (const auto& c : exchange::DiffSteps(a, b)) {
+        out += c.kind == K::Added     ? "added "
+               : c.kind == K::Removed ? "removed "
+               : c.kind == K::Moved   ? "moved "
+                                      : "changed ";
+        out += std::to_string(c.kind == K::Removed ? c.stepA : c.stepB);
+        for (const auto& f : c.fields)
+            out += ", " + f.name + ": " + f.before + " -> " + f.after;
+        out += "; ";
+    }
+    return out;
+}
+
 TEST(StepDiff, AlignsByContentAndFollowsRenumberedReferences) {
-    using exchange::StepChangeKind;
     const auto a = sampleRecords();
     // Sample step 8 branches to step 2 (an insertion before step 1, which
     // moves the target along, is the diff command's test). An insertion
     // before step 2 leaves the target at 2 (a reference equal to the place of
     // insertion stays), so the branch now leads to the new step.
-    auto changes = exchange::DiffSteps(a, withInsert(a, 2, test::makeRecord('Z', "new wait")));
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].kind, StepChangeKind::Added);
-    EXPECT_EQ(changes[1].stepB, 9u);
-    ASSERT_EQ(changes[1].fields.size(), 1u);
-    EXPECT_EQ(changes[1].fields[0].before, "2 (now 3)");
-    EXPECT_EQ(changes[1].fields[0].after, "2");
-
+    EXPECT_EQ(changes(a, withInsert(a, 2, test::makeRecord('Z', "new wait"))),
+              "added 2; changed 9, goto: 2 (now 3) -> 2; ");
     auto edited = a;
     storeComment(edited[3], "Pressure watch 2");
     edited[2].setU16(layout::time::kTimeFactor, 300);
-    changes = exchange::DiffSteps(a, edited);
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].kind, StepChangeKind::Changed);
-    ASSERT_EQ(changes[0].fields.size(), 1u);
-    EXPECT_EQ(changes[0].fields[0].name, "time_factor");
-    EXPECT_EQ(changes[0].fields[0].before, "200");
-    EXPECT_EQ(changes[0].fields[0].after, "300");
-    EXPECT_EQ(changes[1].fields[0].name, "comment");
+    EXPECT_EQ(changes(a, edited),
+              "changed 3, time_factor: 200 -> 300; "
+              "changed 4, comment: \"Pressure watch\" -> \"Pressure watch 2\"; ");
 
     // A goto that now leads elsewhere is a change; removing a step and moving
     // one to the end are told as such.
     auto retargeted = a;
     retargeted[7].setGotoTarget(3);
-    changes = exchange::DiffSteps(a, retargeted);
-    ASSERT_EQ(changes.size(), 1u);
-    EXPECT_EQ(changes[0].fields[0].name, "goto");
-    EXPECT_EQ(changes[0].fields[0].before, "2");
+    EXPECT_EQ(changes(a, retargeted), "changed 8, goto: 2 -> 3; ");
     auto reordered = a;
     reordered.erase(reordered.begin() + 5);                                  // D removed
     std::rotate(reordered.begin(), reordered.begin() + 1, reordered.end());  // C to the end
     reordered[5].setGotoTarget(1);  // the break still leads to the measuring step
-    changes = exchange::DiffSteps(a, reordered);
-    std::vector<std::pair<StepChangeKind, std::size_t>> got;
-    std::string fields;
-    for (const auto& c : changes) {
-        got.emplace_back(c.kind, c.kind == StepChangeKind::Removed ? c.stepA : c.stepB);
-        for (const auto& f : c.fields)
-            fields += f.name + ": " + f.before + " -> " + f.after + "; ";
-    }
-    const decltype(got) expected = {{StepChangeKind::Removed, 6}, {StepChangeKind::Moved, 7}};
-    EXPECT_EQ(got, expected) << fields;
+    EXPECT_EQ(changes(a, reordered), "removed 6; moved 7; ");
 }
 
 TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
@@ -277,17 +264,13 @@ TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
     auto b = withInsert(a, 1500, test::makeRecord('Z', "inserted"));
     storeComment(b[9], "changed near the start");
     storeComment(b[2990], "changed near the end");
-    std::vector<std::pair<exchange::StepChangeKind, std::size_t>> got;
-    for (const auto& c : exchange::DiffSteps(a, b))
-        got.emplace_back(c.kind, c.stepB);
-    const decltype(got) expected = {{exchange::StepChangeKind::Changed, 10},
-                                    {exchange::StepChangeKind::Added, 1500},
-                                    {exchange::StepChangeKind::Changed, 2991}};
-    EXPECT_EQ(got, expected);
+    EXPECT_EQ(changes(a, b),
+              "changed 10, comment: \"step 9\" -> \"changed near the start\"; added 1500; "
+              "changed 2991, comment: \"step 989\" -> \"changed near the end\"; ");
 }
 
 TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
-    const std::string path = std::string(QUELVARI_EXAMPLES) + "/check-findings/FINDINGS.PAD";
+    const std::string path = kExamples + "/check-findings/FINDINGS.PAD";
     std::vector<ComponentRecord> records;
     ASSERT_TRUE(exchange::ReadProcedureRecords(path, records).ok());
     ProcedureList list;
@@ -306,36 +289,25 @@ TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
 
     // A procedure built here: entry conditions read, measured variables are
     // written, the break's reference is read and its registration written.
-    std::vector<ComponentRecord> own;
-    own.push_back(test::makeRecord('Z', "wait", "Z5>=Z6", 3));
-    ComponentRecord m = test::makeRecord('M', "measure");
-    const std::uint8_t vars[] = {'P', 1, 0, 'F', 'R', 3, 0};
-    for (std::size_t k = 0; k < sizeof vars; ++k)
-        m.setU8(layout::measuring::kVariables + k, vars[k]);
-    m.setU8(layout::measuring::kTriggerLetter, 'Z');
-    m.setU8(layout::measuring::kTriggerNumber, 5);
-    own.push_back(m);
-    ComponentRecord u = test::makeRecord('u', "break");
-    storeInputCondition(u, "P1>2");
-    u.setU8(layout::brk::kReferenceLetter, 'Z');
-    u.setU8(layout::brk::kReferenceNumber, 6);
-    u.setU8(layout::brk::kRegistrationLetter, 'B');
-    u.setU8(layout::brk::kRegistrationNumber, 7);
-    own.push_back(u);
-    const auto y = exchange::CrossReference(own, "OWN.PAD");
-    std::vector<std::string> lines;
-    for (const auto& v : y.variables) {
-        std::string line = v.name + " r";
-        for (const auto& s : v.reads)
-            line += " " + std::to_string(s.step);
-        line += " w";
-        for (const auto& s : v.writes)
-            line += " " + std::to_string(s.step);
-        lines.push_back(line);
+    namespace m = layout::measuring;
+    const std::vector<ComponentRecord> own = {
+        test::makeRecord('Z', "wait", "Z5>=Z6", 3),
+        test::withBytes(
+            test::withBytes(test::makeRecord('M'), m::kVariables, {'P', 1, 0, 'F', 'R', 3}),
+            m::kTriggerLetter, {'Z', 5}),
+        test::withBytes(test::withEntry(test::makeRecord('u'), "P1>2"),
+                        layout::brk::kReferenceLetter, {'Z', 6, 0, 'B', 7})};
+    std::string uses;
+    for (const auto& v : exchange::CrossReference(own, "OWN.PAD").variables) {
+        uses += v.name + " r";
+        for (const auto& site : v.reads)
+            uses += " " + std::to_string(site.step);
+        uses += " w";
+        for (const auto& site : v.writes)
+            uses += " " + std::to_string(site.step);
+        uses += "; ";
     }
-    const std::vector<std::string> expected = {"B7 r w 3", "P1 r 3 w 2", "Z5 r 1 2 w", "Z6 r 1 3 w",
-                                               "FR3 r w 2"};
-    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(uses, "B7 r w 3; P1 r 3 w 2; Z5 r 1 2 w; Z6 r 1 3 w; FR3 r w 2; ");
 }
 
 TEST(CliExchange, ExportImportGivesTheSaveAsBytesAndRefusesADamagedText) {
@@ -423,11 +395,10 @@ TEST(CliExchange, VarsListsReadersAndWriters) {
 TEST(CliExchange, CheckReportsAsJsonAndJunitForSeveralFiles) {
     TempDir dir;
     // Copies, so that the system files land in the temporary directory.
-    ASSERT_EQ(
-        runCommand("cp -r " + q(std::string(QUELVARI_EXAMPLES) + "/check-clean") + " " +
-                   q(std::string(QUELVARI_EXAMPLES) + "/check-findings") + " " + q(dir.path()))
-            .status,
-        0);
+    ASSERT_EQ(runCommand("cp -r " + q(kExamples + "/check-clean") + " " +
+                         q(kExamples + "/check-findings") + " " + q(dir.path()))
+                  .status,
+              0);
     const std::string clean = dir.file("check-clean/CLEAN.PAD");
     const std::string findings = dir.file("check-findings/FINDINGS.PAD");
     const std::string files = q(clean) + " " + q(findings);

@@ -231,14 +231,8 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(FixedText(1.5, 6, 1), "   1.5");
 
     // A memory measurement: scan rate 0.25 s, trigger value 1.5.
-    MapForm form;
-    form.setChecked(1005, true);  // mode S
-    form.setText(1013, "A1");
-    form.setText(1016, "0.25");
-    form.setText(1017, "1000");
-    form.setText(1018, "A1");
-    form.setText(1019, ">");
-    form.setText(1020, "1.5");
+    MapForm form = test::formOf(
+        {"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
     ComponentRecord save;
     ASSERT_EQ(ReadMeasuring(form, save), 0);
     EXPECT_EQ(save.u32(layout::measuring::kScanPeriod), 250000u);
@@ -249,12 +243,9 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(filled.fullText(1020), "1.500");
 
     // The instrument memory lines of the protocol.
-    ComponentRecord transfer;
-    transfer.setTypeCode('M');
-    transfer.setU8(layout::measuring::kMode, layout::measuring::kModeTransfer);
     ProcedureList list;
     list.appendRecord(save);
-    list.appendRecord(transfer);
+    list.appendRecord(test::typed('M', layout::measuring::kModeTransfer));
     for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
                               std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
         const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
@@ -289,11 +280,8 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
 }
 
 TEST(OldFormat, CommentConversionTable) {
-    struct Case {
-        std::vector<std::uint8_t> in;
-        std::vector<std::uint8_t> out;
-    };
-    const Case cases[] = {
+    using Bytes = std::vector<std::uint8_t>;
+    const std::pair<Bytes, Bytes> cases[] = {
         {{0x81, 0x84, 0x8E, 0x94, 0x99, 0x9A, 0xE1, 0xB3},
          {0xFC, 0xE4, 0xC4, 0xF6, 0xD6, 0xDC, 0xDF, 0xA6}},
         {{0xC4, 0xBF, 0xC0, 0xD9, 0xDA, 'x'}, {'-', '+', '+', '+', '+', 'x'}},
@@ -306,54 +294,47 @@ TEST(OldFormat, CommentConversionTable) {
         {{0x1B, 0x81, 0x84, 'z'}, {0x1B, 0x81, 0x84, 'z'}},
         {{'o', 'k', 0x7E, 0x80}, {'o', 'k', 0x7E, 0x80}},
     };
-    for (const Case& c : cases) {
+    for (auto [in, want] : cases) {
         std::uint8_t src[51] = {};
-        std::copy(c.in.begin(), c.in.end(), src);
+        std::copy(in.begin(), in.end(), src);
         std::uint8_t dst[51] = {};
         convertDosComment(src, sizeof src, dst, sizeof dst);
-        std::vector<std::uint8_t> got(dst, dst + c.out.size() + 1);
-        std::vector<std::uint8_t> want = c.out;
         want.push_back(0);
-        EXPECT_EQ(got, want) << "case starting with " << int(c.in[0]);
+        EXPECT_EQ(Bytes(dst, dst + want.size()), want) << "case starting with " << int(in[0]);
     }
 }
 
 TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
     TempDir dir;
-    struct Case {
-        std::vector<std::uint8_t> bytes;
-        bool oldFormat;
-        std::size_t records;
-    };
     std::vector<std::uint8_t> current(3 * 800, 0);
     for (int i = 0; i < 3; ++i)
         current[i * 800] = current[i * 800 + 1] = 0xFF;
-    std::vector<std::uint8_t> currentPartial = current;
-    currentPartial.resize(3 * 800 + 500);
     // An old file whose size is a multiple of 800 is still read in 768-byte steps.
     std::vector<std::uint8_t> old(768 * 25, 0x20);
     old[0] = 1;
     old[1] = 0;
-    const Case cases[] = {
+    // The file's bytes, whether it reads as the old format, how many records
+    // (current files that end in a partial record are the batch test's below).
+    const std::tuple<std::vector<std::uint8_t>, bool, std::size_t> cases[] = {
         {{}, true, 1},        // empty: one record
         {current, false, 3},  // whole records
-        {currentPartial, false, 3},
         {std::vector<std::uint8_t>(current.begin(), current.begin() + 300), false, 1},
         {old, true, 25},
         {std::vector<std::uint8_t>(old.begin(), old.begin() + 768 * 2 + 767), true, 2},
     };
-    for (const Case& c : cases) {
+    for (const auto& [bytes, oldFormat, records] : cases) {
+        SCOPED_TRACE(bytes.size());
         const std::string path = dir.file("case.PAD");
-        writeBytes(path, c.bytes);
+        writeBytes(path, bytes);
         RecordFile file;
         ASSERT_TRUE(readRecordFile(path, file).ok());
-        EXPECT_EQ(file.oldFormat, c.oldFormat) << c.bytes.size();
-        EXPECT_EQ(file.records.size(), c.records) << c.bytes.size();
+        EXPECT_EQ(file.oldFormat, oldFormat);
+        EXPECT_EQ(file.records.size(), records);
         ProcedureList list;
         ASSERT_TRUE(loadProcedure(path, list).ok());
-        EXPECT_EQ(list.oldFormat, c.oldFormat ? 1u : 0u);
-        EXPECT_EQ(list.componentCount, c.records);
-        EXPECT_EQ(list.nodeCount(), c.records);
+        EXPECT_EQ(list.oldFormat, oldFormat ? 1u : 0u);
+        EXPECT_EQ(list.componentCount, records);
+        EXPECT_EQ(list.nodeCount(), records);
         EXPECT_EQ(list.currentNode, &list.procedureHead);
         EXPECT_EQ(list.documentOpen, 1u);
     }

@@ -116,28 +116,23 @@ TEST(SafeFiles, TheReaderKeepsWhatWasReadAndReportsIoErrors) {
     // The file shrinks after Open looked at it: only the whole record that
     // was read is given, nothing of the rest.
     RecordReader reader;
+    auto count = [&] {
+        std::size_t n = 0;
+        while (reader.next())
+            ++n;
+        return n;
+    };
     ASSERT_TRUE(reader.open(path).ok());
     ASSERT_EQ(::truncate(path.c_str(), 800 + 400), 0);
-    std::size_t count = 0;
-    while (reader.next())
-        ++count;
+    EXPECT_EQ(count(), 1u);
     EXPECT_TRUE(reader.status().ok());
-    EXPECT_EQ(count, 1u);
     EXPECT_EQ(reader.last(), list.procedureHead.record);
 
     // It grows: read to the end, not to the size seen at the start.
     ASSERT_TRUE(writeProcedure(path, list).ok());
     ASSERT_TRUE(reader.open(path).ok());
-    {
-        const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND);
-        std::vector<std::uint8_t> extra(800 * 3, 0);
-        ASSERT_EQ(::write(fd, extra.data(), extra.size()), 2400);
-        ::close(fd);
-    }
-    count = 0;
-    while (reader.next())
-        ++count;
-    EXPECT_EQ(count, 13u);
+    ASSERT_EQ(::truncate(path.c_str(), 13 * 800), 0);
+    EXPECT_EQ(count(), 13u);
 
     // An I/O error in the middle is an error, not the end of the file: no
     // records for Open, no verdict and no system file from the syntax test.
@@ -228,45 +223,41 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
     fill(original, 150, "old");
     fill(changed, 200, "new");
 
-    struct Target {
-        const char* name;
-        std::string path;
-        std::function<void()> prepare;  // writes the old content
-        std::function<Status()> save;   // the save under test
-    };
-    const Target targets[] = {
-        {"procedure", pad, [&] { ASSERT_TRUE(writeProcedure(pad, original).ok()); },
-         [&] { return writeProcedure(pad, changed); }},
-        {"system file", SystemFilePath(pad),
-         [&] {
-             writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
-             ProcedureList one;
-             one.appendRecord(test::makeRecord('B'));
-             ASSERT_TRUE(writeProcedure(pad, one).ok());
-         },
-         [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
-        {"configuration", GetConfigPaths().file,
-         [&] {
-             ASSERT_TRUE(WriteConfiguration({1, 0}).ok());
-         },
-         [&] {
-             return WriteConfiguration({3, 1});
-         }},
-    };
+    // What is saved, where, how the old content is written and the save under test.
+    const std::tuple<const char*, std::string, std::function<void()>, std::function<Status()>>
+        targets[] = {
+            {"procedure", pad, [&] { ASSERT_TRUE(writeProcedure(pad, original).ok()); },
+             [&] { return writeProcedure(pad, changed); }},
+            {"system file", SystemFilePath(pad),
+             [&] {
+                 writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
+                 ProcedureList one;
+                 one.appendRecord(test::makeRecord('B'));
+                 ASSERT_TRUE(writeProcedure(pad, one).ok());
+             },
+             [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
+            {"configuration", GetConfigPaths().file,
+             [&] {
+                 ASSERT_TRUE(WriteConfiguration({1, 0}).ok());
+             },
+             [&] {
+                 return WriteConfiguration({3, 1});
+             }},
+        };
     int trials = 0;
-    for (const Target& t : targets) {
-        SCOPED_TRACE(t.name);
-        t.prepare();
-        const auto before = readBytes(t.path);
+    for (const auto& [name, path, prepare, save] : targets) {
+        SCOPED_TRACE(name);
+        prepare();
+        const auto before = readBytes(path);
         // Count the calls of one good save, then fail each of them.
         int calls = 0;
         SetIoFault([&](IoCall call) { return call == IoCall::Read ? 0 : (++calls, 0); });
-        ASSERT_TRUE(t.save().ok());
+        ASSERT_TRUE(save().ok());
         SetIoFault({});
         ASSERT_GE(calls, 4);
         for (int n = 1; n <= calls; ++n) {
             SCOPED_TRACE(n);
-            t.prepare();
+            prepare();
             int seen = 0;
             int injected = 0;
             SetIoFault([&](IoCall call) {
@@ -281,15 +272,15 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
                         return injected = EIO;
                 }
             });
-            const Status s = t.save();
+            const Status s = save();
             SetIoFault({});
             ++trials;
             EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
             EXPECT_EQ(s.sysError, injected);
             EXPECT_THAT(s.detail(), HasSubstr(SystemErrorText(injected)));
-            EXPECT_THAT(s.detail(), HasSubstr(t.path));
-            EXPECT_EQ(readBytes(t.path), before);
-            EXPECT_FALSE(hasTemporary(DirectoryOf(t.path)));
+            EXPECT_THAT(s.detail(), HasSubstr(path));
+            EXPECT_EQ(readBytes(path), before);
+            EXPECT_FALSE(hasTemporary(DirectoryOf(path)));
         }
     }
     ::unsetenv("QUELVARI_CONFIG_ROOT");

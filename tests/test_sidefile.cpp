@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "check/procedure_variables.h"
+#include "check_builders.h"
 #include "components/layouts.h"
 #include "model/file_io.h"
 #include "model/side_file.h"
@@ -171,20 +172,14 @@ TEST(SideFile, VariableLinesChangeAndDelete) {
 }
 
 TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
-    std::vector<ComponentRecord> records(3);
-    storeInputCondition(records[0], "z5>=Z6");
-    records[1].setTypeCode('M');
     namespace m = layout::measuring;
-    const std::uint8_t list[] = {'P', 1, 0, 'P', 'T', 3, 'B', 12, 0};
-    for (std::size_t i = 0; i < sizeof list; ++i)
-        records[1].setU8(m::kVariables + i, list[i]);
-    records[1].setU8(m::kTriggerLetter, 'E');
-    records[1].setU8(m::kTriggerNumber, 4);
-    records[2].setTypeCode('u');
-    records[2].setU8(layout::brk::kReferenceLetter, 'Z');
-    records[2].setU8(layout::brk::kReferenceNumber, 5);  // already named by step 1
-    records[2].setU8(layout::brk::kRegistrationLetter, 'B');
-    records[2].setU8(layout::brk::kRegistrationNumber, 9);
+    const std::vector<ComponentRecord> records = {
+        test::withEntry({}, "z5>=Z6"),
+        test::withBytes(
+            test::withBytes(test::typed('M'), m::kVariables, {'P', 1, 0, 'P', 'T', 3, 'B', 12}),
+            m::kTriggerLetter, {'E', 4}),
+        // The break's reference was named by step 1 already.
+        test::withBytes(test::typed('u'), layout::brk::kReferenceLetter, {'Z', 5, 0, 'B', 9})};
 
     const std::vector<UsedVariable> used = CollectUsedVariables(records);
     const std::vector<UsedVariable> expected = {{"Z5", 5},   {"Z6", 6}, {"P1", 1}, {"PT3", 3},
