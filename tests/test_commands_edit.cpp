@@ -4,6 +4,8 @@
 // several steps at once, Redo on top of the ten-entry undo stack) and Find;
 // the File commands driven through a scripted user interface, and the
 // configuration and editor settings files.
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -678,6 +680,14 @@ TEST(EditorSettings, RecentFilesNewestFirstAtMostEightAndMalformedLinesSkipped) 
     EXPECT_EQ(read.recent, (std::vector<std::string>{"/f5.PAD", "/f9.PAD", "/f8.PAD", "/f7.PAD",
                                                      "/f6.PAD", "/f4.PAD", "/f3.PAD", "/f2.PAD"}));
     EXPECT_EQ(read.recent, result.recent);
+    // Opening the newest file again leaves the file as it is, not replaced.
+    struct stat before {};
+    struct stat after {};
+    ASSERT_EQ(::stat(path.c_str(), &before), 0);
+    ASSERT_TRUE(AddRecentFile("/f5.PAD", &result, path).ok());
+    ASSERT_EQ(::stat(path.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(result.recent, read.recent);
     std::filesystem::remove_all(dir);
 }
 
