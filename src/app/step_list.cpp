@@ -374,7 +374,8 @@ StepListDock::StepListDock(ProcedureList& list, QWidget* parent)
     setWidget(view_);
     connect(view_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { rowChosen(current); });
-    retranslate();
+    // Its texts and column widths come with the window's language
+    // (retranslate), once the window is built.
 }
 
 void StepListDock::retranslate() {

@@ -99,6 +99,8 @@ class StepListDock : public QDockWidget {
     void refreshNodes();
     // Chooses these steps (the current one stays the current row).
     void selectSteps(const std::vector<std::uint32_t>& steps);
+    // The title and the column widths in the current language; the owner
+    // calls it once the window is built and on every language change.
     void retranslate();
 
   signals:

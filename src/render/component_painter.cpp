@@ -39,7 +39,7 @@ const QString& ViewFamily() {
     static const QString family = [] {
         for (const char* name : {"DejaVu Sans Mono", "Liberation Mono", "Noto Sans Mono",
                                  "Nimbus Mono PS", "Courier New"}) {
-            if (QFontDatabase::hasFamily(QLatin1String(name)))
+            if (!QFontDatabase::styles(QLatin1String(name)).isEmpty())
                 return QString::fromLatin1(name);
         }
         return QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
