@@ -489,6 +489,22 @@ TEST_F(Check, OldFormatIsReportedOnce) {
     EXPECT_EQ(findingsOf(run()), (std::vector<Seen>{{8059, 1}}));
 }
 
+// The cells or lines and the page text of each page of a print plan.
+using Pages = std::vector<std::pair<std::size_t, std::string>>;
+std::size_t Items(const ProcedurePage& p) {
+    return p.cells.size();
+}
+std::size_t Items(const ProtocolPage& p) {
+    return p.lines.size();
+}
+template <class Plan>
+Pages PagesOf(const Plan& plan) {
+    Pages out;
+    for (const auto& p : plan.pages)
+        out.emplace_back(Items(p), p.pageText);
+    return out;
+}
+
 class PrintLayout : public ::testing::Test {
   protected:
     void SetUp() override { setLanguage(kEnglish); }
@@ -531,17 +547,10 @@ TEST_F(PrintLayout, ProcedurePagesAndHeads) {
     // 13 components on a landscape page: normal gives 2 pages, extended 3.
     // Cells and page text of each page (the head text and the document name
     // are the print command's test).
-    auto pages = [](const ProcedurePlan& plan) {
-        std::vector<std::pair<std::size_t, std::string>> out;
-        for (const auto& p : plan.pages)
-            out.emplace_back(p.cells.size(), p.pageText);
-        return out;
-    };
-    using Pages = std::vector<std::pair<std::size_t, std::string>>;
     ProcedurePlan normal = PlanProcedurePrint(13, 1100, 800, kPrintNormal, "C:/P/T.PAD");
-    ASSERT_EQ(pages(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
+    ASSERT_EQ(PagesOf(normal), (Pages{{12, "Page:  1/2  "}, {1, "Page:  2/2  "}}));
     const ProcedurePlan extended = PlanProcedurePrint(13, 1100, 800, kPrintExtended, "T.PAD");
-    EXPECT_EQ(pages(extended),
+    EXPECT_EQ(PagesOf(extended),
               (Pages{{6, "Page:  1/3  "}, {6, "Page:  2/3  "}, {1, "Page:  3/3  "}}));
 
     // A full last page is not followed by an empty one.
@@ -578,17 +587,10 @@ TEST_F(PrintLayout, ProtocolPagesKeepTheirQuirks) {
         EXPECT_EQ(ProtocolLinesPerPage(c[0], c[1]), c[2]) << c[0] << "/" << c[1];
     // Page 1000 high, lines 10 high: L = 94, 90 body lines per page. Lines
     // and page text of each page:
-    auto pages = [](const ProtocolPlan& plan) {
-        std::vector<std::pair<std::size_t, std::string>> out;
-        for (const auto& p : plan.pages)
-            out.emplace_back(p.lines.size(), p.pageText);
-        return out;
-    };
-    using Pages = std::vector<std::pair<std::size_t, std::string>>;
     const int L = 94;
     const ProtocolPlan one = PlanProtocolPrint(10, 800, 1000, 10);
     EXPECT_EQ(one.linesPerPage, L);
-    ASSERT_EQ(pages(one), (Pages{{10, "Page : 1/1"}}));
+    ASSERT_EQ(PagesOf(one), (Pages{{10, "Page : 1/1"}}));
     const auto& head = one.pages[0];
     EXPECT_EQ((std::vector<double>{one.x0, one.x1, head.headY, head.ruleY, head.lines[0].y,
                                    head.lines[9].y}),
@@ -596,12 +598,12 @@ TEST_F(PrintLayout, ProtocolPagesKeepTheirQuirks) {
 
     // Exactly L - 4 lines: the page is full, and one more page holds only the head.
     const ProtocolPlan full = PlanProtocolPrint(L - 4, 800, 1000, 10);
-    ASSERT_EQ(pages(full), (Pages{{L - 4, "Page : 1/1"}, {0, "Page : 2/1"}}));
+    ASSERT_EQ(PagesOf(full), (Pages{{L - 4, "Page : 1/1"}, {0, "Page : 2/1"}}));
     EXPECT_DOUBLE_EQ(full.pages[0].lines.back().y, (L - 1) * 10.0);
 
     // One line more goes to the second page.
     const ProtocolPlan over = PlanProtocolPrint(L - 3, 800, 1000, 10);
-    ASSERT_EQ(pages(over), (Pages{{L - 4, "Page : 1/1"}, {1, "Page : 2/1"}}));
+    ASSERT_EQ(PagesOf(over), (Pages{{L - 4, "Page : 1/1"}, {1, "Page : 2/1"}}));
     EXPECT_EQ(over.pages[1].lines[0].index, static_cast<std::size_t>(L - 4));
     EXPECT_DOUBLE_EQ(over.pages[1].lines[0].y, 40);
 
@@ -610,9 +612,9 @@ TEST_F(PrintLayout, ProtocolPagesKeepTheirQuirks) {
     const ProtocolPlan longer = PlanProtocolPrint(280, 800, 1000, 10);
     EXPECT_EQ(longer.pageCount, 3);
     EXPECT_EQ(
-        pages(longer),
+        PagesOf(longer),
         (Pages{{90, "Page : 1/3"}, {90, "Page : 2/3"}, {90, "Page : 3/3"}, {10, "Page : 4/3"}}));
-    EXPECT_EQ(pages(PlanProtocolPrint(0, 800, 1000, 10)), (Pages{{0, "Page : 1/0"}}));
+    EXPECT_EQ(PagesOf(PlanProtocolPrint(0, 800, 1000, 10)), (Pages{{0, "Page : 1/0"}}));
 }
 
 TEST(ProtocolTargets, LinesLeadToTheirFindings) {

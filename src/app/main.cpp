@@ -2,13 +2,10 @@
 #include <QApplication>
 #include <QIcon>
 #include <QStyle>
-#include <QTimer>
-
-#include <chrono>
-#include <cstdio>
 
 #include "app/editor_extras.h"
 #include "app/editor_style.h"
+#include "app/first_frame.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
 #include "render/resources.h"
@@ -35,15 +32,6 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsSet("QUELVARI_QUIT_AFTER_PAINT"))
         QObject::connect(
             window.view(), &quelvari::app::ProcedureView::painted, &app,
-            [] {
-                std::printf(
-                    "first-frame %lld\n",
-                    static_cast<long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                               std::chrono::steady_clock::now().time_since_epoch())
-                                               .count()));
-                std::fflush(stdout);
-                QApplication::quit();
-            },
-            Qt::QueuedConnection);
+            [] { quelvari::app::SayFirstFrameAndQuit(); }, Qt::QueuedConnection);
     return app.exec();
 }

@@ -84,7 +84,7 @@ class StepCellDelegate : public QStyledItemDelegate {
         QRect room = cell.rect.adjusted(margin, 0, -margin, 0);
         if (cell.features & QStyleOptionViewItem::HasDecoration)
             room.setLeft(room.left() + cell.decorationSize.width() + margin);
-        const QFontMetrics metrics(cell.font);
+        const QFontMetrics& metrics = cell.fontMetrics;
         const QString shown = metrics.elidedText(text, Qt::ElideRight, room.width());
         const int x = cell.displayAlignment & Qt::AlignRight
                           ? room.right() + 1 - metrics.horizontalAdvance(shown)

@@ -57,6 +57,7 @@
 #include <vector>
 
 #include "app/editor_extras.h"
+#include "app/first_frame.h"
 #include "app/main_window.h"
 #include "app/procedure_view.h"
 #include "app/step_list.h"
@@ -123,17 +124,11 @@ class RecordingEngine : public QPaintEngine {
     QTransform transform_;
 };
 
-// Once the first frame is done: says when on the monotonic clock (as the
-// editor does under QUELVARI_QUIT_AFTER_PAINT), `excluded` earlier, and quits.
+// Called from a floor's paint: once the first frame is done, says when (as
+// the editor does under QUELVARI_QUIT_AFTER_PAINT), `excluded` earlier, and
+// quits.
 void FirstFrameDone(std::chrono::nanoseconds excluded = {}) {
-    QTimer::singleShot(0, qApp, [excluded] {
-        const auto now = std::chrono::steady_clock::now().time_since_epoch() - excluded;
-        std::printf("first-frame %lld\n",
-                    static_cast<long long>(
-                        std::chrono::duration_cast<std::chrono::nanoseconds>(now).count()));
-        std::fflush(stdout);
-        QApplication::quit();
-    });
+    QTimer::singleShot(0, qApp, [excluded] { quelvari::app::SayFirstFrameAndQuit(excluded); });
 }
 
 // The floor of the start-up: a window that draws one line of text in the
@@ -167,8 +162,7 @@ struct FrameOp {
     QBrush brush;
     qint32 hints = 0;
     QPointF at;  // Text
-    QString font;
-    QFont textFont;  // `font` as read back
+    QFont font;
     QString text;
     QRectF rect;  // Image
     QImage image;
@@ -203,7 +197,7 @@ class FrameEngine : public QPaintEngine {
     void drawTextItem(const QPointF& at, const QTextItem& item) override {
         FrameOp& op = add(FrameOp::Text);
         op.at = at;
-        op.font = item.font().toString();
+        op.font = item.font();
         op.text = item.text();
     }
     void drawImage(const QRectF& rect, const QImage& image, const QRectF& source,
@@ -333,7 +327,6 @@ std::vector<FrameOp> LoadFrame(const QString& path) {
         switch (op.kind) {
             case FrameOp::Text:
                 in >> op.at >> op.font >> op.text;
-                op.textFont.fromString(op.font);
                 break;
             case FrameOp::Image: {
                 qint32 width = 0, height = 0;
@@ -395,7 +388,7 @@ class ReplayView : public QWidget {
             painter.setBrush(op.brush);
             switch (op.kind) {
                 case FrameOp::Text:
-                    painter.setFont(op.textFont);
+                    painter.setFont(op.font);
                     painter.drawText(op.at, op.text);
                     break;
                 case FrameOp::Image:
@@ -480,7 +473,8 @@ double TimeProcess(const QString& program, const QStringList& args,
     process.start(program, args);
     long long done = 0;
     if (!process.waitForFinished(60000) || process.exitCode() != 0 ||
-        std::sscanf(process.readAllStandardOutput().constData(), "first-frame %lld", &done) != 1) {
+        std::sscanf(process.readAllStandardOutput().constData(), quelvari::app::kFirstFrameFormat,
+                    &done) != 1) {
         std::fprintf(stderr, "%s did not run cleanly\n", qPrintable(program));
         std::exit(1);
     }
