@@ -398,15 +398,20 @@ TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
     list.goToStep(4);
     ComponentNode* released = list.currentNode->next;
     ASSERT_NE(released, nullptr);
-    ASSERT_FALSE(__asan_address_is_poisoned(&released->record));
+    // The node and its record, which lie apart.
+    const ComponentRecord* record = &released->record;
+    ASSERT_FALSE(__asan_address_is_poisoned(record));
     ASSERT_TRUE(list.deleteCurrent());
-    EXPECT_TRUE(__asan_address_is_poisoned(&released->record));
+    EXPECT_TRUE(__asan_address_is_poisoned(record));
+    EXPECT_TRUE(__asan_address_is_poisoned(record->data() + 799));
     EXPECT_TRUE(__asan_address_is_poisoned(&released->next));
     // Reused by the next insertion, and readable again.
     list.insertAtCurrent(test::makeRecord('Z'));
     EXPECT_EQ(list.nodeCount(), 5u);
-    for (ComponentNode* n = &list.procedureHead; n; n = n->next)
+    for (ComponentNode* n = &list.procedureHead; n; n = n->next) {
         EXPECT_FALSE(__asan_address_is_poisoned(&n->record));
+        EXPECT_FALSE(__asan_address_is_poisoned(n));
+    }
 #endif
 }
 

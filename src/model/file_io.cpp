@@ -171,13 +171,22 @@ long ReadFullyInto(int fd, std::uint8_t* const* buffers, std::size_t count, std:
     std::size_t got = 0;
     const std::size_t total = count * size;
     while (got < total) {
-        // The buffers not yet full, the first one from where the last read ended.
-        const std::size_t first = got / size;
-        const std::size_t n = std::min(count - first, kMaxVectors);
-        for (std::size_t i = 0; i < n; ++i)
-            vectors[i] = {buffers[first + i], size};
-        vectors[0].iov_base = buffers[first] + got % size;
-        vectors[0].iov_len = size - got % size;
+        // The buffers not yet full, the first one from where the last read
+        // ended; buffers that adjoin in memory are read as one.
+        std::size_t i = got / size;
+        std::size_t n = 0;
+        vectors[0] = {buffers[i] + got % size, size - got % size};
+        while (++i < count) {
+            iovec& last = vectors[n];
+            if (static_cast<std::uint8_t*>(last.iov_base) + last.iov_len == buffers[i]) {
+                last.iov_len += size;
+            } else if (++n < kMaxVectors) {
+                vectors[n] = {buffers[i], size};
+            } else {
+                break;
+            }
+        }
+        n = std::min(n + 1, kMaxVectors);
         const ssize_t r =
             guarded(IoCall::Read, [&] { return ::readv(fd, vectors, static_cast<int>(n)); });
         if (r < 0 && errno == EINTR)

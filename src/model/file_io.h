@@ -63,8 +63,9 @@ bool IsReadableRegularFile(const std::string& path);
 long ReadFully(int fd, void* data, std::size_t size);
 
 // The same into several buffers (one readv per turn): `count` buffers of
-// `size` bytes each, filled in order. Open reads records straight into the
-// nodes of the procedure this way.
+// `size` bytes each, filled in order; buffers that adjoin in memory are read
+// as one piece. Open reads records straight into the nodes of the procedure
+// this way.
 long ReadFullyInto(int fd, std::uint8_t* const* buffers, std::size_t count, std::size_t size);
 
 // ---- Faults ---------------------------------------------------------------

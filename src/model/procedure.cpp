@@ -31,26 +31,36 @@ ProcedureList::~ProcedureList() {
 // is reported even though the slab itself is still allocated.
 ComponentNode* ProcedureList::allocateNode() {
     static_assert(std::is_trivially_destructible_v<ComponentNode>);
-    void* place;
+    static_assert(sizeof(ComponentRecord) == rec::kRecordSize && alignof(ComponentRecord) == 1);
+    static_assert(kSlabNodes * sizeof(ComponentRecord) % alignof(ComponentNode) == 0);
+    ComponentNode* node;
     if (!freeNodes_.empty()) {
-        place = freeNodes_.back();
+        node = freeNodes_.back();
         freeNodes_.pop_back();
-    } else {
-        if (slabUsed_ == kSlabNodes) {
-            // Slab storage is left uninitialised: every caller sets the record.
-            slabs_.push_back(
-                std::make_unique_for_overwrite<std::byte[]>(kSlabNodes * sizeof(ComponentNode)));
-            slabUsed_ = 0;
-            ASAN_POISON_MEMORY_REGION(slabs_.back().get(), kSlabNodes * sizeof(ComponentNode));
-        }
-        place = slabs_.back().get() + sizeof(ComponentNode) * slabUsed_++;
+        ASAN_UNPOISON_MEMORY_REGION(node, sizeof(ComponentNode));
+        ASAN_UNPOISON_MEMORY_REGION(&node->record, sizeof(ComponentRecord));
+        node->prev = node->next = nullptr;
+        return node;
     }
+    if (slabUsed_ == kSlabNodes) {
+        // Slab storage is left uninitialised: every caller sets the record.
+        slabs_.push_back(std::make_unique_for_overwrite<std::byte[]>(kSlabBytes));
+        slabUsed_ = 0;
+        ASAN_POISON_MEMORY_REGION(slabs_.back().get(), kSlabBytes);
+    }
+    std::byte* slab = slabs_.back().get();
+    std::byte* record = slab + sizeof(ComponentRecord) * slabUsed_;
+    std::byte* place =
+        slab + kSlabNodes * sizeof(ComponentRecord) + sizeof(ComponentNode) * slabUsed_;
+    ++slabUsed_;
+    ASAN_UNPOISON_MEMORY_REGION(record, sizeof(ComponentRecord));
     ASAN_UNPOISON_MEMORY_REGION(place, sizeof(ComponentNode));
-    return new (place) ComponentNode(Uninitialised{});
+    return new (place) ComponentNode(*new (record) ComponentRecord(Uninitialised{}));
 }
 
 void ProcedureList::releaseNode(ComponentNode* node) {
     freeNodes_.push_back(node);
+    ASAN_POISON_MEMORY_REGION(&node->record, sizeof(ComponentRecord));
     ASAN_POISON_MEMORY_REGION(node, sizeof(ComponentNode));
 }
 
@@ -58,11 +68,12 @@ int ProcedureList::freeProcedure() {
     noteStepChange(StepChange::Kind::kAll, 0);
     // Every node behind procedureHead lives in the slabs.
     for (auto& slab : slabs_)
-        ASAN_UNPOISON_MEMORY_REGION(slab.get(), kSlabNodes * sizeof(ComponentNode));
+        ASAN_UNPOISON_MEMORY_REGION(slab.get(), kSlabBytes);
     slabs_.clear();
     slabUsed_ = kSlabNodes;
     freeNodes_.clear();
-    procedureHead = ComponentNode{};
+    procedureHead.prev = procedureHead.next = nullptr;
+    procedureHead.record.clear();
     tail_ = &procedureHead;
     currentNode = &procedureHead;
     return 0;
@@ -157,7 +168,8 @@ void ProcedureList::insertAtCurrent(const ComponentRecord& record) {
     const std::uint16_t n = cur->record.number();
     noteStepChange(StepChange::Kind::kInserted, n);
     ComponentNode* moved = allocateNode();
-    *moved = *cur;
+    moved->record = cur->record;
+    moved->next = cur->next;
     moved->prev = cur;
     if (cur->next)
         cur->next->prev = moved;
@@ -209,7 +221,6 @@ void ProcedureList::appendRecord(const ComponentRecord& record) {
     currentNode = tail_;
     if (currentNode->record.typeCode() != 0) {
         ComponentNode* node = allocateNode();
-        *node = ComponentNode{};
         node->prev = tail_;
         tail_->next = node;
         tail_ = node;

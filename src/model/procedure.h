@@ -1,5 +1,5 @@
-// The procedure in memory: a doubly linked list of nodes that each hold one
-// component record by value, and the state that goes with the one procedure a
+// The procedure in memory: a doubly linked list of nodes that each stand for
+// one component record, and the state that goes with the one procedure a
 // program instance edits. The application owns exactly one ProcedureList;
 // tests create their own.
 #pragma once
@@ -15,13 +15,17 @@
 
 namespace quelvari {
 
+// A node is bound to its record for life: the records of a slab lie side by
+// side apart from the links, so that a file is read into them in one piece.
+// Records move between nodes by value; nodes are never copied.
 struct ComponentNode {
     ComponentNode* prev = nullptr;
-    ComponentRecord record{};
+    ComponentRecord& record;
     ComponentNode* next = nullptr;
 
-    ComponentNode() = default;
-    explicit ComponentNode(Uninitialised) : record(Uninitialised{}) {}
+    explicit ComponentNode(ComponentRecord& storage) : record(storage) {}
+    ComponentNode(const ComponentNode&) = delete;
+    ComponentNode& operator=(const ComponentNode&) = delete;
 };
 
 class ProcedureList;
@@ -41,9 +45,13 @@ class ProcedureList {
     ProcedureList(const ProcedureList&) = delete;
     ProcedureList& operator=(const ProcedureList&) = delete;
 
+  private:
+    ComponentRecord headRecord_{};
+
+  public:
     // The first node is part of the object and never freed; an empty procedure
     // is this node with type code 0.
-    ComponentNode procedureHead{};
+    ComponentNode procedureHead{headRecord_};
     ComponentNode* currentNode = &procedureHead;
     std::uint32_t componentCount = 0;
     std::uint32_t currentNumber = 0;
@@ -122,10 +130,14 @@ class ProcedureList {
   private:
     // Nodes behind procedureHead come from slabs owned by the list: a file of
     // ten thousand steps costs a few dozen allocations instead of ten
-    // thousand, and freeing the procedure releases the slabs whole. Deleted
-    // nodes go to a free list that later insertions reuse (poisoned for
-    // AddressSanitizer meanwhile).
+    // thousand, and freeing the procedure releases the slabs whole. A slab
+    // holds its records side by side, then the nodes bound to them, so the
+    // records of nodes appended one after another are one run of bytes.
+    // Deleted nodes go to a free list that later insertions reuse (poisoned
+    // for AddressSanitizer meanwhile).
     static constexpr std::size_t kSlabNodes = 256;
+    static constexpr std::size_t kSlabBytes =
+        kSlabNodes * (sizeof(ComponentRecord) + sizeof(ComponentNode));
     ComponentNode* allocateNode();
     void releaseNode(ComponentNode* node);
     void noteStepChange(StepChange::Kind kind, std::uint32_t step);
