@@ -294,7 +294,7 @@ TEST_F(Cli, CheckAndPrintWriteWhatThePrinterGets) {
         EXPECT_THAT(protocolText, HasSubstr(part));
 
     // Landscape 12 or 6 a page, portrait 8 or 3.
-    const std::string t13 = dir.file("T13.PAD");
+    const std::string t13 = dir.file("profile T13.PAD");
     writeTimeSteps(t13, 13);
     const std::pair<const char*, int> grids[] = {
         {"--landscape --extended", 3}, {"", 2}, {"--portrait --extended", 5}};

@@ -71,7 +71,10 @@ int PaintProcedurePrint(QPagedPaintDevice& device, const std::vector<ComponentRe
     QPainter painter;
     if (!painter.begin(&device))
         return 0;
+    // The head names the file: set letter by letter, without ligatures, so that
+    // the name found in or copied from the PDF is the file's name.
     QFont headFont = painter.font();
+    headFont.setStyleStrategy(QFont::PreferNoShaping);
     headFont.setPixelSize(std::max(1, static_cast<int>(plan.pages[0].headRect.height * 0.45)));
     for (const ProcedurePage& page : plan.pages) {
         if (page.number > 1)
