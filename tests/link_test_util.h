@@ -191,12 +191,7 @@ class PtyInstrument {
     std::string path_;
 };
 
-inline std::vector<std::uint8_t> Bytes(std::initializer_list<int> v) {
-    std::vector<std::uint8_t> out;
-    for (int b : v)
-        out.push_back(static_cast<std::uint8_t>(b));
-    return out;
-}
+using Bytes = std::vector<std::uint8_t>;
 
 // Keeps what the memory display was given.
 class MemoryFields : public link::MemoryDisplay {

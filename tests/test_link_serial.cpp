@@ -52,14 +52,19 @@ class SerialLinkTest : public ::testing::Test {
         serial.beep = [this] { ++beeps; };
         serial.lastFrameTime = clock.nowMs();
     }
+    // The peer answers every frame with these bytes, each arriving its delay
+    // after the frame's end.
+    void peerSends(std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>> arrivals) {
+        port->onFrame = [this, arrivals](const std::vector<std::uint8_t>&, bool) {
+            for (const auto& [delay, bytes] : arrivals)
+                port->arrive(delay, bytes);
+        };
+    }
     // The peer acknowledges every frame after `ackDelay` ms and, when given,
     // answers with `answer` (raw wire bytes) right behind the ACK.
     void peerAnswers(std::uint64_t ackDelay, std::vector<std::uint8_t> answer = {}) {
-        port->onFrame = [this, ackDelay, answer](const std::vector<std::uint8_t>&, bool) {
-            auto bytes = Bytes({kAck});
-            bytes.insert(bytes.end(), answer.begin(), answer.end());
-            port->arrive(ackDelay, bytes);
-        };
+        answer.insert(answer.begin(), kAck);
+        peerSends({{ackDelay, answer}});
     }
     void put(const std::string& payload) {
         std::copy(payload.begin(), payload.end(), buf.tx.begin());
@@ -92,14 +97,9 @@ TEST_F(SerialLinkTest, SendPacesFramesAndWaitsTwentyMsForTheAck) {
 
     // Stray bytes before the ACK are dropped; a queue that runs dry without an
     // ACK fails at once, however soon the ACK would come.
-    port->onFrame = [this](const std::vector<std::uint8_t>&, bool) {
-        port->arrive(3, Bytes({'x', 'y', kAck}));
-    };
+    peerSends({{3, Bytes({'x', 'y', kAck})}});
     EXPECT_EQ(serial.sendFrame(1), 1);
-    port->onFrame = [this](const std::vector<std::uint8_t>&, bool) {
-        port->arrive(3, Bytes({'x'}));
-        port->arrive(5, Bytes({kAck}));
-    };
+    peerSends({{3, Bytes({'x'})}, {5, Bytes({kAck})}});
     EXPECT_EQ(serial.sendFrame(1), 0);
 
     // Slow variant: up to 1000 ms for the first byte.
@@ -170,12 +170,7 @@ TEST_F(SerialLinkTest, RequestResendsOnceAfter550MsThenGives76) {
         EXPECT_TRUE(good);
         EXPECT_EQ(payload, Bytes({'Z'}));
         if (++frames == 2)
-            port->arrive(5, [] {
-                auto b = Bytes({kAck});
-                const auto f = EncodeFrame(Bytes({1, 0}).data(), 2);
-                b.insert(b.end(), f.begin(), f.end());
-                return b;
-            }());
+            port->arrive(5, Bytes({kAck, 0x10, 1, 0, 1, 0x10, 0x03}));  // the answer 1, 0
     };
     EXPECT_EQ(serial.request(1, 500), 4);
     ASSERT_EQ(port->frameStarts.size(), 2u);
@@ -221,10 +216,7 @@ TEST_F(SerialLinkTest, RequestTimeoutNakAndCorruptAnswers) {
     peerAnswers(1, Bytes({0x10, 'a', 'c', 0x10, 0x03}));
     EXPECT_EQ(serial.request(1, 1500), -1);
     // An answer arriving late but within the time-out is taken.
-    port->onFrame = [&](const std::vector<std::uint8_t>&, bool) {
-        port->arrive(1, Bytes({kAck}));
-        port->arrive(1400, EncodeFrame(Bytes({7, 8}).data(), 2));
-    };
+    peerSends({{1, Bytes({kAck})}, {1400, EncodeFrame(Bytes({7, 8}).data(), 2)}});
     EXPECT_EQ(serial.request(1, 1500), 4);
     EXPECT_EQ(buf.rx[1], 7);
 }

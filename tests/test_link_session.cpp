@@ -40,22 +40,18 @@ TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     for (char c : std::string("Bench A"))
         d.push_back(static_cast<std::uint8_t>(c));
     d.insert(d.end(), {0, 0xB1, 0xB2});
+    // Each field from its bytes, words big-endian from word3 on: the builder
+    // of the simulated instrument makes these bytes of these fields (present,
+    // name, model, word2, word3, word4, long1, byte1to8, byte9, word5, word6,
+    // byte10to12, byte13), and of the parsed ones.
+    const InstrumentEntry want{
+        0,      "Bench A", 0x2120,      0x2322,
+        0x2425, 0x2B2A,    0x2F2E2D2Cu, {0x31, 0x30, 0x32, 0x33, 0x34, 0x35, 0x38, 0x37},
+        0xB2,   0x2928,    0x2726,      {0x36, 0x39, 0x3A},
+        0xB1};
+    EXPECT_EQ(BuildIdentification(want), d);
     InstrumentEntry e;
     ASSERT_EQ(ParseIdentification(d.data(), d.size(), e), 0);
-    EXPECT_EQ(e.model, 0x2120);
-    EXPECT_EQ(e.word2, 0x2322);
-    EXPECT_EQ(e.word3, 0x2425);  // big-endian
-    EXPECT_EQ(e.word6, 0x2726);
-    EXPECT_EQ(e.word5, 0x2928);
-    EXPECT_EQ(e.word4, 0x2B2A);
-    EXPECT_EQ(e.long1, 0x2F2E2D2Cu);
-    EXPECT_EQ(e.byte1to8,
-              (std::array<std::uint8_t, 8>{0x31, 0x30, 0x32, 0x33, 0x34, 0x35, 0x38, 0x37}));
-    EXPECT_EQ(e.byte10to12, (std::array<std::uint8_t, 3>{0x36, 0x39, 0x3A}));
-    EXPECT_STREQ(e.name, "Bench A");
-    EXPECT_EQ(e.byte13, 0xB1);
-    EXPECT_EQ(e.byte9, 0xB2);
-    // The builder of the simulated instrument is the exact inverse.
     EXPECT_EQ(BuildIdentification(e), d);
 
     // The answer must reach the second byte behind the name.

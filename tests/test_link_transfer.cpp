@@ -69,12 +69,17 @@ class Observed : public TransferObserver {
         if (cancelAt && p == cancelAt)
             cancel.cancel();
     }
-    void status(const std::string& text) override { statuses.push_back(text); }
+    void status(const std::string& text) override {
+        statuses.push_back(text);
+        if (statuses.size() == cancelAtStatus)
+            cancel.cancel();
+    }
     void pictureMissing(const std::string&) override { ++missing; }
     std::vector<int> positions;
     std::vector<std::string> statuses;
     int missing = 0;
-    int cancelAt = 0;
+    int cancelAt = 0;  // the progress, or the status count, that presses Cancel
+    std::size_t cancelAtStatus = 0;
     CancelToken cancel;
 };
 
@@ -144,8 +149,9 @@ TEST_F(TransferTest, BlocksAreNumberedFromOneBigEndianOnePerTickInEveryPhase) {
     ASSERT_EQ(blocks.size(), 300u);
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         const int n = static_cast<int>(i + 1);
-        auto expected = Bytes({'p', 'P', 'D', 7, n >> 8, n & 0xFF, 1});
-        expected.insert(expected.end(), job.records[i].bytes.begin(), job.records[i].bytes.end());
+        Bytes expected(job.records[i].bytes.begin(), job.records[i].bytes.end());
+        expected.insert(expected.begin(),
+                        {'p', 'P', 'D', 7, std::uint8_t(n >> 8), std::uint8_t(n), 1});
         EXPECT_EQ(blocks[i].bytes, expected) << n;
         if (i > 0) {
             EXPECT_EQ(blocks[i].time - blocks[i - 1].time, TransferTiming::kTick);
@@ -343,21 +349,14 @@ TEST_F(TransferTest, AMissingPictureIsTriedOnEveryTickUntilCancelled) {
         TransferJob job;
         job.records = {Numbered(1)};
         job.pictures = {{path, false}};
-        class CancelAfter : public Observed {
-          public:
-            void status(const std::string& text) override {
-                Observed::status(text);
-                if (++tries == 25)
-                    cancel.cancel();
-            }
-            int tries = 0;
-        } watcher;
+        Observed watcher;
+        watcher.cancelAtStatus = 25;
         const std::uint64_t t0 = clock.nowMs();
         link.setCancel(&watcher.cancel);
         const TransferResult r = RunTransfer(link, job, settings, watcher);
         EXPECT_TRUE(r.cancelled);
         EXPECT_EQ(watcher.missing, 1);
-        EXPECT_EQ(watcher.tries, 25);  // "Write PAD -> CF", then 24 tries of the picture
+        EXPECT_EQ(watcher.statuses.size(), 25u);  // "Write PAD -> CF", then 24 tries of the picture
         EXPECT_GE(clock.nowMs() - t0, 25u * TransferTiming::kTick);
         EXPECT_TRUE(sentWith("pBD").empty());
         EXPECT_FALSE(sims[0]->selected());

@@ -101,13 +101,6 @@ inline void Click(ComponentDialog& d, std::uint32_t id) {
     Click(Control(d, id));
 }
 
-inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
-    auto* c = qobject_cast<QComboBox*>(Control(d, id));
-    ASSERT_NE(c, nullptr);
-    c->setCurrentIndex(index);
-    emit c->activated(index);
-}
-
 // One user action, done the same way on the real dialog and on a MapForm.
 struct Step {
     enum Kind { TypeText, ClickButton, ChooseItem, PickFile } kind;

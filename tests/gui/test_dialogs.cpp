@@ -86,10 +86,14 @@ class EditorDialogs : public DialogTest {
                 Type(d, s.id, s.text);
                 f.setText(s.id, FromQt(s.text).value());
                 break;
-            case Step::ChooseItem:
-                Choose(d, s.id, s.index);
+            case Step::ChooseItem: {
+                auto* c = qobject_cast<QComboBox*>(Control(d, s.id));
+                ASSERT_NE(c, nullptr) << s.id;
+                c->setCurrentIndex(s.index);
+                emit c->activated(s.index);
                 f.setCurrentIndex(s.id, s.index);
                 break;
+            }
             case Step::PickFile:
                 nextFile = s.text;
                 Click(d, 1172);
@@ -160,61 +164,46 @@ class EditorDialogs : public DialogTest {
     }
 };
 
-TEST_F(EditorDialogs, MeasuringStoresWhatTheReaderMakesOfTheInputs) {
-    // Stored in mode S with a linked second trigger; changed to mode M.
-    const ComponentRecord start = Stored(
+TEST_F(EditorDialogs, EveryEditorStoresWhatTheReaderMakesOfTheInputs) {
+    // Measuring, stored in mode S with a linked second trigger, is changed to
+    // mode M, and changed in its selections.
+    const ComponentRecord measuring = Stored(
         ComponentKind::Measuring,
         {Text(ctl::kEntryCondition, "B1"), Text(1013, "P1P2"), Text(1016, "0.5"), Text(1017, "100"),
          Text(1018, "P1"), Text(1019, ">"), Text(1020, "2.5"), Text(1023, "P2"), Text(1024, "\xAB"),
          Text(1025, "1"), Text(ctl::kBranchCondition, "B2"), Text(ctl::kTarget, "5")},
         {1005}, {{2177, 1}, {2179, 3}});
-    ExpectSameAsReader(start, {Step::type(ctl::kEntryCondition, "E3"), Step::click(1004),
-                               Step::type(1013, "SA3T1"), Step::click(1451), Step::type(1019, "="),
-                               Step::type(1020, "12.5"), Step::type(ctl::kBranchCondition, ""),
-                               Step::type(ctl::kTarget, "")});
-    ExpectSameAsReader(start,
-                       {Step::type(1013, "P1, T2"), Step::choose(2179, 5), Step::choose(2177, 2),
-                        Step::type(1024, QString::fromUtf8("\u00bb"))});
-}
-
-TEST_F(EditorDialogs, TimeInterruptBreakAndSectionStoreWhatTheReaderMakes) {
-    const ComponentRecord time =
-        Stored(ComponentKind::Time, {Text(ctl::kDescription, "Warten")}, {1161});
-    ExpectSameAsReader(time, {Step::click(1160), Step::type(1162, "0000100")});
-
-    const ComponentRecord interrupt =
-        Stored(ComponentKind::Interrupt, {Text(1198, "100")}, {1178, 1182, 1190}, {{1202, 0}});
-    ExpectSameAsReader(interrupt,
-                       {Step::click(1179), Step::click(1185), Step::click(1193), Step::click(1180),
-                        Step::type(1200, "30"), Step::choose(1204, 1), Step::type(1198, "250")});
-
-    const ComponentRecord brk =
-        Stored(ComponentKind::Break, {Text(1322, "Z1"), Text(1323, "B2")}, {});
-    ExpectSameAsReader(brk, {Step::type(1322, "S12"), Step::type(1323, "B7")});
-
-    const ComponentRecord section = Stored(
-        ComponentKind::Section, {Text(1322, "Z5"), Text(2278, "Teil A"), Text(1323, "B3")}, {2280});
-    ExpectSameAsReader(section,
-                       {Step::click(2281), Step::type(2278, QString::fromUtf8("Prüfung ÄÖÜ")),
-                        Step::type(1323, "B9")});
-}
-
-TEST_F(EditorDialogs, ModuleCommandAndPictureStoreWhatTheReaderMakes) {
-    const ComponentRecord module = Stored(ComponentKind::Module, {Text(1206, "MODA")}, {});
-    ExpectSameAsReader(module, {Step::type(1206, "MODB")});
-
-    const ComponentRecord command = Stored(
-        ComponentKind::Command, {Text(1324, "SAVE -m1 -S1"), Text(1326, "SAVE -irx2 -S2")}, {1057});
-    ExpectSameAsReader(
-        command, {Step::click(1056), Step::type(1325, "SAVE -m123 -Sxx"), Step::type(1324, "")});
-
-    const ComponentRecord picture = Stored(ComponentKind::Picture,
-                                           {Text(1173, "/bilder/logo.bmp"), Text(1174, "10"),
-                                            Text(1175, "10"), Text(1176, "50"), Text(1177, "50")},
-                                           {1170, 1057});
-    ExpectSameAsReader(picture, {Step::click(1171), Step::click(2180), Step::click(2163),
-                                 Step::type(1174, "12abc"), Step::type(1176, "90"),
-                                 Step::pickFile("/bilder/LOGO.BMP")});
+    const std::vector<std::pair<ComponentRecord, std::vector<Step>>> cases = {
+        {measuring,
+         {Step::type(ctl::kEntryCondition, "E3"), Step::click(1004), Step::type(1013, "SA3T1"),
+          Step::click(1451), Step::type(1019, "="), Step::type(1020, "12.5"),
+          Step::type(ctl::kBranchCondition, ""), Step::type(ctl::kTarget, "")}},
+        {measuring,
+         {Step::type(1013, "P1, T2"), Step::choose(2179, 5), Step::choose(2177, 2),
+          Step::type(1024, QString::fromUtf8("\u00bb"))}},
+        {Stored(ComponentKind::Time, {{ctl::kDescription, "Warten"}}, {1161}),
+         {Step::click(1160), Step::type(1162, "0000100")}},
+        {Stored(ComponentKind::Interrupt, {{1198, "100"}}, {1178, 1182, 1190}, {{1202, 0}}),
+         {Step::click(1179), Step::click(1185), Step::click(1193), Step::click(1180),
+          Step::type(1200, "30"), Step::choose(1204, 1), Step::type(1198, "250")}},
+        {Stored(ComponentKind::Break, {{1322, "Z1"}, {1323, "B2"}}, {}),
+         {Step::type(1322, "S12"), Step::type(1323, "B7")}},
+        {Stored(ComponentKind::Section, {{1322, "Z5"}, {2278, "Teil A"}, {1323, "B3"}}, {2280}),
+         {Step::click(2281), Step::type(2278, QString::fromUtf8("Prüfung ÄÖÜ")),
+          Step::type(1323, "B9")}},
+        {Stored(ComponentKind::Module, {{1206, "MODA"}}, {}), {Step::type(1206, "MODB")}},
+        {Stored(ComponentKind::Command, {{1324, "SAVE -m1 -S1"}, {1326, "SAVE -irx2 -S2"}}, {1057}),
+         {Step::click(1056), Step::type(1325, "SAVE -m123 -Sxx"), Step::type(1324, "")}},
+        {Stored(
+             ComponentKind::Picture,
+             {{1173, "/bilder/logo.bmp"}, {1174, "10"}, {1175, "10"}, {1176, "50"}, {1177, "50"}},
+             {1170, 1057}),
+         {Step::click(1171), Step::click(2180), Step::click(2163), Step::type(1174, "12abc"),
+          Step::type(1176, "90"), Step::pickFile("/bilder/LOGO.BMP")}}};
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        ExpectSameAsReader(cases[i].first, cases[i].second);
+    }
 }
 
 TEST_F(EditorDialogs, GenericDialogEditsTheHeadAndKeepsEveryPayloadByte) {

@@ -64,6 +64,12 @@ bool Enabled(MainWindow& w, std::uint32_t id) {
     return w.action(id)->isEnabled();
 }
 
+// Triggers the window's actions `ids` in turn.
+void Trigger(MainWindow& w, std::initializer_list<std::uint32_t> ids) {
+    for (std::uint32_t id : ids)
+        w.action(id)->trigger();
+}
+
 class EditorWindow : public test::WindowTest {};
 
 TEST_F(EditorWindow, StartsWithOnlyTheCommandsThatNeedNoProcedure) {
@@ -178,8 +184,7 @@ TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
     list.goToStep(3);
     const ComponentRecord third = list.viewRecord;
 
-    w.action(cmd::kCopy)->trigger();
-    w.action(cmd::kPaste)->trigger();
+    Trigger(w, {cmd::kCopy, cmd::kPaste});
     EXPECT_EQ(list.componentCount, 9u);
     EXPECT_EQ(w.countPane()->text(), QStringLiteral("9 Schritte"));
     EXPECT_TRUE(Enabled(w, cmd::kSave));
@@ -224,9 +229,7 @@ TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
 
     // Save of a new procedure asks for a name; Escape cancels and keeps it
     // modified, a name saves it there.
-    w.action(cmd::kCopy)->trigger();
-    w.action(cmd::kNew)->trigger();
-    w.action(cmd::kPaste)->trigger();
+    Trigger(w, {cmd::kCopy, cmd::kNew, cmd::kPaste});
     ASSERT_EQ(list.modified, 1u);
     const QString fresh = dir.filePath(QStringLiteral("NEW.PAD"));
     WhenModal([](QWidget* modal) { SaveDialog(modal, QString()); });
@@ -240,9 +243,7 @@ TEST_F(EditorWindow, EditSaveAndCloseThroughTheActionsAndDialogs) {
     EXPECT_TRUE(w.windowTitle().endsWith(QStringLiteral("NEW.PAD")));
 
     // Later saves write to the same file without a dialog.
-    w.action(cmd::kCopy)->trigger();
-    w.action(cmd::kPaste)->trigger();
-    w.action(cmd::kSave)->trigger();
+    Trigger(w, {cmd::kCopy, cmd::kPaste, cmd::kSave});
     EXPECT_EQ(FileBytes(fresh).size(), static_cast<int>(list.componentCount * 800));
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 
@@ -553,9 +554,7 @@ TEST_F(StepList, DragAndTheMoveCommandsReorderAsOneUndoableCommand) {
     EXPECT_EQ(Types(list), sample.substr(2, 3) + sample.substr(0, 2) + sample.substr(5));
     EXPECT_EQ(dock->view()->selectedSteps(), (std::vector<std::uint32_t>{4, 5}));
     QTest::keyClick(dock->view(), Qt::Key_Up, Qt::AltModifier);
-    w.action(cmd::kUndo)->trigger();
-    w.action(cmd::kUndo)->trigger();
-    w.action(cmd::kUndo)->trigger();
+    Trigger(w, {cmd::kUndo, cmd::kUndo, cmd::kUndo});
     EXPECT_EQ(Types(list), sample);
 }
 

@@ -77,10 +77,6 @@ std::string fileText(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 // The protocol shows exactly the lines of the core's test (those the
 // command-line check prints).
 void ExpectProtocol(QListWidget* shown, const SyntaxTestResult& expected) {
@@ -248,7 +244,8 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
     list.documentPath = pad;
 
     const std::string side = path("D.TXT");
-    writeFile(side, "[COMMENT]\r\nOld\r\n[TEXT]\r\nA\r\nB\r\n[VAR]\r\nZ3     (3)      Counter\r\n");
+    std::ofstream(side, std::ios::binary)
+        << "[COMMENT]\r\nOld\r\n[TEXT]\r\nA\r\nB\r\n[VAR]\r\nZ3     (3)      Counter\r\n";
     DescriptionDialog dialog(side, {list.procedureHead.record});
     EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Description of the test procedure"));
     EXPECT_EQ(dialog.commentField()->text(), QStringLiteral("Old"));
@@ -296,7 +293,7 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
 TEST_F(PrintDialogs, DescriptionDialogKeepsTheFileWhenTheTextDoesNotFitOrItIsReadOnly) {
     const std::string side = path("L.TXT");
     const std::string old = "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\nB1     (1)      x\r\n";
-    writeFile(side, old);
+    std::ofstream(side, std::ios::binary) << old;
     DescriptionDialog dialog(side, {});
     // 30 bytes of markers and 19 of the variable line leave 19,951.
     EXPECT_EQ(dialog.roomLabel()->text(), QStringLiteral("19951 characters left"));
@@ -410,7 +407,7 @@ TEST_F(TransferDialogTest, OpensConnectedTransfersAndCancelStopsTheNextTransfer)
     std::string longer = fileText(pad);
     for (int i = 0; i < 40; ++i)
         longer += longer.substr(longer.size() - 800);
-    writeFile(pad, longer);
+    std::ofstream(pad, std::ios::binary) << longer;
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
     QTest::mouseClick(d->startButton(), Qt::LeftButton);
     EXPECT_EQ(d->cancelButton()->text(), QStringLiteral("Abbrechen"));
