@@ -32,8 +32,8 @@
 #include "components/catalogue.h"
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "dialog_driver.h"
 #include "render/resources.h"
-#include "window_fixture.h"
 
 namespace quelvari::app::test {
 namespace {

@@ -35,9 +35,9 @@
 #include "app/qt_text.h"
 #include "app/step_list.h"
 #include "components/catalogue.h"
+#include "dialog_driver.h"
 #include "exchange/procedure_text.h"
 #include "model/procedure_file.h"
-#include "window_fixture.h"
 
 namespace quelvari::app {
 namespace {
