@@ -104,6 +104,13 @@ class PrintDialogs : public ::testing::Test {
         setLanguage(kGerman);
     }
     std::string path(const char* name) const { return dir.filePath(name).toStdString(); }
+    // Writes `list` as `name` and opens it under that name; returns the path.
+    std::string save(ProcedureList& list, const char* name) {
+        list.documentPath = path(name);
+        list.documentOpen = 1;
+        EXPECT_TRUE(writeProcedure(list.documentPath, list).ok());
+        return list.documentPath;
+    }
 
     // Prints to `pdf` instead of asking, or cancels.
     void printTo(const QString& pdf, QPageLayout::Orientation orientation, bool cancel = false) {
@@ -123,8 +130,7 @@ TEST_F(PrintDialogs, SyntaxTestListsTheCoreProtocolAndLeadsToSteps) {
     list.appendRecord(timeStep());
     list.appendRecord(timeStep("B1", 9));  // GOTO to a step that does not exist
     list.appendRecord(timeStep());
-    const std::string pad = path("T.PAD");
-    ASSERT_TRUE(writeProcedure(pad, list).ok());
+    const std::string pad = save(list, "T.PAD");
 
     SyntaxTestDialog dialog(pad, {});
     // Localised, Print waits for a run.
@@ -161,10 +167,7 @@ TEST_F(PrintDialogs, PreCheckRunsOnTheProcedureInMemory) {
     ProcedureList list;
     list.appendRecord(timeStep());
     list.appendRecord(timeStep());
-    const std::string pad = path("P.PAD");
-    ASSERT_TRUE(writeProcedure(pad, list).ok());
-    list.documentPath = pad;
-    list.documentOpen = 1;
+    const std::string pad = save(list, "P.PAD");
     // An unsaved change: the last step now jumps nowhere.
     ComponentRecord& last = list.tail()->record;
     storeBranchCondition(last, "B1");
@@ -222,10 +225,7 @@ TEST_F(PrintDialogs, PrintoutsReachThePrinter) {
 TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
     ProcedureList list;
     list.appendRecord(timeStep());
-    const std::string pad = path("D.PAD");
-    ASSERT_TRUE(writeProcedure(pad, list).ok());
-    list.documentPath = pad;
-    list.documentOpen = 1;
+    const std::string pad = save(list, "D.PAD");
     EXPECT_TRUE(DescriptionAvailable(list));
     ProcedureList unsaved;
     unsaved.documentOpen = 1;
@@ -234,8 +234,7 @@ TEST_F(PrintDialogs, DescriptionDialogEditsTheSideFile) {
     EXPECT_FALSE(RunDescriptionDialog(nullptr, unsaved));
     // A side file that is no regular file (a FIFO would block its reader) is
     // reported with the loader's reason, whose other kinds are its own tests.
-    list.documentPath = path("S.PAD");
-    ASSERT_TRUE(writeProcedure(list.documentPath, list).ok());
+    save(list, "S.PAD");
     ASSERT_EQ(::mkfifo(path("S.TXT").c_str(), 0600), 0);
     QString shown;
     test::ReadNextBox(shown);
