@@ -517,10 +517,9 @@ TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     EXPECT_EQ(std::string(traced, tracedSize), line(t0, "> 70 49") + line(t0 + 63, "< 01 02 03"));
     std::free(traced);
     ASSERT_EQ(f.usb->writes.size(), 1u);
-    EXPECT_EQ(f.usb->writes[0].endpoint, 0);
-    EXPECT_EQ(f.usb->writes[0].requestType, 0x40);
-    EXPECT_EQ(f.usb->writes[0].request, 1);
-    EXPECT_EQ(f.usb->writes[0].data, Bytes({'p', 'I'}));
+    const RecordingUsb::Transfer& w = f.usb->writes[0];
+    EXPECT_EQ(std::tuple(w.endpoint, w.requestType, w.request, w.data),
+              std::tuple(0, 0x40, 1, Bytes({'p', 'I'})));
     EXPECT_EQ(f.usb->reads, (std::vector<std::uint64_t>{t0 + 21, t0 + 42, t0 + 63}));
     EXPECT_EQ(Bytes(f.link.buf.rx.begin() + 1, f.link.buf.rx.begin() + 4), Bytes({1, 2, 3}));
 

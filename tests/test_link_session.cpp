@@ -189,10 +189,9 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
     link.linkKind = kLinkSerial;
     link.makeSerialPort = [&] { return std::make_unique<SimSerialTransport>(instrument); };
     ASSERT_EQ(InstrumentConnect(link), 0);
-    EXPECT_EQ(link.table[0].model, kModel6410);
-    EXPECT_EQ(link.table[0].word2, 0x1010);
-    EXPECT_EQ(link.table[0].byte13, s.identity.byte13);
-    EXPECT_STREQ(link.table[0].name, s.identity.name);
+    const InstrumentEntry& e = link.table[0];
+    EXPECT_EQ(std::tuple(e.model, e.word2, e.byte13, std::string(e.name)),
+              std::tuple(kModel6410, 0x1010, s.identity.byte13, std::string(s.identity.name)));
     EXPECT_TRUE(link.selected[0]);
     EXPECT_TRUE(instrument.selected());
 
@@ -328,17 +327,13 @@ TEST(LinkSettings, FileRoundTripApplyAndUsbIdLists) {
 
     Link link;
     ApplyLinkConfig(link, back);
-    EXPECT_EQ(link.linkKind, kLinkSerial);
-    EXPECT_EQ(link.serialDevice, "/dev/ttyUSB1");
-    EXPECT_EQ(link.baudIndex, 2);
-    EXPECT_EQ(link.slowLink, 1);
+    EXPECT_EQ(std::tuple(link.linkKind, link.serialDevice, link.baudIndex, link.slowLink),
+              std::tuple(kLinkSerial, "/dev/ttyUSB1", 2, 1));
 
     // Damaged lines are skipped; a missing file gives USB.
     const LinkConfig odd = ParseLinkConfig("kind=modem\nbaud=x\nport=999\nslow=1\nnoise\n");
-    EXPECT_EQ(odd.kind, LinkConfig::Kind::kUsb);
-    EXPECT_EQ(odd.baudIndex, 0);
-    EXPECT_EQ(odd.comPortIndex, 0);
-    EXPECT_TRUE(odd.slow);
+    EXPECT_EQ(std::tuple(odd.kind, odd.baudIndex, odd.comPortIndex, odd.slow),
+              std::tuple(LinkConfig::Kind::kUsb, 0, 0, true));
     EXPECT_EQ(ReadLinkConfig(dir.file("missing.conf")).kind, LinkConfig::Kind::kUsb);
     EXPECT_FALSE(WriteLinkConfig(c, "/nonexistent/dir/link.conf"));
 

@@ -485,11 +485,9 @@ TEST(GuiLinkSettings, ShowsSavesAndRefusesBadIds) {
         EXPECT_EQ(dialog.result(), QDialog::Accepted);
     }
     const link::LinkConfig saved = link::ReadLinkConfig(path.toStdString());
-    EXPECT_EQ(saved.kind, link::LinkConfig::Kind::kSerial);
-    EXPECT_EQ(saved.device, "/dev/pts/7");
-    EXPECT_EQ(saved.baudIndex, 3);
-    EXPECT_TRUE(saved.slow);
-    EXPECT_EQ(saved.usbIds.size(), 2u);
+    EXPECT_EQ(
+        std::tuple(saved.kind, saved.device, saved.baudIndex, saved.slow, saved.usbIds.size()),
+        std::tuple(link::LinkConfig::Kind::kSerial, "/dev/pts/7", 3, true, 2u));
 
     // A setting the dialog does not show survives its save; the labels are the
     // program's own texts in the current language.
