@@ -554,10 +554,16 @@ QString Captions(ComponentDialog& d) {
     return out;
 }
 
-// OK is the dialog's default; no push button but Cancel takes Return when
-// it has the focus.
-void ExpectOkIsTheDefault(QDialog& d, QPushButton* ok) {
+// OK, the button box's accepting button where there is one, is the
+// dialog's default; no push button but Cancel takes Return when it has the
+// focus. Returns OK.
+QPushButton* ExpectOkIsTheDefault(QDialog& d) {
     SCOPED_TRACE(d.windowTitle().toStdString());
+    QPushButton* ok = nullptr;
+    for (QDialogButtonBox* box : d.findChildren<QDialogButtonBox*>())
+        for (QAbstractButton* b : box->buttons())
+            if (box->buttonRole(b) == QDialogButtonBox::AcceptRole)
+                ok = qobject_cast<QPushButton*>(b);
     if (ok) {
         EXPECT_TRUE(ok->isDefault());
     }
@@ -568,14 +574,7 @@ void ExpectOkIsTheDefault(QDialog& d, QPushButton* ok) {
             EXPECT_FALSE(b->autoDefault() || b->isDefault()) << b->text().toStdString();
         }
     }
-}
-
-QPushButton* OkOf(QDialog& d) {
-    for (QDialogButtonBox* box : d.findChildren<QDialogButtonBox*>())
-        for (QAbstractButton* b : box->buttons())
-            if (box->buttonRole(b) == QDialogButtonBox::AcceptRole)
-                return qobject_cast<QPushButton*>(b);
-    return nullptr;
+    return ok;
 }
 
 class DialogKeys : public DialogTest {};
@@ -614,9 +613,8 @@ TEST_F(DialogKeys, EveryComponentDialogIsNamedTabsInOrderAndTakesReturnForOk) {
                 EXPECT_EQ(d.dialogId(), EditorDialogId(r));
                 ExpectNamedInTabOrder(d, language == kGerman);
                 captions[static_cast<char>(r.typeCode())] = Captions(d);
-                QPushButton* ok = qobject_cast<QPushButton*>(d.form().widget(ctl::kOk));
-                ASSERT_NE(ok, nullptr);
-                ExpectOkIsTheDefault(d, ok);
+                QPushButton* ok = ExpectOkIsTheDefault(d);
+                ASSERT_TRUE(ok && ok == d.form().widget(ctl::kOk));
                 int okClicks = 0, pressed = 0;
                 QObject::connect(ok, &QPushButton::clicked, [&okClicks] { ++okClicks; });
                 for (QPushButton* b : d.findChildren<QPushButton*>()) {
@@ -662,7 +660,7 @@ TEST_F(DialogKeys, OkIsTheDefaultOfTheOtherDialogsAndTheirControlsAreNamed) {
     VariableDialog variable(QStringLiteral("V1"), QString());
     for (QDialog* d : std::vector<QDialog*>{&go, &settings, &languages, &about, &syntax,
                                             &description, &variable})
-        ExpectOkIsTheDefault(*d, OkOf(*d));
+        ExpectOkIsTheDefault(*d);
     go.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&go));
     auto* number = go.findChild<QLineEdit*>(QStringLiteral("number"));
