@@ -5,22 +5,15 @@
 // byte has arrived.
 #pragma once
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "link/clock.h"
 #include "link/frame.h"
-#include "link/memory.h"
 #include "link/transport.h"
-#include "model/record.h"
 
 namespace quelvari::test {
 
@@ -149,67 +142,6 @@ class ScriptedPort : public link::Transport {
     std::uint64_t lineNs_ = 0;  // when the line is free again, nanoseconds
 };
 
-// quelvari-instrument on a pseudo-terminal with the given card directory and
-// options; path() is the terminal it prints, empty if it did not start.
-class PtyInstrument {
-  public:
-    explicit PtyInstrument(const std::string& card, std::vector<std::string> options = {}) {
-        int out[2];
-        if (::pipe(out) != 0)
-            return;
-        options.insert(options.begin(), {"quelvari-instrument", "--card", card});
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(out[1], 1);
-            ::close(out[0]);
-            std::vector<char*> argv;
-            for (std::string& o : options)
-                argv.push_back(o.data());
-            argv.push_back(nullptr);
-            ::execv(QUELVARI_INSTRUMENT, argv.data());
-            ::_exit(127);
-        }
-        ::close(out[1]);
-        char c = 0;
-        while (::read(out[0], &c, 1) == 1 && c != '\n')
-            path_ += c;
-        ::close(out[0]);
-    }
-    ~PtyInstrument() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            int status = 0;
-            ::waitpid(pid_, &status, 0);
-        }
-    }
-    PtyInstrument(const PtyInstrument&) = delete;
-    PtyInstrument& operator=(const PtyInstrument&) = delete;
-    const std::string& path() const { return path_; }
-
-  private:
-    pid_t pid_ = -1;
-    std::string path_;
-};
-
 using Bytes = std::vector<std::uint8_t>;
-
-// Keeps what the memory display was given.
-class MemoryFields : public link::MemoryDisplay {
-  public:
-    void setField(std::uint32_t id, const std::string& text) override { fields[id] = text; }
-    void disableStart() override { ++disabled; }
-    void hideProgress() override { ++hidden; }
-    std::map<std::uint32_t, std::string> fields;
-    int disabled = 0, hidden = 0;
-};
-
-// A time step numbered `i` whose last byte tells it apart.
-inline ComponentRecord Numbered(int i) {
-    ComponentRecord r;
-    r.setTypeCode('Z');
-    r.setNumber(static_cast<std::uint16_t>(i));
-    r.bytes[799] = static_cast<std::uint8_t>(i * 7);
-    return r;
-}
 
 }  // namespace quelvari::test

@@ -10,7 +10,10 @@
 // procedure's files; and whole transfers through the command line.
 #include <gtest/gtest.h>
 #include <libusb.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -28,6 +31,7 @@
 #include "link/transfer_job.h"
 #include "link_test_util.h"
 #include "model/numbers.h"
+#include "model/record.h"
 #include "model/record_reader.h"
 #include "test_util.h"
 
@@ -36,10 +40,69 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::Bytes;
-using test::Numbered;
-using test::PtyInstrument;
 using test::ScriptedPort;
 using test::TempDir;
+
+// quelvari-instrument on a pseudo-terminal with the given card directory and
+// options; path() is the terminal it prints, empty if it did not start.
+class PtyInstrument {
+  public:
+    explicit PtyInstrument(const std::string& card, std::vector<std::string> options = {}) {
+        int out[2];
+        if (::pipe(out) != 0)
+            return;
+        options.insert(options.begin(), {"quelvari-instrument", "--card", card});
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out[1], 1);
+            ::close(out[0]);
+            std::vector<char*> argv;
+            for (std::string& o : options)
+                argv.push_back(o.data());
+            argv.push_back(nullptr);
+            ::execv(QUELVARI_INSTRUMENT, argv.data());
+            ::_exit(127);
+        }
+        ::close(out[1]);
+        char c = 0;
+        while (::read(out[0], &c, 1) == 1 && c != '\n')
+            path_ += c;
+        ::close(out[0]);
+    }
+    ~PtyInstrument() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+        }
+    }
+    PtyInstrument(const PtyInstrument&) = delete;
+    PtyInstrument& operator=(const PtyInstrument&) = delete;
+    const std::string& path() const { return path_; }
+
+  private:
+    pid_t pid_ = -1;
+    std::string path_;
+};
+
+// Keeps what the memory display was given.
+class MemoryFields : public MemoryDisplay {
+  public:
+    void setField(std::uint32_t id, const std::string& text) override { fields[id] = text; }
+    void disableStart() override { ++disabled; }
+    void hideProgress() override { ++hidden; }
+    std::map<std::uint32_t, std::string> fields;
+    int disabled = 0, hidden = 0;
+};
+
+// A time step numbered `i` whose last byte tells it apart.
+inline ComponentRecord Numbered(int i) {
+    ComponentRecord r;
+    r.setTypeCode('Z');
+    r.setNumber(static_cast<std::uint16_t>(i));
+    r.bytes[799] = static_cast<std::uint8_t>(i * 7);
+    return r;
+}
 
 TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     std::vector<std::uint8_t> d;
@@ -74,8 +137,6 @@ TEST(LinkIdentification, FieldsComeFromTheirBytes) {
     EXPECT_EQ(e.byte13, 5);
     EXPECT_EQ(e.byte9, 6);
 }
-
-using test::MemoryFields;
 
 TEST(LinkMemory, FiguresFormatsAndKeptValues) {
     VirtualClock clock;
@@ -924,7 +985,7 @@ TEST_F(TransferJobTest, FifosAndDevicesAreNeitherWaitedOnNorReadWithoutEnd) {
 
 TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCannotCarry) {
     ASSERT_TRUE(RunSyntaxTest(pad, kCheckPv6410).systemFileWritten);
-    test::MemoryFields display;
+    MemoryFields display;
     const std::string picture = dir.file("HUGE.BMP");
     // (What, the instrument's next free place, the size of the procedure's
     // picture, the code, what the reason names.)
