@@ -496,8 +496,7 @@ TEST(LinkUsb, NotFoundUnknownIdsAndFailedOpensSayWhatWasSeen) {
 TEST(LinkUsb, RequestsAreVendorControlTransfersPolledEvery20Ms) {
     UsbFixture f;
     ASSERT_EQ(LinkConnect(f.link), 0);
-    f.link.buf.tx[0] = 'p';
-    f.link.buf.tx[1] = 'I';
+    std::copy_n("pI", 2, f.link.buf.tx.begin());
     const std::uint64_t t0 = f.clock.nowMs();
     f.usb->answers.push_back({t0 + 45, Bytes({1, 2, 3})});
     // The link's one trace point sees the USB bytes both ways.

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 
 #include "check/syntax_test.h"
@@ -102,6 +103,13 @@ inline ComponentRecord Numbered(int i) {
     r.setNumber(static_cast<std::uint16_t>(i));
     r.bytes[799] = static_cast<std::uint8_t>(i * 7);
     return r;
+}
+
+// The simulated instrument's default settings, its card in `card`.
+SimSettings OnCard(const std::string& card, std::uint16_t model = kModel6410) {
+    SimSettings s = DefaultSimSettings(model);
+    s.cardDir = card;
+    return s;
 }
 
 TEST(LinkIdentification, FieldsComeFromTheirBytes) {
@@ -277,8 +285,7 @@ TEST(LinkSession, SerialIdentificationWithDleBytesAndADleCheck) {
 
 TEST(LinkSimulator, BlocksLandByNumberAfterBusyPollsAndUnknownRequestsGetAQuestionMark) {
     TempDir card;
-    SimSettings s = DefaultSimSettings();
-    s.cardDir = card.path();
+    SimSettings s = OnCard(card.path());
     s.faults.busyPolls = 2;
     SimulatedInstrument sim(s);
     auto ask = [&](std::vector<std::uint8_t> request) {
@@ -320,8 +327,7 @@ TEST(LinkSession, FaultyFramesGiveBoundedResultsNeverAHang) {
     ASSERT_EQ(LinkConnect(link), 0);
     std::map<int, int> seen;
     for (int i = 0; i < 200; ++i) {
-        link.buf.tx[0] = 'p';
-        link.buf.tx[1] = 'I';
+        std::copy_n("pI", 2, link.buf.tx.begin());
         const std::uint64_t t0 = clock.nowMs();
         const int r = LinkBlockRequest(link, 2, 1500, 0).code;
         ++seen[r];
@@ -424,11 +430,7 @@ TransferJob SmallJob() {
 // (ACK, then its answer) only at the frame's wire time after its first byte.
 struct LineInstrument {
     LineInstrument(VirtualClock& clock, Link& link, unsigned baud, const std::string& card)
-        : instrument([&] {
-              SimSettings s = DefaultSimSettings();
-              s.cardDir = card;
-              return s;
-          }()) {
+        : instrument(OnCard(card)) {
         link.linkKind = kLinkSerial;
         link.makeSerialPort = [this, &clock, baud]() -> std::unique_ptr<Transport> {
             auto p = std::make_unique<ScriptedPort>(clock);
@@ -537,8 +539,7 @@ TEST(LinkPace, CancelActsWithin100MsInEveryWaitAndStillReleases) {
         CancellingClock clock;
         Link link(clock);
         TempDir card;
-        SimSettings s = DefaultSimSettings();
-        s.cardDir = card.path();
+        SimSettings s = OnCard(card.path());
         s.faults.busyPolls = busyPolls;
         auto sims = AttachSimulatedUsb(link, s);
         auto recording = std::make_unique<RecordingBackend>(sims, clock);
@@ -591,21 +592,19 @@ TEST(LinkPace, ALostInstrumentIsFinalAtOnceWithItsReason) {
         LineInstrument line(clock, link, 57600, card.path());
         ASSERT_EQ(InstrumentConnect(link), 0);
         line.instrument.settings().faults.busyPolls = 50;
-        class HangUpAtClose : public TransferObserver {
-          public:
-            HangUpAtClose(LineInstrument& l, Clock& c) : line_(l), clock_(c) {}
-            void status(const std::string&) override {
-                line_.port->hangUp();
-                at = clock_.nowMs();
-            }
-            LineInstrument& line_;
-            Clock& clock_;
-            std::uint64_t at = 0;
-        } observer(line, clock);
+        struct HangUpAtClose : TransferObserver {
+            std::function<void()> act;
+            void status(const std::string&) override { act(); }
+        } observer;
+        std::uint64_t at = 0;
+        observer.act = [&] {
+            line.port->hangUp();
+            at = clock.nowMs();
+        };
         const TransferResult r = RunTransfer(link, SmallJob(), TransferSettings{}, observer);
         EXPECT_EQ(r.code, 91);
-        ASSERT_NE(observer.at, 0u);
-        EXPECT_LT(clock.nowMs() - observer.at, 200u);  // 50 polls would take more than 10 s
+        ASSERT_NE(at, 0u);
+        EXPECT_LT(clock.nowMs() - at, 200u);  // 50 polls would take more than 10 s
         EXPECT_NE(LinkDetail(link).find("pty: Input/output error"), std::string::npos)
             << LinkDetail(link);
     }
@@ -635,8 +634,7 @@ class Observed : public TransferObserver {
 class TransferTest : public ::testing::Test {
   protected:
     void attach(int count = 1, std::uint16_t model = 0x6410, std::uint16_t second = 0) {
-        SimSettings s = DefaultSimSettings(model);
-        s.cardDir = card.path();
+        SimSettings s = OnCard(card.path(), model);
         s.faults.busyPolls = busyPolls;
         sims = AttachSimulatedUsb(link, s, count, second);
         auto rec = std::make_unique<RecordingBackend>(sims, clock);
@@ -1007,8 +1005,7 @@ TEST_F(TransferJobTest, TheStartRefusesAFullInstrumentAndAPictureTheCounterCanno
         VirtualClock clock;
         Link link(clock);
         TempDir card;
-        SimSettings s = DefaultSimSettings();
-        s.cardDir = card.path();
+        SimSettings s = OnCard(card.path());
         s.memory.procedureNumber = number;
         s.memory.freeBlocks = 0x7FFFFFFF;
         auto sims = AttachSimulatedUsb(link, s);
