@@ -45,10 +45,11 @@ class ScriptedPort : public link::Transport {
     // When the last frame's last byte reached the peer.
     std::uint64_t frameEnd = 0;
     bool modemDtr = false, modemRts = false;
+    link::LinkResult openResult;  // what opening the port gives
 
     link::LinkResult open() override {
-        open_ = true;
-        return {};
+        open_ = openResult.ok();
+        return openResult;
     }
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }

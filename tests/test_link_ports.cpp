@@ -266,11 +266,9 @@ TEST(SerialOpen, GreetsFiveTimesAtMostThenSettles) {
     EXPECT_FALSE(closed);
 
     serial.makePort = [&] {
-        struct Refusing : ScriptedPort {
-            using ScriptedPort::ScriptedPort;
-            LinkResult open() override { return {LinkStatus::kNoDevice, "gone"}; }
-        };
-        return std::make_unique<Refusing>(clock);
+        auto p = std::make_unique<ScriptedPort>(clock);
+        p->openResult = {LinkStatus::kNoDevice, "gone"};
+        return p;
     };
     LinkResult why;
     EXPECT_EQ(serial.open(&why), 0);

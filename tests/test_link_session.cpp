@@ -232,9 +232,8 @@ TEST(LinkSession, UsbConnectSelectsEveryInstrumentAndChecksModels) {
     }
     {
         Link link(clock);
-        SimSettings s = DefaultSimSettings();
-        s.faults.refuseSelection = true;
-        auto sims = AttachSimulatedUsb(link, s);
+        auto sims = AttachSimulatedUsb(link, DefaultSimSettings());
+        sims[0]->settings().faults.refuseSelection = true;
         EXPECT_EQ(InstrumentConnect(link), 81);
         sims[0]->settings().faults.refuseSelection = false;
         sims[0]->settings().faults.answerQuestion = true;  // "?" is no answer

@@ -849,9 +849,9 @@ class PrintDialogs : public ::testing::Test {
 
 TEST_F(PrintDialogs, SyntaxTestListsTheCoreProtocolAndLeadsToSteps) {
     ProcedureList list;
-    list.appendRecord(timeStep());
-    list.appendRecord(timeStep("B1", 9));  // GOTO to a step that does not exist
-    list.appendRecord(timeStep());
+    // The second step has a GOTO to a step that does not exist.
+    for (const ComponentRecord& r : {timeStep(), timeStep("B1", 9), timeStep()})
+        list.appendRecord(r);
     const std::string pad = save(list, "T.PAD");
 
     SyntaxTestDialog dialog(pad, {});
