@@ -1,6 +1,8 @@
 // Drives the component dialogs as a user would: typing into fields and
 // clicking buttons of the modal dialog once it is shown, while the desktop
 // hooks (message box, file dialog, help) record what the dialog asked for.
+// And the main window under test: German, no settings or recovery copy left
+// from an earlier test, and the window gone before the files it had open.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,17 +10,22 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QFile>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTest>
 #include <QTimer>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "app/components/component_dialog.h"
 #include "app/components/desktop_hooks.h"
+#include "app/main_window.h"
 #include "app/qt_text.h"
+#include "commands/editor_settings.h"
 #include "components/editor.h"
+#include "model/config.h"
 #include "texts/texts.h"
 
 namespace quelvari::app::test {
@@ -101,13 +108,6 @@ inline void Click(ComponentDialog& d, std::uint32_t id) {
     Click(Control(d, id));
 }
 
-inline void Choose(ComponentDialog& d, std::uint32_t id, int index) {
-    auto* c = qobject_cast<QComboBox*>(Control(d, id));
-    ASSERT_NE(c, nullptr);
-    c->setCurrentIndex(index);
-    emit c->activated(index);
-}
-
 // One user action, done the same way on the real dialog and on a MapForm.
 struct Step {
     enum Kind { TypeText, ClickButton, ChooseItem, PickFile } kind;
@@ -145,6 +145,50 @@ class DialogTest : public ::testing::Test {
     std::vector<QString> filters;
     std::vector<std::uint32_t> helpContexts;
     QString nextFile;
+};
+
+inline const QString kSample = QStringLiteral(QUELVARI_EXAMPLES "/sample.PAD");
+
+// Presses the message box button whose role answers the question.
+inline void Answer(QWidget* modal, QMessageBox::StandardButton which) {
+    auto* box = qobject_cast<QMessageBox*>(modal);
+    ASSERT_NE(box, nullptr);
+    box->button(which)->click();
+}
+
+inline QByteArray FileBytes(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+class WindowTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        Clean();
+        setLanguage(kGerman);
+    }
+    void TearDown() override {
+        window.reset();
+        Clean();
+        setLanguage(kGerman);
+    }
+    static void Clean() {
+        QFile::remove(QString::fromStdString(GetConfigPaths().file));
+        QFile::remove(QString::fromStdString(EditorSettingsPath()));
+        RemoveRecovery();
+    }
+    // A shown window of `size` (if given) with `path` open (if given).
+    MainWindow& shown(const QString& path = kSample, QSize size = {}) {
+        window.emplace();
+        if (size.isValid())
+            window->resize(size);
+        window->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(&*window));
+        if (!path.isEmpty())
+            window->openPath(path);
+        return *window;
+    }
+    std::optional<MainWindow> window;
 };
 
 }  // namespace quelvari::app::test

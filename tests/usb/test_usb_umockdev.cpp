@@ -4,8 +4,8 @@
 // tells how many instruments the testbed holds.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 #include "link/instrument.h"
 #include "link/link.h"
@@ -54,8 +54,7 @@ TEST(UsbUmockdev, EndpointsAndThe64ByteRuleOnTheWire) {
     EXPECT_EQ(LinkSend(link, 64), 64);
     EXPECT_EQ(LinkSend(link, 808), 807);
     // "pI" as a vendor control transfer; the answer from endpoint 0x85.
-    link.buf.tx[0] = 'p';
-    link.buf.tx[1] = 'I';
+    std::copy_n("pI", 2, link.buf.tx.begin());
     EXPECT_EQ(LinkRequest(link, 2, 1500).code, 23);
     EXPECT_EQ(AnswerByte(link, 16), 1);
     EXPECT_EQ(AnswerByte(link, 17), 0x00);
