@@ -12,6 +12,7 @@
 
 #include "commands/edit_commands.h"
 #include "commands/file_commands.h"
+#include "exchange/procedure_text.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
@@ -144,13 +145,16 @@ class EditFixture : public ::testing::Test, public EditSession {
   protected:
     void SetUp() override { setLanguage(kGerman); }
     static std::vector<ComponentRecord> records(const ProcedureList& l) {
-        std::vector<ComponentRecord> out;
-        for (const ComponentNode* n = &l.procedureHead; n; n = n->next)
-            out.push_back(n->record);
-        return out;
+        return exchange::ListRecords(l);
     }
-    // The steps' comments, separated by blanks.
-    std::string comments() const {
+    // Appends the records and forgets the appends' undo entries.
+    void build(const std::vector<ComponentRecord>& steps) {
+        appendAll(steps);
+        commands.clearHistory();
+    }
+    // The steps' comments, separated by blanks, once the numbering is checked.
+    std::string comments() {
+        checkNumbering();
         std::string out;
         for (const auto& r : records(list))
             out += (out.empty() ? "" : " ") + r.comment();
@@ -176,16 +180,17 @@ class EditFixture : public ::testing::Test, public EditSession {
         commands.change();
     }
     // The steps' comments, then "@" and the current step.
-    std::string shown() const { return comments() + " @" + at(); }
+    std::string shown() { return comments() + " @" + at(); }
     // The command and step number of undo entry `i`.
     std::pair<std::uint32_t, std::uint32_t> entry(std::size_t i) const {
         return {commands.undoStack().slot(i).commandId, commands.undoStack().slot(i).stepNumber};
     }
-    // Numbers 1..n, links both ways, the tail, and one node per component.
+    // Numbers 1..n (0 in the empty head), links both ways, the tail, and one
+    // node per component.
     void checkNumbering() {
         std::uint16_t n = 1;
         for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
-            EXPECT_EQ(node->record.number(), n);
+            EXPECT_EQ(node->record.number(), list.componentCount == 0 ? 0 : n);
             EXPECT_EQ(node->next ? node->next->prev : list.tail(), node);
         }
         EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);

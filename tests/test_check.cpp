@@ -43,13 +43,6 @@ std::vector<Seen> findingsOf(const SyntaxTestResult& result) {
     return out;
 }
 
-bool has(const std::vector<Seen>& seen, int id) {
-    for (const Seen& s : seen)
-        if (s.id == id)
-            return true;
-    return false;
-}
-
 // A directory with a procedure T.PAD and whatever it needs beside it.
 struct Scene {
     TempDir dir;
@@ -294,19 +287,12 @@ std::vector<Case> cases() {
 TEST_F(Check, EachFindingHasATriggerAndACleanProcedure) {
     for (const Case& c : cases()) {
         SCOPED_TRACE(c.name);
-        {
-            Scene t;
-            c.trigger(t);
-            const auto seen = findingsOf(t.run(c.mode));
-            EXPECT_TRUE(std::find(seen.begin(), seen.end(), Seen{c.id, c.step}) != seen.end())
-                << "finding " << c.id << " at " << c.step << " missing";
-        }
-        {
-            Scene t;
-            c.clean(t);
-            const auto result = t.run(c.mode);
-            EXPECT_FALSE(has(findingsOf(result), c.id));
-        }
+        Scene triggered, clean;
+        c.trigger(triggered);
+        c.clean(clean);
+        const auto seen = findingsOf(triggered.run(c.mode)), none = findingsOf(clean.run(c.mode));
+        EXPECT_NE(std::find(seen.begin(), seen.end(), Seen{c.id, c.step}), seen.end()) << c.id;
+        EXPECT_TRUE(std::none_of(none.begin(), none.end(), [&](Seen s) { return s.id == c.id; }));
     }
 }
 
@@ -338,10 +324,9 @@ TEST(CheckModes, TypesBoundToThePlaceOfUse) {
             SCOPED_TRACE(std::string(1, type) + " in mode " + std::to_string(mode));
             Scene t;
             t.procedure({plain(), makeRecord(type), plain()});
-            const bool refused =
-                std::find(refusedIn.begin(), refusedIn.end(), mode) != refusedIn.end();
-            const std::vector<Seen> expected = {{id, 2}};
-            EXPECT_EQ(findingsOf(t.run(mode)), refused ? expected : std::vector<Seen>{});
+            const bool refused = std::ranges::count(refusedIn, mode) > 0;
+            EXPECT_EQ(findingsOf(t.run(mode)),
+                      (refused ? std::vector<Seen>{{id, 2}} : std::vector<Seen>{}));
         }
     }
 }

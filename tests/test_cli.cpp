@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -66,12 +67,9 @@ class Cli : public ::testing::Test {
         writeBytes(dir.file("OLD.PAD"), oldFile());
     }
     // Runs with FILE standing for the procedure and DIR for its directory.
-    CommandResult run(std::string args) {
-        for (std::size_t p; (p = args.find("FILE")) != std::string::npos;)
-            args.replace(p, 4, pad);
-        for (std::size_t p; (p = args.find("DIR")) != std::string::npos;)
-            args.replace(p, 3, dir.path());
-        return runCli(args);
+    CommandResult run(const std::string& args) {
+        return runCli(std::regex_replace(std::regex_replace(args, std::regex("FILE"), pad),
+                                         std::regex("DIR"), dir.path()));
     }
     TempDir dir;
     std::string pad = dir.file("t.PAD");
@@ -207,10 +205,10 @@ TEST_F(Cli, AddEditInsertAndDeleteStoreWhatTheViewWould) {
     EXPECT_TRUE(std::equal(before.begin() + 800, before.end(), after.begin() + 800));
 
     // Combo entries: the last one of each box is taken, stored as the dialog does.
-    ASSERT_EQ(runCli("add " + pad + " M save=1 variables=P1 scan=1 count=10 pretrigger=10 link=3 " +
-                     "trigger=A1 operator='>' value=1 trigger2=A2 operator2='<' value2=2")
-                  .status,
-              0);
+    const auto added =
+        run("add FILE M save=1 variables=P1 scan=1 count=10 pretrigger=10 link=3 "
+            "trigger=A1 operator='>' value=1 trigger2=A2 operator2='<' value2=2");
+    ASSERT_EQ(added.status, 0) << added.out;
     const auto measuring = readBytes(pad);
     ASSERT_EQ(measuring.size(), 6u * 800);
     EXPECT_EQ((ByteRow{measuring[4000 + layout::measuring::kPretrigger],

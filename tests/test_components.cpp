@@ -13,7 +13,6 @@
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"
-#include "components/view.h"
 #include "test_util.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
@@ -83,20 +82,19 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
         for (const auto& row : g.rows)
             ids.insert(row.begin(), row.end());
     EXPECT_EQ(ids.size(), kComponentTypeCount);
+    using K = ComponentKind;
+    const std::set<K> flagged = {K::Bargraph, K::Display, K::Graphic, K::InputOutput, K::Picture};
     for (const ComponentType& t : kCatalogue) {
-        const std::uint8_t mark = t.kind == ComponentKind::GraphicPrint ? 'G' : 0;
+        const std::uint8_t mark = t.kind == K::GraphicPrint ? 'G' : 0;
         EXPECT_EQ(FindType(static_cast<std::uint8_t>(t.code), mark), &t) << t.key;
         EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
         EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
         EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
         ComponentRecord r = test::typed('Q', 9);
         PresetNewRecord(r, t);
-        const bool flag = t.kind == ComponentKind::Bargraph || t.kind == ComponentKind::Display ||
-                          t.kind == ComponentKind::Graphic ||
-                          t.kind == ComponentKind::InputOutput || t.kind == ComponentKind::Picture;
-        EXPECT_EQ(r.u8(88), flag ? 1 : 0) << t.key;
-        EXPECT_EQ(r.u8(90), t.kind == ComponentKind::Picture ? 'D' : 0) << t.key;
-        EXPECT_EQ(r.u8(217), t.kind == ComponentKind::ReadDatabase ? 1 : 0) << t.key;
+        EXPECT_EQ(r.u8(88), flagged.count(t.kind)) << t.key;
+        EXPECT_EQ(r.u8(90), t.kind == K::Picture ? 'D' : 0) << t.key;
+        EXPECT_EQ(r.u8(217), t.kind == K::ReadDatabase ? 1 : 0) << t.key;
         EXPECT_EQ(r.typeCode(), 0) << t.key;
     }
 }
@@ -174,18 +172,17 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     FillCommand(d, f);
     EXPECT_TRUE(f.checked(1057));
     EXPECT_FALSE(f.checked(1056));
-    // A picture on the printer shows its options; the screen hides them.
+    // A picture on the printer shows its options; the screen hides them: 2163
+    // and 2180 shown, 2180 checked, the line position 1175 shown, label 2006.
     MapForm p;
+    auto controls = [&] {
+        return std::tuple(p.visible(2163), p.visible(2180), p.checked(2180), p.visible(1175),
+                          p.fullText(2006));
+    };
     FillPicture(test::withBytes({}, 90, {'P', 0, 0, 1}), p);
-    EXPECT_TRUE(p.visible(2163));
-    EXPECT_FALSE(p.visible(1175));  // line position in use
-    EXPECT_EQ(p.fullText(2006), LangText(3089));
+    EXPECT_EQ(controls(), std::tuple(true, true, true, false, LangText(3089)));
     ApplyPictureMedium(p, true);
-    EXPECT_FALSE(p.visible(2163));
-    EXPECT_FALSE(p.visible(2180));
-    EXPECT_FALSE(p.checked(2180));
-    EXPECT_TRUE(p.visible(1175));
-    EXPECT_EQ(p.fullText(2006), LangText(3048));
+    EXPECT_EQ(controls(), std::tuple(false, false, false, true, LangText(3048)));
 }
 
 TEST(GenericEditors, KeepThePayloadByteForByte) {
@@ -396,11 +393,8 @@ TEST(CommandReader, LinesAndTheirBareCodes) {
                     {"branch B3 target 0", {"1324=a", "1021=B3", "1022=0"}, 0x0305},
                 });
     const ComponentRecord r = stored('D', {"+1057", "1324=SAVE -m1", "1326=" + l50});
-    EXPECT_EQ(r.u8(88), 1);
-    EXPECT_EQ(r.text(96, 56), "SAVE -m1");
-    EXPECT_EQ(r.text(152, 56), "");
-    EXPECT_EQ(r.text(208, 56), l50);
-    EXPECT_EQ(r.u8(258), 0);
+    EXPECT_EQ(std::pair(r.u8(88), r.u8(258)), (std::pair<std::uint8_t, std::uint8_t>(1, 0)));
+    EXPECT_EQ(r.text(96, 56) + "|" + r.text(152, 56) + "|" + r.text(208, 56), "SAVE -m1||" + l50);
 }
 
 TEST(PictureReader, SizesMediaAndKinds) {

@@ -18,6 +18,7 @@
 #include "check_builders.h"
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "exchange/procedure_text.h"
 #include "model/file_io.h"
 #include "model/numbers.h"
 #include "model/procedure.h"
@@ -328,15 +329,12 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
         writeBytes(path, bytes);
         RecordFile file;
         ASSERT_TRUE(readRecordFile(path, file).ok());
-        EXPECT_EQ(file.oldFormat, oldFormat);
-        EXPECT_EQ(file.records.size(), records);
         ProcedureList list;
         ASSERT_TRUE(loadProcedure(path, list).ok());
-        EXPECT_EQ(list.oldFormat, oldFormat ? 1u : 0u);
-        EXPECT_EQ(list.componentCount, records);
-        EXPECT_EQ(list.nodeCount(), records);
+        EXPECT_EQ(std::tuple(file.oldFormat, file.records.size(), list.oldFormat,
+                             list.componentCount, list.nodeCount(), list.documentOpen),
+                  std::tuple(oldFormat, records, oldFormat ? 1u : 0u, records, records, 1u));
         EXPECT_EQ(list.currentNode, &list.procedureHead);
-        EXPECT_EQ(list.documentOpen, 1u);
     }
     // The empty file's single record is empty (type 0).
     writeBytes(dir.file("empty.PAD"), {});
@@ -370,27 +368,17 @@ TEST(ProcedureFiles, OpenIntoTheNodesGivesWhatTheReaderGives) {
             ASSERT_EQ(list.componentCount, n);
             ASSERT_EQ(list.nodeCount(), n);
             ASSERT_EQ(oracle.records.size(), n);
-            std::size_t i = 0;
-            for (ComponentNode* node = &list.procedureHead; node; node = node->next, ++i)
-                ASSERT_EQ(node->record, oracle.records[i]) << i;
+            ASSERT_EQ(exchange::ListRecords(list), oracle.records);
             EXPECT_EQ(list.tail()->next, nullptr);
         }
     }
 
     // A file that grows past the step limit while it is read is refused.
-    {
-        std::vector<std::uint8_t> bytes(kMaxProcedureSteps * 800, 0);
-        bytes[0] = bytes[1] = 0xFF;
-        writeBytes(path, bytes);
-    }
+    writeBytes(path, {0xFF, 0xFF});
+    ASSERT_EQ(::truncate(path.c_str(), kMaxProcedureSteps * 800), 0);
     RecordReader reader;
     ASSERT_TRUE(reader.open(path).ok());
-    {
-        FILE* f = std::fopen(path.c_str(), "ab");
-        const std::vector<std::uint8_t> one(800, 0);
-        ASSERT_EQ(std::fwrite(one.data(), 1, 800, f), 800u);
-        std::fclose(f);
-    }
+    ASSERT_EQ(::truncate(path.c_str(), (kMaxProcedureSteps + 1) * 800), 0);
     std::vector<ComponentRecord> records(256);
     std::vector<ComponentRecord*> into;
     for (auto& r : records)

@@ -14,10 +14,10 @@
 #include <chrono>
 #include <functional>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "check/syntax_test.h"
+#include "check_builders.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
@@ -40,8 +40,11 @@
 namespace quelvari {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 
+using test::hasTemporary;
+using test::listing;
 using test::readBytes;
 using test::TempDir;
 using test::writeBytes;
@@ -52,21 +55,6 @@ void fill(ProcedureList& list, int steps, const std::string& tag) {
     list.componentCount = 0;
     for (int i = 0; i < steps; ++i)
         list.appendRecord(test::makeRecord('B', tag + std::to_string(i)));
-}
-
-std::vector<std::string> listing(const std::string& dir) {
-    std::vector<std::string> names;
-    std::istringstream in(test::runCommand("ls -A '" + dir + "'").out);
-    for (std::string name; std::getline(in, name);)
-        names.push_back(name);
-    return names;
-}
-
-bool hasTemporary(const std::string& dir) {
-    for (const std::string& name : listing(dir))
-        if (name.rfind(std::string(kTempPrefix), 0) == 0)
-            return true;
-    return false;
 }
 
 // Runs `body` in a child process as user and group 65534 (nobody). Returns
@@ -147,11 +135,10 @@ TEST(SafeFiles, TheReaderKeepsWhatWasReadAndReportsIoErrors) {
         reads = 0;
         const SyntaxTestResult r = RunSyntaxTest(path, kCheckTarvisel);
         SetIoFault({});
-        EXPECT_EQ(s.code(), ErrorCode(kErrFileOpen));
-        EXPECT_EQ(s.sysError, EIO);
-        EXPECT_EQ(loaded.componentCount, 0u);
-        EXPECT_EQ(loaded.nodeCount(), 1u);
-        EXPECT_EQ(r.fileError.sysError, EIO);
+        // Open's code and reason, what it kept, the syntax test's reason.
+        EXPECT_EQ(std::tuple(s.code(), s.sysError, loaded.componentCount, loaded.nodeCount(),
+                             r.fileError.sysError),
+                  std::tuple(ErrorCode(kErrFileOpen), EIO, 0u, 1u, EIO));
         EXPECT_FALSE(r.systemFileWritten);
         EXPECT_FALSE(::access(SystemFilePath(path).c_str(), F_OK) == 0);
     }
@@ -231,18 +218,12 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             {"system file", SystemFilePath(pad),
              [&] {
                  writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
-                 ProcedureList one;
-                 one.appendRecord(test::makeRecord('B'));
-                 ASSERT_TRUE(writeProcedure(pad, one).ok());
+                 test::writeRecords(pad, {test::makeRecord('B')});
              },
              [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
             {"configuration", GetConfigPaths().file,
-             [&] {
-                 ASSERT_TRUE(WriteConfiguration({1, 0}).ok());
-             },
-             [&] {
-                 return WriteConfiguration({3, 1});
-             }},
+             [] { ASSERT_TRUE(WriteConfiguration(Configuration(1, 0)).ok()); },
+             [] { return WriteConfiguration(Configuration(3, 1)); }},
         };
     int trials = 0;
     for (const auto& [name, path, prepare, save] : targets) {
@@ -263,22 +244,16 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             SetIoFault([&](IoCall call) {
                 if (call == IoCall::Read || ++seen != n)
                     return 0;
-                switch (call) {
-                    case IoCall::Write:
-                        return injected = ENOSPC;
-                    case IoCall::Rename:
-                        return injected = EXDEV;
-                    default:
-                        return injected = EIO;
-                }
+                return injected = call == IoCall::Write    ? ENOSPC
+                                  : call == IoCall::Rename ? EXDEV
+                                                           : EIO;
             });
             const Status s = save();
             SetIoFault({});
             ++trials;
-            EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
-            EXPECT_EQ(s.sysError, injected);
-            EXPECT_THAT(s.detail(), HasSubstr(SystemErrorText(injected)));
-            EXPECT_THAT(s.detail(), HasSubstr(path));
+            EXPECT_EQ(std::pair(s.code(), s.sysError),
+                      std::pair(ErrorCode(kErrFileWrite), injected));
+            EXPECT_THAT(s.detail(), AllOf(HasSubstr(path), HasSubstr(SystemErrorText(injected))));
             EXPECT_EQ(readBytes(path), before);
             EXPECT_FALSE(hasTemporary(DirectoryOf(path)));
         }

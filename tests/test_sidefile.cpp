@@ -51,9 +51,9 @@ TEST(SideFile, BytesAndSections) {
     EXPECT_EQ(SerializeSideFile(ParseSideFile(bytes)), bytes);
 
     // An empty text: the marker directly followed by CR LF.
-    SideFileContent empty;
-    EXPECT_EQ(SerializeSideFile(empty), "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\n");
-    EXPECT_EQ(SerializeSideFile(ParseSideFile(SerializeSideFile(empty))), SerializeSideFile(empty));
+    const std::string empty = "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\n";
+    EXPECT_EQ(SerializeSideFile({}), empty);
+    EXPECT_EQ(SerializeSideFile(ParseSideFile(empty)), empty);
 
     // Without "[VAR]" the text runs to the end of the data and no variable is read.
     EXPECT_EQ(SerializeSideFile(ParseSideFile("[COMMENT]\r\nC\r\n[TEXT]\r\nSome\r\ntext")),
@@ -89,11 +89,9 @@ TEST(SideFile, LoadReadsAtMost20000Bytes) {
     data += "\r\n[VAR]\r\nB1     (1)      late\r\n";
     writeText(path, data);
     const SideFileLoad load = LoadSideFile(path);
-    EXPECT_TRUE(load.found);
-    EXPECT_TRUE(load.writable);
-    EXPECT_EQ(load.content.comment, "C");
-    EXPECT_EQ(load.content.text.size(), kSideFileReadLimit - 22);
-    EXPECT_TRUE(load.content.variables.empty());
+    EXPECT_EQ(std::tuple(load.found, load.writable, load.content.comment, load.content.text.size(),
+                         load.content.variables.size()),
+              std::tuple(true, true, "C", kSideFileReadLimit - 22, 0u));
 
     EXPECT_FALSE(LoadSideFile(dir.file("none.TXT")).found);
     EXPECT_TRUE(LoadSideFile(dir.file("none.TXT")).writable);
@@ -114,7 +112,7 @@ TEST(SideFile, SaveKeepsTheOldFileOnFailure) {
     SetIoFault({});
     EXPECT_EQ(readText(path), old);
     // No temporary file is left behind.
-    EXPECT_EQ(test::runCommand("ls -A '" + dir.path() + "' | wc -l").out, "1\n");
+    EXPECT_EQ(test::listing(dir.path()), std::vector<std::string>{"T.TXT"});
 
     EXPECT_EQ(SaveSideFile(path, c), 0);
     EXPECT_EQ(readText(path), SerializeSideFile(c));
@@ -164,9 +162,8 @@ TEST(SideFile, VariableLinesChangeAndDelete) {
     ASSERT_EQ(list.size(), 1u);
     // The reselection goes by text, without regard to case: among equal
     // lines it lands on the first of them.
-    list.add("x");
-    list.add("X");
-    list.add("X");
+    for (const char* line : {"x", "X", "X"})
+        list.add(line);
     ASSERT_EQ(list.lines(), (std::vector<std::string>{"B3     (3)      three", "x", "X", "X"}));
     EXPECT_EQ(DeleteVariable(list, 2), std::optional<std::size_t>(1));
 }

@@ -3,16 +3,19 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
 
@@ -66,6 +69,22 @@ inline std::string readText(const std::string& path) {
 
 inline void writeText(const std::string& path, const std::string& s) {
     writeBytes(path, {s.begin(), s.end()});
+}
+
+// The names in `dir`, sorted.
+inline std::vector<std::string> listing(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(dir))
+        names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Whether a save left its temporary file in `dir`.
+inline bool hasTemporary(const std::string& dir) {
+    const auto names = listing(dir);
+    return std::any_of(names.begin(), names.end(),
+                       [](const std::string& n) { return n.starts_with(kTempPrefix); });
 }
 
 // Runs a shell command and returns its standard output and exit status.
