@@ -30,6 +30,17 @@ inline ComponentRecord Step(char type, const std::string& name, std::uint16_t ta
     return r;
 }
 
+// The next value of `script`, or `none` and a failure when it has run out.
+template <class T>
+T nextOf(std::deque<T>& script, T none, const std::string& what) {
+    EXPECT_FALSE(script.empty()) << "unexpected " << what;
+    if (script.empty())
+        return none;
+    T value = script.front();
+    script.pop_front();
+    return value;
+}
+
 class ScriptedEditUi : public EditUi {
   public:
     std::deque<std::optional<ComponentRecord>> selections;  // nothing = Cancel
@@ -40,11 +51,7 @@ class ScriptedEditUi : public EditUi {
     std::string status;
 
     bool selectComponent(ComponentRecord& r) override {
-        EXPECT_FALSE(selections.empty()) << "unexpected component selection";
-        if (selections.empty())
-            return false;
-        auto s = selections.front();
-        selections.pop_front();
+        const auto s = nextOf(selections, {}, "component selection");
         if (s)
             r = *s;
         return s.has_value();
@@ -86,13 +93,13 @@ class ScriptedFileUi : public FileUi {
     std::vector<std::string> details;
     std::string title, status;
 
-    Answer askYesNoCancel(const std::string& text) override { return next(text); }
-    Answer askYesNo(const std::string& text) override { return next(text); }
-    std::optional<std::string> chooseOpenFile(const std::string&) override { return nextFile(); }
+    Answer askYesNoCancel(const std::string& text) override { return answer(text); }
+    Answer askYesNo(const std::string& text) override { return answer(text); }
+    std::optional<std::string> chooseOpenFile(const std::string&) override { return file(); }
     std::optional<std::string> chooseSaveFile(const std::string& initial,
                                               const std::string&) override {
         initialNames.push_back(initial);
-        return nextFile();
+        return file();
     }
     void showError(const Status& s) override {
         errors.push_back(s.code());
@@ -103,23 +110,11 @@ class ScriptedFileUi : public FileUi {
     void repaint() override {}
 
   private:
-    Answer next(const std::string& text) {
+    Answer answer(const std::string& text) {
         questions.push_back(text);
-        EXPECT_FALSE(answers.empty()) << "unexpected question: " << text;
-        if (answers.empty())
-            return Answer::Cancel;
-        const Answer a = answers.front();
-        answers.pop_front();
-        return a;
+        return nextOf(answers, Answer::Cancel, "question: " + text);
     }
-    std::optional<std::string> nextFile() {
-        EXPECT_FALSE(files.empty()) << "unexpected file dialog";
-        if (files.empty())
-            return std::nullopt;
-        auto f = files.front();
-        files.pop_front();
-        return f;
-    }
+    std::optional<std::string> file() { return nextOf(files, {}, "file dialog"); }
 };
 
 // An open, empty procedure with its commands.

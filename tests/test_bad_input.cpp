@@ -132,8 +132,7 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
 
 TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     ProcedureList list;
-    for (std::uint32_t i = 0; i < kMaxSteps - 1; ++i)
-        list.appendRecord(test::makeRecord('B'));
+    test::fill(list, test::Records(kMaxSteps - 1, test::makeRecord('B')));
     list.documentOpen = 1;
     test::ScriptedEditUi ui;
     for (int i = 0; i < 2; ++i)
@@ -288,9 +287,7 @@ TEST(SaveOwnership, OwnerGroupAndModeOfTheOldFileAreKept) {
     EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777),
               std::tuple(65534u, 65534u, 0646u));
     // A user who may not give the file away saves it as its own.
-    const auto r = test::runCommand("setpriv --reuid=1000 --regid=1000 --clear-groups " +
-                                    std::string(QUELVARI_CLI) + " add " + pad +
-                                    " Z time-wait=1 factor=1 2>&1");
+    const auto r = test::runCliAs(1000, "add " + pad + " Z time-wait=1 factor=1");
     ASSERT_EQ(r.status, 0) << r.out;
     ASSERT_EQ(::stat(pad.c_str(), &st), 0);
     EXPECT_EQ(std::pair(st.st_uid, st.st_mode & 07777), std::pair(1000u, 0646u));
@@ -322,19 +319,17 @@ TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
     writeSample(pad);
     ASSERT_EQ(cli("describe " + pad + " --var A=kept").status, 0);
     const std::string before = readText(side);  // 30 + "A      (?)      kept" 20 + 2
-    const std::string text(19949, 'x');
-    test::writeBytes(dir.file("long.txt"), {text.begin(), text.end()});
-    const auto r = cli("describe " + pad + " --text-file " + dir.file("long.txt") + " --lang 1");
-    EXPECT_EQ(r.status, 2) << r.out;
-    EXPECT_THAT(r.out, HasSubstr("The description is 1 characters too long"));
-    EXPECT_EQ(readText(side), before);
     // A text file that could never fit is not read to its end.
-    const std::string huge(100000, 'x');
-    test::writeBytes(dir.file("huge.txt"), {huge.begin(), huge.end()});
-    const auto h = cli("describe " + pad + " --text-file " + dir.file("huge.txt") + " --lang 1");
-    EXPECT_EQ(h.status, 2) << h.out;
-    EXPECT_THAT(h.out, HasSubstr("more than 80000 bytes"));
-    EXPECT_EQ(readText(side), before);
+    const std::pair<std::size_t, const char*> texts[] = {
+        {19949, "The description is 1 characters too long"}, {100000, "more than 80000 bytes"}};
+    for (const auto& [size, says] : texts) {
+        test::writeText(dir.file("text.txt"), std::string(size, 'x'));
+        const auto r =
+            cli("describe " + pad + " --text-file " + dir.file("text.txt") + " --lang 1");
+        EXPECT_EQ(r.status, 2) << r.out;
+        EXPECT_THAT(r.out, HasSubstr(says));
+        EXPECT_EQ(readText(side), before);
+    }
 }
 
 }  // namespace

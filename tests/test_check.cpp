@@ -416,8 +416,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
         const auto onDisk = run(mode);
         ::unlink(dir.file("T.sys").c_str());
         ProcedureList list;
-        for (const ComponentRecord& r : records)
-            list.appendRecord(r);
+        fill(list, records);
         const auto inMemory = RunSyntaxTestInMemory(list, dir.file(name), mode);
         EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
         EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
@@ -428,7 +427,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
 
     // A clean procedure: summary, but still no system file.
     ProcedureList clean;
-    clean.appendRecord(plain());
+    fill(clean, {plain()});
     const auto ok = RunSyntaxTestInMemory(clean, dir.file("New.PAD"), kCheckLumo);
     EXPECT_EQ(ok.countedFindings, 0u);
     EXPECT_EQ(ok.lines[std::size_t{6}], LangText(3145));
@@ -436,8 +435,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
 
     // Never saved: no directory, so every module is missing.
     ProcedureList unsaved;
-    unsaved.appendRecord(moduleCall("M"));
-    unsaved.appendRecord(plain());
+    fill(unsaved, {moduleCall("M"), plain()});
     const auto u = RunSyntaxTestInMemory(unsaved, "", kCheckTarvisel);
     EXPECT_EQ(findingsOf(u), (std::vector<Seen>{{8025, 0}}));
     EXPECT_EQ(u.files.size(), 2u);

@@ -294,8 +294,7 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
         ProcedureList l;
         ScriptedUi u;
         FileCommands commands(l, u);
-        for (int i = 0; i < components; ++i)
-            l.appendRecord(test::makeRecord('Z'));
+        test::fill(l, test::Records(static_cast<std::size_t>(components), test::makeRecord('Z')));
         l.documentPath = path;
         l.modified = 1;
         u.answers.push_back(Answer::Cancel);

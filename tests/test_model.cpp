@@ -29,6 +29,7 @@
 namespace quelvari {
 namespace {
 
+using test::fill;
 using test::makeRecord;
 using test::oldRecord;
 using test::readBytes;
@@ -69,16 +70,6 @@ TEST(ComponentRecord, TrimRightAndStripFileName) {
         EXPECT_EQ(stripFileName(path), c[2]) << c[0];
         EXPECT_EQ(path, c[1]);
     }
-}
-
-// Builds a list of the given records, numbered 1..n.
-void fill(ProcedureList& list, const std::vector<ComponentRecord>& records) {
-    list.freeProcedure();
-    list.componentCount = 0;
-    for (const auto& r : records)
-        list.appendRecord(r);
-    list.renumber(0, true);
-    list.renumber(0, false);  // back to the original targets, numbers 1..n
 }
 
 TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
@@ -245,8 +236,7 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
 
     // The instrument memory lines of the protocol.
     ProcedureList list;
-    list.appendRecord(save);
-    list.appendRecord(test::typed('M', layout::measuring::kModeTransfer));
+    fill(list, {save, test::typed('M', layout::measuring::kModeTransfer)});
     for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
                               std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
         const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
@@ -427,8 +417,7 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
     want[2] = want[6] = 1;
     EXPECT_EQ(readBytes(emptyPath), want);
 
-    for (int i = 0; i < 5; ++i)
-        list.appendRecord(test::makeRecord('Z', "step", "B1", 2));
+    fill(list, test::Records(5, makeRecord('Z', "step", "B1", 2)));
     list.tail()->record.setNumber(99);
     const std::string path = dir.file("five.PAD");
     ASSERT_TRUE(writeProcedure(path, list).ok());

@@ -110,6 +110,13 @@ inline CommandResult runCli(const std::string& args) {
     return runCommand(std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
 
+// Runs quelvari-cli as user and group `id` (the tests run as root for this).
+inline CommandResult runCliAs(int id, const std::string& args) {
+    const std::string who = std::to_string(id);
+    return runCommand("setpriv --reuid=" + who + " --regid=" + who + " --clear-groups " +
+                      QUELVARI_CLI + " " + args + " 2>&1");
+}
+
 // `n` bytes of a record from `offset`, to compare a stored field block at once.
 inline std::vector<std::uint8_t> bytesAt(const ComponentRecord& r, std::size_t offset,
                                          std::size_t n) {
