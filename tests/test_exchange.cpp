@@ -267,26 +267,10 @@ TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
               "changed 2991, comment: \"step 989\" -> \"changed near the end\"; ");
 }
 
-TEST(VariableXref, ReadsAndWritesAcrossProcedureModuleAndInterrupt) {
-    const std::string path = kExamples + "/check-findings/FINDINGS.PAD";
-    std::vector<ComponentRecord> records;
-    ASSERT_TRUE(exchange::ReadProcedureRecords(path, records).ok());
-    ProcedureList list;
-    exchange::FillList(list, records);
-    const auto x = exchange::CrossReference(list, path);
-    // FINDINGS.PAD reads B1 at step 3; its module VALVES.PAM sets it at step 1.
-    const auto valves = std::find_if(x.files.begin(), x.files.end(),
-                                     [](const auto& f) { return f.name == "VALVES.PAM"; });
-    ASSERT_NE(valves, x.files.end());
-    const std::size_t module = static_cast<std::size_t>(valves - x.files.begin());
-    const auto b1 = std::find_if(x.variables.begin(), x.variables.end(),
-                                 [](const auto& v) { return v.name == "B1"; });
-    ASSERT_NE(b1, x.variables.end());
-    EXPECT_EQ(b1->reads, (std::vector<exchange::VariableSite>{{0, 3}}));
-    EXPECT_EQ(b1->writes, (std::vector<exchange::VariableSite>{{module, 1}}));
-
-    // A procedure built here: entry conditions read, measured variables are
-    // written, the break's reference is read and its registration written.
+TEST(VariableXref, ConditionsReadMeasuringWritesAndBreaksDoBoth) {
+    // Entry conditions are read, measured variables are written, the break's
+    // reference is read and its registration written (the files a procedure
+    // calls are the vars command's test).
     namespace m = layout::measuring;
     const std::vector<ComponentRecord> own = {
         test::makeRecord('Z', "wait", "Z5>=Z6", 3),
@@ -388,6 +372,12 @@ TEST(CliExchange, VarsListsReadersAndWriters) {
     EXPECT_THAT(out.out, HasSubstr("B7     read: 8  written: 8\n"));
     EXPECT_THAT(out.out, HasSubstr("P1     read: 2  written: 2\n"));
     EXPECT_THAT(out.out, HasSubstr("Z2     read: 8  written: -\n"));
+    // FINDINGS.PAD reads B1 at step 3; its module VALVES.PAM sets it at step 1
+    // and reads Z1; the files it cannot find are named.
+    EXPECT_EQ(runCli("vars " + q(kExamples + "/check-findings/FINDINGS.PAD")).out,
+              "# MISSING.PAM: not found\n# FINDINGS.IR2: not found\n"
+              "B1     read: 3  written: VALVES.PAM:1\nB2     read: 9  written: -\n"
+              "Z1     read: VALVES.PAM:1  written: -\n");
 }
 
 TEST(CliExchange, CheckReportsAsJsonAndJunitForSeveralFiles) {
