@@ -130,19 +130,16 @@ std::vector<Case> cases() {
             (i <= 19 ? a : b).push_back({i <= 19 ? 'P' : later, i});
         return std::pair{a, b};
     };
-    auto measured = [=](int count) -> SetUp {
-        return [=](C& t) {
-            const auto [a, b] = channels(count);
-            t.procedure({measuring('M', a), measuring('M', b), plain()});
-        };
+    auto measured = [=](int count) {
+        const auto [a, b] = channels(count);
+        return pad({measuring('M', a), measuring('M', b), plain()});
     };
-    auto variables = [](int count) -> SetUp {
-        return [count](C& t) {
-            Records r;
-            for (int i = 1; i <= count; ++i)
-                r.push_back(withEntry(plain(), "Z" + std::to_string(i) + ">1"));
-            t.procedure(r + plain());
-        };
+    const auto [first19, next18] = channels(37, 'P');  // 37 channels, all P
+    auto variables = [](int count) {
+        Records r;
+        for (int i = 1; i <= count; ++i)
+            r.push_back(withEntry(plain(), "Z" + std::to_string(i) + ">1"));
+        return pad(r + plain());
     };
     // A procedure that runs interrupt procedure 1 holding `ir`.
     auto irWith = [](const Records& ir) {
@@ -192,21 +189,11 @@ std::vector<Case> cases() {
          pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, measured(37), measured(36)},
         {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
-         [=](C& t) {
-             const auto [a, b] = channels(37, 'P');
-             t.procedure({measuring('S', a), measuring('S', b)});
-         },
+         pad({measuring('S', first19), measuring('S', next18)}),
          pad({measuring('S'), measuring('S'), measuring('T'), plain()})},
         {"37th channel in an interrupt measuring to memory", 8014, 2, kCheckTarvisel,
-         [=](C& t) {
-             const auto [a, b] = channels(37, 'P');
-             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
-             t.irq(1, {measuring('M', a), measuring('S', b)});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
-             t.irq(1, {measuring('M'), measuring('S')});
-         }},
+         irWith({measuring('M', first19), measuring('S', next18)}),
+         irWith({measuring('M'), measuring('S')})},
         {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
          pad({stepReference('G', 3), plain()}), pad({stepReference('G', 2), plain()})},
         {"text print refers past the end", 8015, 2, kCheckTarvisel,
