@@ -16,12 +16,11 @@ namespace {
 
 using ::testing::HasSubstr;
 
-// True when `s` is well-formed UTF-8.
-bool validUtf8(const std::string& s) {
-    TempDir dir;
-    writeText(dir.file("s"), s);
-    return runCommand("iconv -f UTF-8 -t UTF-8 '" + dir.file("s") + "' >/dev/null 2>&1").status ==
-           0;
+// True when what quelvari-cli prints for `args` is well-formed UTF-8.
+bool printsUtf8(const std::string& args) {
+    return runCommand(std::string(QUELVARI_CLI) + " " + args +
+                      " | iconv -f UTF-8 -t UTF-8 >/dev/null")
+               .status == 0;
 }
 
 std::string pdfInfo(const std::string& pdf) {
@@ -258,9 +257,9 @@ TEST_F(Cli, OldFilesAndRecordsWithoutADialog) {
         EXPECT_EQ(runCli("edit " + pad + " " + step + " description=x").status, 64) << step;
     const auto json = runCli("dump --json " + pad);
     EXPECT_EQ(json.status, 0);
-    EXPECT_TRUE(validUtf8(json.out)) << json.out;
+    EXPECT_TRUE(printsUtf8("dump --json " + pad)) << json.out;
     EXPECT_THAT(json.out, HasSubstr("\"typeCode\":\"\xE2\x82\xAC\""));  // 0x80 is €
-    EXPECT_TRUE(validUtf8(runCli("dump " + pad).out));
+    EXPECT_TRUE(printsUtf8("dump " + pad));
 }
 
 TEST_F(Cli, ModuleNameIsProvedInTheProceduresDirectory) {
