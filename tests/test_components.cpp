@@ -129,10 +129,8 @@ TEST(Fillers, AgreeWithReaders) {
 }
 
 TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
-    ComponentRecord r;
-    r.setU8(88, 'S');
-    r.setU8(184, 1);
-    r.setU8(164, 100);
+    // Mode S, trigger link 1, pretrigger 100.
+    ComponentRecord r = test::withBytes(test::withBytes(test::typed(0, 'S'), 184, {1}), 164, {100});
     MapForm f;
     FillMeasuring(r, f);
     EXPECT_TRUE(f.checked(1005));
@@ -167,9 +165,7 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     r.setU8(88, 'X');
     FillMeasuring(r, f);
     EXPECT_TRUE(f.checked(1004));
-    ComponentRecord d;
-    d.setU8(88, 1);
-    FillCommand(d, f);
+    FillCommand(test::typed(0, 1), f);
     EXPECT_TRUE(f.checked(1057));
     EXPECT_FALSE(f.checked(1056));
     // A picture on the printer shows its options; the screen hides them: 2163

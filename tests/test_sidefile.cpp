@@ -74,8 +74,8 @@ TEST(SideFile, BytesAndSections) {
     big.comment = std::string(150, 'c');
     big.text = std::string(25000, 't');
     const SideFileContent cut = ParseSideFile(SerializeSideFile(big));
-    EXPECT_EQ(cut.comment.size(), kSideCommentMax);
-    EXPECT_EQ(cut.text.size(), kSideTextMax);
+    EXPECT_EQ(std::pair(cut.comment.size(), cut.text.size()),
+              std::pair(kSideCommentMax, kSideTextMax));
     // Missing markers leave their parts empty instead of reading past them.
     EXPECT_EQ(ParseSideFile("garbage").comment, "");
     EXPECT_EQ(ParseSideFile("[COMMENT]\r\nonly\r\n").comment, "only");

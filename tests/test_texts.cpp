@@ -17,6 +17,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 // Restores the language a test changed.
 struct LanguageGuard {
@@ -166,9 +167,8 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
               "Fehler|" + joined(kGerman, 6) + "\nFehlerhaftes Feld: 3");
     EXPECT_EQ(ComposeErrorMessage(4, kEnglish).text, "\nInvalid field: 4");
     // English 110 has no title: the box starts with the explanation.
-    EXPECT_EQ(ComposeErrorMessage(ErrorCode(110), kEnglish)
-                  .text.rfind("The look-up field name is missing or too long", 0),
-              0u);
+    EXPECT_THAT(ComposeErrorMessage(ErrorCode(110), kEnglish).text,
+                StartsWith("The look-up field name is missing or too long"));
     // Message 1's title as each language writes it.
     const std::pair<std::uint32_t, const char*> titles[] = {
         {kEnglish, "ERROR: INVALID CHARACTER (1)\n\n"},
@@ -177,7 +177,7 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
         {kItalian, "ERROR:CARATTERE NON VALIDO (1)\n\n"},
     };
     for (const auto& [lang, start] : titles)
-        EXPECT_EQ(std::string(ErrorLine(lang, 1, 0)).rfind(start, 0), 0u) << "language " << lang;
+        EXPECT_THAT(ErrorLine(lang, 1, 0), StartsWith(start)) << "language " << lang;
     // English holdovers in French and Italian.
     for (int n : {93, 94, 95, 97, 102, 110, 113, 114})
         EXPECT_EQ(joined(kFrench, n), joined(kEnglish, n)) << n;
