@@ -58,19 +58,14 @@ class ScriptedEditUi : public EditUi {
     }
     int openEditor(ComponentRecord& r) override {
         ++editorsOpened;
-        int result = 1;
-        if (!editorResults.empty()) {
-            result = editorResults.front();
-            editorResults.pop_front();
-        } else if (editorComments.empty()) {
+        if (editorResults.empty() && editorComments.empty()) {
             ADD_FAILURE() << "unexpected editor";
             return 0;
         }
+        const int result = editorResults.empty() ? 1 : nextOf(editorResults, 0, "editor");
         r.setNumber(999);  // the command puts the step number back
-        if (!editorComments.empty()) {
-            storeComment(r, editorComments.front());
-            editorComments.pop_front();
-        }
+        if (!editorComments.empty())
+            storeComment(r, nextOf(editorComments, {}, "editor comment"));
         return result;
     }
     void setStatusCount(const std::string& text) override { status = text; }

@@ -336,10 +336,10 @@ TEST_F(Check, CountWrapsAt256) {
     r.push_back(makeRecord('B', "", "B1", 1));  // 8029: the 256th finding
     procedure(r);
     const auto result = run();
-    EXPECT_EQ(findingsOf(result).size(), 256u);
-    EXPECT_EQ(result.countedFindings, 256u);
-    EXPECT_EQ(result.errorCount, 0);  // the 8-bit count wraps
-    EXPECT_TRUE(result.systemFileWritten);
+    // The 8-bit error count wraps to 0.
+    EXPECT_EQ(std::tuple(findingsOf(result).size(), result.countedFindings, result.errorCount,
+                         result.systemFileWritten),
+              std::tuple(256u, 256u, 0, true));
     EXPECT_THAT(result.lines.back(), Not(HasSubstr("Pumps")));
     // The program shows "OK" and writes the system file, but a script is
     // told the truth.
@@ -435,9 +435,8 @@ TEST_F(Check, FilesThatCannotBeReadOrWritten) {
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
     const auto r = run();
-    EXPECT_EQ(r.fileError.code(), 92 << 8);
-    EXPECT_EQ(r.errorCount, 0);
-    EXPECT_FALSE(r.systemFileWritten);
+    EXPECT_EQ(std::tuple(r.fileError.code(), r.errorCount, r.systemFileWritten),
+              std::tuple(92 << 8, 0, false));
 }
 
 TEST_F(Check, InterruptProceduresCheckedOnlyWhenEnabledAsComponentRoutines) {
