@@ -242,8 +242,7 @@ TEST(FileLocks, ConcurrentWritersLoseNothing) {
     }
     Configuration c{9, 9};
     ReadConfiguration(c);
-    EXPECT_EQ(c.language, 1u);
-    EXPECT_EQ(c.printSize, 2u);
+    EXPECT_EQ(std::pair(c.language, c.printSize), std::pair(1u, 2u));
     ::unsetenv("QUELVARI_CONFIG_ROOT");
 }
 

@@ -266,8 +266,7 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     const auto other = oldRecord(1, 'O', "", "", 0, {});
     convertOldRecord(other.data(), r);
     EXPECT_EQ(r.typeCode(), 'O');
-    for (std::size_t i = 88; i < rec::kRecordSize; ++i)
-        ASSERT_EQ(r.bytes[i], 0);
+    EXPECT_EQ(test::bytesAt(r, 88, rec::kRecordSize - 88), test::ByteRow(rec::kRecordSize - 88, 0));
 }
 
 TEST(OldFormat, CommentConversionTable) {

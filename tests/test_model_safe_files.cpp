@@ -295,15 +295,13 @@ TEST(SaveFaults, KilledSavesLeaveTheOldFileOrTheNewOneWhole) {
     // they are old; a fresh one (a save that may still run) is left alone.
     for (const std::string& name : listing(dir.path()))
         backdate(dir.file(name), std::chrono::hours(2));
-    const std::string fresh = dir.file(std::string(kTempPrefix) + "fresh1");
     const std::string foreign = dir.file(".quelvari-saveXabcdef");
-    writeBytes(fresh, {1});
+    writeBytes(dir.file(std::string(kTempPrefix) + "fresh1"), {1});
     writeBytes(foreign, {1});
     backdate(foreign, std::chrono::hours(2));
     ASSERT_TRUE(writeProcedure(path, a).ok());
-    const auto names = listing(dir.path());
-    EXPECT_EQ(names, (std::vector<std::string>{std::string(kTempPrefix) + "fresh1",
-                                               ".quelvari-saveXabcdef", "big.PAD"}));
+    EXPECT_EQ(listing(dir.path()), (std::vector<std::string>{std::string(kTempPrefix) + "fresh1",
+                                                             ".quelvari-saveXabcdef", "big.PAD"}));
 }
 
 TEST(FileLocks, ASecondWriterWaitsForTheFirstOrIsRefused) {

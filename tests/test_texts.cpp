@@ -74,14 +74,13 @@ TEST(TextLookup, EveryUsedIdResolvesWhereItMust) {
         EXPECT_EQ(used.contains(id) ? used.at(id) : 0u, languages) << id;
     for (std::uint32_t l = 0; l < 4; ++l)
         EXPECT_EQ(MissingTextIds(l), std::vector<std::uint32_t>{}) << "language " << l;
-    // German has some control labels built in rather than in its table.
-    EXPECT_FALSE(HasLangText(1057, kGerman));
-    EXPECT_TRUE(HasControlText(1057, kGerman));
-    EXPECT_FALSE(HasControlText(1057, 9));
-    // The one deliberate miss: English has no 221; French and Italian do.
-    EXPECT_FALSE(HasLangText(221, kEnglish));
-    EXPECT_TRUE(HasLangText(221, kFrench));
-    EXPECT_TRUE(HasLangText(221, kItalian));
+    // German has some control labels built in rather than in its table (no
+    // other language value has them). The one deliberate miss: English has no
+    // 221; French and Italian do.
+    EXPECT_EQ((std::vector<bool>{HasLangText(1057, kGerman), HasControlText(1057, kGerman),
+                                 HasControlText(1057, 9), HasLangText(221, kEnglish),
+                                 HasLangText(221, kFrench), HasLangText(221, kItalian)}),
+              (std::vector<bool>{false, true, false, false, true, true}));
 }
 
 class RecordingDialog : public DialogTexts {
