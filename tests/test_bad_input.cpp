@@ -21,23 +21,18 @@
 #include "test_util.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 using ::testing::HasSubstr;
 
-using test::readBytes;
-using test::readText;
-using test::TempDir;
-using test::writeBytes;
-
 // The tool with a time limit: a hang gives status 124.
-test::CommandResult cli(const std::string& args) {
-    return test::runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
+CommandResult cli(const std::string& args) {
+    return runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
 
 void writeSample(const std::string& pad, std::size_t steps = 1) {
-    test::writeRecords(pad, test::Records(steps, test::makeRecord('Z', "step")));
+    writeRecords(pad, Records(steps, makeRecord('Z', "step")));
 }
 
 // Runs the tool `n` times at once in `dir`, the i-th time with `args(i)`;
@@ -47,8 +42,8 @@ std::string runAtOnce(const TempDir& dir, int n, const std::function<std::string
     for (int i = 0; i < n; ++i)
         script +=
             std::string(QUELVARI_CLI) + " " + args(i) + " >/dev/null 2>&1 || echo refused &\n";
-    test::writeText(dir.file("run.sh"), script + "wait\n");
-    return test::runCommand("sh " + dir.file("run.sh")).out;
+    writeText(dir.file("run.sh"), script + "wait\n");
+    return runCommand("sh " + dir.file("run.sh")).out;
 }
 
 // What is not a regular file: its name, what the detail line says, and how
@@ -132,11 +127,11 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
 
 TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     ProcedureList list;
-    test::fill(list, test::Records(kMaxSteps - 1, test::makeRecord('B')));
+    fill(list, Records(kMaxSteps - 1, makeRecord('B')));
     list.documentOpen = 1;
-    test::ScriptedEditUi ui;
+    ScriptedEditUi ui;
     for (int i = 0; i < 2; ++i)
-        ui.selections.push_back(test::makeRecord('Z', "new"));
+        ui.selections.push_back(makeRecord('Z', "new"));
     EditCommands commands(list, ui);
     commands.append();  // the last step that fits
     ASSERT_EQ(list.componentCount, kMaxSteps);
@@ -170,7 +165,7 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     TempDir dir("/dev/shm");
     const std::string pad = dir.file("T.PAD");
     ASSERT_TRUE(writeProcedure(pad, list).ok());
-    list.appendNode(test::makeRecord('B'));
+    list.appendNode(makeRecord('B'));
     const Status s = writeProcedure(pad, list);
     EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
     EXPECT_THAT(s.detail(), HasSubstr("at most 65535 steps"));
@@ -178,7 +173,7 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
         const auto r = cli(verb + " time-wait=1 factor=1");
         EXPECT_EQ(r.status, 2) << r.out;
         EXPECT_THAT(r.out, HasSubstr("(65535)"));
-        EXPECT_EQ(test::readBytes(pad).size(), 65535u * 800);
+        EXPECT_EQ(readBytes(pad).size(), 65535u * 800);
     }
 }
 
@@ -211,7 +206,7 @@ TEST(FileLocks, ConcurrentWritersLoseNothing) {
                 ++seen.at(static_cast<std::size_t>(std::stoi(comment.substr(1))));
         }
         EXPECT_EQ(seen, std::vector<int>(20, 1));
-        EXPECT_FALSE(test::hasTemporary(dir.path()));
+        EXPECT_FALSE(hasTemporary(dir.path()));
     }
     // Sixty descriptions of one side file.
     EXPECT_EQ(runAtOnce(dir, 60,
@@ -256,9 +251,9 @@ TEST(SaveFaults, AFileSizeLimitGivesMessage92AndKeepsTheOldFile) {
     for (const std::string& verb : {"add " + pad + " Z time-wait=1 factor=1", "print " + pad,
                                     "check " + pad + " --mode tarvisel"}) {
         const std::string output = verb[0] == 'a' ? "" : " --pdf " + pdf;
-        test::writeBytes(pdf, {'o', 'l', 'd'});
-        const auto r = test::runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " +
-                                        verb + output + " --lang 1' 2>&1");
+        writeBytes(pdf, {'o', 'l', 'd'});
+        const auto r = runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " + verb +
+                                  output + " --lang 1' 2>&1");
         EXPECT_EQ(r.status, 2) << r.out;
         EXPECT_THAT(r.out, HasSubstr("FILE WRITE ERROR (92)"));
         EXPECT_THAT(r.out, HasSubstr(": File too large"));
@@ -286,11 +281,11 @@ TEST(SaveOwnership, OwnerGroupAndModeOfTheOldFileAreKept) {
     EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777),
               std::tuple(65534u, 65534u, 0646u));
     // A user who may not give the file away saves it as its own.
-    const auto r = test::runCliAs(1000, "add " + pad + " Z time-wait=1 factor=1");
+    const auto r = runCliAs(1000, "add " + pad + " Z time-wait=1 factor=1");
     ASSERT_EQ(r.status, 0) << r.out;
     ASSERT_EQ(::stat(pad.c_str(), &st), 0);
     EXPECT_EQ(std::pair(st.st_uid, st.st_mode & 07777), std::pair(1000u, 0646u));
-    EXPECT_EQ(test::readBytes(pad).size(), 3u * 800);
+    EXPECT_EQ(readBytes(pad).size(), 3u * 800);
 }
 
 TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
@@ -322,7 +317,7 @@ TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
     const std::pair<std::size_t, const char*> texts[] = {
         {19949, "The description is 1 characters too long"}, {100000, "more than 80000 bytes"}};
     for (const auto& [size, says] : texts) {
-        test::writeText(dir.file("text.txt"), std::string(size, 'x'));
+        writeText(dir.file("text.txt"), std::string(size, 'x'));
         const auto r =
             cli("describe " + pad + " --text-file " + dir.file("text.txt") + " --lang 1");
         EXPECT_EQ(r.status, 2) << r.out;
@@ -332,4 +327,4 @@ TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -21,12 +21,10 @@
 #include "test_util.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
-using EditCommandsTest = test::EditFixture;
-using test::Step;
-using test::stepReference;
+using EditCommandsTest = EditFixture;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
@@ -265,17 +263,12 @@ TEST(MainWindowRules, ProgramDirectoryFromTheCommandLine) {
     EXPECT_EQ(ProgramDirectory(""), "");
 }
 
-using test::readBytes;
-using test::TempDir;
-
-using ScriptedUi = test::ScriptedFileUi;
-
 // A procedure with its File commands.
 class FileCommandsTest : public ::testing::Test {
   protected:
     TempDir dir;
     ProcedureList list;
-    ScriptedUi ui;
+    ScriptedFileUi ui;
     FileCommands cmd{list, ui};
 };
 
@@ -292,9 +285,9 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     for (const auto& [path, components, asks] : cases) {
         SCOPED_TRACE(path + std::to_string(components));
         ProcedureList l;
-        ScriptedUi u;
+        ScriptedFileUi u;
         FileCommands commands(l, u);
-        test::fill(l, test::Records(static_cast<std::size_t>(components), test::makeRecord('Z')));
+        fill(l, Records(static_cast<std::size_t>(components), makeRecord('Z')));
         l.documentPath = path;
         l.modified = 1;
         u.answers.push_back(Answer::Cancel);
@@ -305,7 +298,7 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
 
     // Close answered No leaves the flag set; the next Open does not ask again.
     cmd.fileNew();
-    list.appendRecord(test::makeRecord('Z'));
+    list.appendRecord(makeRecord('Z'));
     list.modified = 1;
     ui.answers.push_back(Answer::No);
     cmd.fileClose();
@@ -320,11 +313,11 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     cmd.fileNew();
     EXPECT_EQ(list.documentPath + "|" + ui.title, "NoName.PAD|Quelvari - NoName.PAD");
     EXPECT_EQ(list.documentOpen, 1u);
-    list.appendRecord(test::makeRecord('Z', "unsaved"));
+    list.appendRecord(makeRecord('Z', "unsaved"));
     // The Save As dialog of a new procedure starts without a name; a file
     // that exists is named in the overwrite question, and No keeps it.
     const std::string other = dir.file("B.PAD");
-    test::writeBytes(other, {1, 2, 3});
+    writeBytes(other, {1, 2, 3});
     ui.files.push_back(other);
     ui.answers.push_back(Answer::No);
     cmd.fileSaveAs();
@@ -357,7 +350,7 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
 
     // A good file opens and becomes the initial name of a later Save dialog.
     const std::string path = dir.file("three.PAD");
-    test::writeRecords(path, test::Records(3, test::makeRecord('Z')));
+    writeRecords(path, Records(3, makeRecord('Z')));
     ui.files.push_back(path);
     cmd.fileOpen();
     EXPECT_EQ(list.componentCount, 3u);
@@ -366,7 +359,7 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     EXPECT_EQ(ui.title, "Quelvari - " + path);
 
     // Yes at the question of a later command saves first.
-    list.appendRecord(test::makeRecord('Z'));
+    list.appendRecord(makeRecord('Z'));
     ui.answers.push_back(Answer::Yes);
     cmd.fileClose();
     EXPECT_EQ(readBytes(path).size(), 4u * 800);
@@ -402,9 +395,9 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
 
     // A short file replaces only the bytes it has (the whole file is read
     // back by the concurrent settings changes of the bad input tests).
-    test::writeBytes(p.file, {2});
+    writeBytes(p.file, {2});
     EXPECT_EQ(read({0x0303, 1}), std::pair(0x0302u, 1u));
-    test::writeBytes(p.file, {3, 0, 0, 0, 0});
+    writeBytes(p.file, {3, 0, 0, 0, 0});
     EXPECT_EQ(read({0x0303, 1}), std::pair(3u, 0u));
 
     ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
@@ -418,7 +411,7 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     ::setenv("QUELVARI_CONFIG_ROOT", savedRoot.c_str(), 1);
 }
 
-using StepCommands = test::EditFixture;
+using StepCommands = EditFixture;
 
 TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
     using V = std::vector<std::uint32_t>;
@@ -488,7 +481,7 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
                                                 Step('Z', "e", 1), Step('Z', "f", 4)};
     build(steps);
     // The same deletes one by one through the view's Delete, highest first.
-    test::EditSession single;
+    EditSession single;
     single.appendAll(steps);
     for (std::uint32_t s : {5u, 2u}) {
         single.list.goToStep(s);
@@ -659,4 +652,4 @@ TEST(EditorSettings, RecentFilesNewestFirstAtMostEightAndMalformedLinesSkipped) 
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -19,16 +19,13 @@
 #include "test_util.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 using ::testing::HasSubstr;
 
 using exchange::ExportText;
 using exchange::ImportText;
-using test::runCli;
-using test::runCommand;
-using test::TempDir;
 
 const std::string kExamples = QUELVARI_EXAMPLES;
 const std::string kSample = kExamples + "/sample.PAD";
@@ -44,7 +41,7 @@ std::vector<std::uint8_t> savedBytes(const std::vector<ComponentRecord>& records
     exchange::FillList(list, records);
     const std::string path = dir.file("saved.PAD");
     EXPECT_TRUE(writeProcedure(path, list).ok());
-    return test::readBytes(path);
+    return readBytes(path);
 }
 
 std::vector<ComponentRecord> importOk(const std::string& text) {
@@ -232,7 +229,7 @@ TEST(StepDiff, AlignsByContentAndFollowsRenumberedReferences) {
     // moves the target along, is the diff command's test). An insertion
     // before step 2 leaves the target at 2 (a reference equal to the place of
     // insertion stays), so the branch now leads to the new step.
-    EXPECT_EQ(changes(a, withInsert(a, 2, test::makeRecord('Z', "new wait"))),
+    EXPECT_EQ(changes(a, withInsert(a, 2, makeRecord('Z', "new wait"))),
               "added 2; changed 9, goto: 2 (now 3) -> 2; ");
     auto edited = a;
     storeComment(edited[3], "Pressure watch 2");
@@ -258,8 +255,8 @@ TEST(StepDiff, LargeProceduresStillAlignAroundAnInsertion) {
     // table; the steps that occur once on both sides still align it.
     std::vector<ComponentRecord> a;
     for (int i = 0; i < 3000; ++i)
-        a.push_back(test::makeRecord(i % 7 ? 'Z' : 'D', "step " + std::to_string(i % 2000)));
-    auto b = withInsert(a, 1500, test::makeRecord('Z', "inserted"));
+        a.push_back(makeRecord(i % 7 ? 'Z' : 'D', "step " + std::to_string(i % 2000)));
+    auto b = withInsert(a, 1500, makeRecord('Z', "inserted"));
     storeComment(b[9], "changed near the start");
     storeComment(b[2990], "changed near the end");
     EXPECT_EQ(changes(a, b),
@@ -273,12 +270,11 @@ TEST(VariableXref, ConditionsReadMeasuringWritesAndBreaksDoBoth) {
     // calls are the vars command's test).
     namespace m = layout::measuring;
     const std::vector<ComponentRecord> own = {
-        test::makeRecord('Z', "wait", "Z5>=Z6", 3),
-        test::withBytes(
-            test::withBytes(test::makeRecord('M'), m::kVariables, {'P', 1, 0, 'F', 'R', 3}),
-            m::kTriggerLetter, {'Z', 5}),
-        test::withBytes(test::withEntry(test::makeRecord('u'), "P1>2"),
-                        layout::brk::kReferenceLetter, {'Z', 6, 0, 'B', 7})};
+        makeRecord('Z', "wait", "Z5>=Z6", 3),
+        withBytes(withBytes(makeRecord('M'), m::kVariables, {'P', 1, 0, 'F', 'R', 3}),
+                  m::kTriggerLetter, {'Z', 5}),
+        withBytes(withEntry(makeRecord('u'), "P1>2"), layout::brk::kReferenceLetter,
+                  {'Z', 6, 0, 'B', 7})};
     std::string uses;
     for (const auto& v : exchange::CrossReference(own, "OWN.PAD").variables) {
         uses += v.name + " r";
@@ -299,7 +295,7 @@ TEST(CliExchange, ExportImportGivesTheSaveAsBytesAndRefusesADamagedText) {
     const auto imported = runCli("import " + q(text) + " " + q(out));
     ASSERT_EQ(imported.status, 0) << imported.out;
     ASSERT_EQ(runCli("convert " + q(kSample) + " " + q(dir.file("C.PAD"))).status, 0);
-    EXPECT_EQ(test::readBytes(out), test::readBytes(dir.file("C.PAD")));
+    EXPECT_EQ(readBytes(out), readBytes(dir.file("C.PAD")));
     // textconv, as git runs it on a file of the work tree, prints the export.
     EXPECT_EQ(
         runCommand("cd " + q(QUELVARI_EXAMPLES) + " && " + QUELVARI_CLI + " textconv sample.PAD")
@@ -312,7 +308,7 @@ TEST(CliExchange, ExportImportGivesTheSaveAsBytesAndRefusesADamagedText) {
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.out,
                 HasSubstr("sample.txt:29: expected scan_period_us: a whole number from 0"));
-    EXPECT_EQ(test::readBytes(out), test::readBytes(dir.file("C.PAD")));
+    EXPECT_EQ(readBytes(out), readBytes(dir.file("C.PAD")));
     EXPECT_EQ(runCli("export " + q(dir.file("none.PAD"))).status, 2);
     EXPECT_EQ(runCli("import " + q(text)).status, 64);
 }
@@ -430,4 +426,4 @@ TEST(CliExchange, CheckReportsAsJsonAndJunitForSeveralFiles) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

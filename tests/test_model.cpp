@@ -26,15 +26,8 @@
 #include "model/record_reader.h"
 #include "test_util.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
-
-using test::fill;
-using test::makeRecord;
-using test::oldRecord;
-using test::readBytes;
-using test::TempDir;
-using test::writeBytes;
 
 TEST(ComponentRecord, LongConditionsRunOnIntoTheNextField) {
     ComponentRecord r;
@@ -77,10 +70,9 @@ TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
     ComponentRecord noBranch = makeRecord('Z');
     noBranch.setGotoTarget(9);  // no branch condition: never shifted
     // The second graphic's reference is not in force.
-    fill(list,
-         {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), test::stepReference('G', 5),
-          test::stepReference('G', 5, true), test::stepReference('P', 4),
-          test::stepReference('T', 6), test::stepReference('T', -1), noBranch});
+    fill(list, {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), stepReference('G', 5),
+                stepReference('G', 5, true), stepReference('P', 4), stepReference('T', 6),
+                stepReference('T', -1), noBranch});
 
     // Each step's reference, and the step numbers 1..8.
     auto references = [&] {
@@ -191,7 +183,7 @@ TEST(Numbers, WriteAsPrintfDoesInTheCLocale) {
 class CommaLocale : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        dir_ = new test::TempDir;
+        dir_ = new TempDir;
         const std::string cmd =
             "localedef -i de_DE -f UTF-8 '" + dir_->file("de_DE.UTF-8") + "' >/dev/null 2>&1";
         built_ = std::system(cmd.c_str()) == 0;
@@ -214,7 +206,7 @@ class CommaLocale : public ::testing::Test {
         std::setlocale(LC_ALL, "C");
         ::unsetenv("LOCPATH");
     }
-    static inline test::TempDir* dir_ = nullptr;
+    static inline TempDir* dir_ = nullptr;
     static inline bool built_ = false;
 };
 
@@ -223,8 +215,8 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(FixedText(1.5, 6, 1), "   1.5");
 
     // A memory measurement: scan rate 0.25 s, trigger value 1.5.
-    MapForm form = test::formOf(
-        {"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
+    MapForm form =
+        formOf({"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
     ComponentRecord save;
     ASSERT_EQ(ReadMeasuring(form, save), 0);
     EXPECT_EQ(save.u32(layout::measuring::kScanPeriod), 250000u);
@@ -236,7 +228,7 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
 
     // The instrument memory lines of the protocol.
     ProcedureList list;
-    fill(list, {save, test::typed('M', layout::measuring::kModeTransfer)});
+    fill(list, {save, typed('M', layout::measuring::kModeTransfer)});
     for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
                               std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
         const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
@@ -254,8 +246,8 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     ComponentRecord r;
     convertOldRecord(old.data(), r);
     // The marks, the number and the target; the type and the zero bytes 84 to 87.
-    EXPECT_EQ(test::bytesAt(r, 0, 10), (test::ByteRow{0xFF, 0xFF, 35, 0, 0, 0, 7, 0, 4, 0}));
-    EXPECT_EQ(test::bytesAt(r, 83, 5), (test::ByteRow{'M', 0, 0, 0, 0}));
+    EXPECT_EQ(bytesAt(r, 0, 10), (ByteRow{0xFF, 0xFF, 35, 0, 0, 0, 7, 0, 4, 0}));
+    EXPECT_EQ(bytesAt(r, 83, 5), (ByteRow{'M', 0, 0, 0, 0}));
     EXPECT_EQ(r.inputCondition() + "|" + r.branchCondition() + "|" + r.comment(), "B1&B2|!B3|Pump");
     // 'M' has a converter: the old payload arrives unchanged at offset 88.
     EXPECT_EQ(0, std::memcmp(r.data() + 88, old.data() + 78, kOldPayloadSize));
@@ -266,7 +258,7 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     const auto other = oldRecord(1, 'O', "", "", 0, {});
     convertOldRecord(other.data(), r);
     EXPECT_EQ(r.typeCode(), 'O');
-    EXPECT_EQ(test::bytesAt(r, 88, rec::kRecordSize - 88), test::ByteRow(rec::kRecordSize - 88, 0));
+    EXPECT_EQ(bytesAt(r, 88, rec::kRecordSize - 88), ByteRow(rec::kRecordSize - 88, 0));
 }
 
 TEST(OldFormat, CommentConversionTable) {
@@ -416,7 +408,7 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
     want[2] = want[6] = 1;
     EXPECT_EQ(readBytes(emptyPath), want);
 
-    fill(list, test::Records(5, makeRecord('Z', "step", "B1", 2)));
+    fill(list, Records(5, makeRecord('Z', "step", "B1", 2)));
     list.tail()->record.setNumber(99);
     const std::string path = dir.file("five.PAD");
     ASSERT_TRUE(writeProcedure(path, list).ok());
@@ -433,4 +425,4 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -35,24 +35,18 @@
 #include <sanitizer/asan_interface.h>
 #endif
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-
-using test::hasTemporary;
-using test::listing;
-using test::readBytes;
-using test::TempDir;
-using test::writeBytes;
 
 // A procedure of `steps` records whose comments carry `tag`.
 void fill(ProcedureList& list, int steps, const std::string& tag) {
     list.freeProcedure();
     list.componentCount = 0;
     for (int i = 0; i < steps; ++i)
-        list.appendRecord(test::makeRecord('B', tag + std::to_string(i)));
+        list.appendRecord(makeRecord('B', tag + std::to_string(i)));
 }
 
 // Makes a file look as if it was written `age` ago.
@@ -139,7 +133,7 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     const auto before = readBytes(path);
 
     // Save: message 92 with the reason, the file untouched, still modified.
-    test::ScriptedFileUi ui;
+    ScriptedFileUi ui;
     FileCommands commands(list, ui);
     list.documentPath = path;
     list.modified = 1;
@@ -155,7 +149,7 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     EXPECT_EQ(loadProcedure(path, opened).sysError, EACCES);
     RecordFile file;
     EXPECT_TRUE(readRecordFile(path, file).ok());
-    const auto info = test::runCli("info '" + path + "'");
+    const auto info = runCli("info '" + path + "'");
     EXPECT_EQ(info.status, 0) << info.out;
     EXPECT_THAT(info.out, HasSubstr("records: 3"));
 
@@ -171,12 +165,12 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     ASSERT_TRUE(writeProcedure(secret, list).ok());
     ASSERT_EQ(::chmod(secret.c_str(), 0600), 0);
     const auto sharedBefore = readBytes(shared);
-    const auto add = test::runCliAs(65534, "add " + shared + " Z time-wait=1 factor=1 --lang 1");
+    const auto add = runCliAs(65534, "add " + shared + " Z time-wait=1 factor=1 --lang 1");
     EXPECT_EQ(add.status, 2);
     EXPECT_THAT(add.out,
                 AllOf(HasSubstr("(92)"), HasSubstr("\n" + dir.path() + ": Permission denied\n")));
     EXPECT_EQ(readBytes(shared), sharedBefore);
-    const auto edit = test::runCliAs(65534, "edit " + secret + " 1 --lang 1");
+    const auto edit = runCliAs(65534, "edit " + secret + " 1 --lang 1");
     EXPECT_EQ(edit.status, 2);
     EXPECT_THAT(edit.out, HasSubstr("\n" + secret + ": Permission denied\n"));
 }
@@ -200,7 +194,7 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             {"system file", SystemFilePath(pad),
              [&] {
                  writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
-                 test::writeRecords(pad, {test::makeRecord('B')});
+                 writeRecords(pad, {makeRecord('B')});
              },
              [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
             {"configuration", GetConfigPaths().file,
@@ -361,7 +355,7 @@ TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
     EXPECT_TRUE(__asan_address_is_poisoned(record->data() + 799));
     EXPECT_TRUE(__asan_address_is_poisoned(&released->next));
     // Reused by the next insertion, and readable again.
-    list.insertAtCurrent(test::makeRecord('Z'));
+    list.insertAtCurrent(makeRecord('Z'));
     EXPECT_EQ(list.nodeCount(), 5u);
     for (ComponentNode* n = &list.procedureHead; n; n = n->next) {
         EXPECT_FALSE(__asan_address_is_poisoned(&n->record));
@@ -371,4 +365,4 @@ TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

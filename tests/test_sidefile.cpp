@@ -9,12 +9,8 @@
 #include "model/side_file.h"
 #include "test_util.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
-
-using test::readText;
-using test::TempDir;
-using test::writeText;
 
 TEST(SideFile, NameNeverNamesAProcedure) {
     const std::pair<std::string, std::string> cases[] = {
@@ -112,7 +108,7 @@ TEST(SideFile, SaveKeepsTheOldFileOnFailure) {
     SetIoFault({});
     EXPECT_EQ(readText(path), old);
     // No temporary file is left behind.
-    EXPECT_EQ(test::listing(dir.path()), std::vector<std::string>{"T.TXT"});
+    EXPECT_EQ(listing(dir.path()), std::vector<std::string>{"T.TXT"});
 
     EXPECT_EQ(SaveSideFile(path, c), 0);
     EXPECT_EQ(readText(path), SerializeSideFile(c));
@@ -171,12 +167,11 @@ TEST(SideFile, VariableLinesChangeAndDelete) {
 TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
     namespace m = layout::measuring;
     const std::vector<ComponentRecord> records = {
-        test::withEntry({}, "z5>=Z6"),
-        test::withBytes(
-            test::withBytes(test::typed('M'), m::kVariables, {'P', 1, 0, 'P', 'T', 3, 'B', 12}),
-            m::kTriggerLetter, {'E', 4}),
+        withEntry({}, "z5>=Z6"),
+        withBytes(withBytes(typed('M'), m::kVariables, {'P', 1, 0, 'P', 'T', 3, 'B', 12}),
+                  m::kTriggerLetter, {'E', 4}),
         // The break's reference was named by step 1 already.
-        test::withBytes(test::typed('u'), layout::brk::kReferenceLetter, {'Z', 5, 0, 'B', 9})};
+        withBytes(typed('u'), layout::brk::kReferenceLetter, {'Z', 5, 0, 'B', 9})};
 
     const std::vector<UsedVariable> used = CollectUsedVariables(records);
     const std::vector<UsedVariable> expected = {{"Z5", 5},   {"Z6", 6}, {"P1", 1}, {"PT3", 3},
@@ -197,4 +192,4 @@ TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -11,7 +11,7 @@
 #include "texts/generated_tables.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 using ::testing::AllOf;
@@ -198,16 +198,16 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
 using Files = std::vector<std::pair<std::string, std::string>>;
 
 // Runs the generator on `files` and returns status and output.
-test::CommandResult generate(const Files& files) {
-    test::TempDir dir;
+CommandResult generate(const Files& files) {
+    TempDir dir;
     std::string command = std::string(QUELVARI_TEXTGEN) + " '" + dir.file("out.cpp") + "'";
     for (const auto& [key, content] : files) {
         const std::string in =
             dir.file(key.substr(key.find(':') + 1) + "-" + key.substr(0, key.find(':')) + ".txt");
-        test::writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
+        writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
         command += " " + key + "='" + in + "'";
     }
-    return test::runCommand(command + " 2>&1");
+    return runCommand(command + " 2>&1");
 }
 
 // What the generator says when it refuses `files`, as it must.
@@ -311,4 +311,4 @@ TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test
