@@ -25,11 +25,9 @@ std::vector<std::string> operator+(std::vector<std::string> a, const std::vector
     return a;
 }
 
-int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
-           std::uint8_t byte88 = 0) {
-    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
+int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r) {
     MapForm f = formOf(controls);
-    return EditorOf(*type).read(f, r);
+    return EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r);
 }
 
 int readAs(char code, const std::vector<std::string>& controls) {
