@@ -13,20 +13,16 @@
 #include "commands/edit_commands.h"
 #include "commands/file_commands.h"
 #include "exchange/procedure_text.h"
+#include "test_util.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
 
-// A record of type `type` whose comment names it, optionally branching.
+// A record of type `type` whose comment names it, optionally branching; its
+// record mark is left for the commands to set.
 inline ComponentRecord Step(char type, const std::string& name, std::uint16_t target = 0) {
-    ComponentRecord r;
-    r.setFormatMark(kCurrentFormatMark);
-    r.setTypeCode(static_cast<std::uint8_t>(type));
-    storeComment(r, name);
-    if (target) {
-        storeBranchCondition(r, "B1");
-        r.setGotoTarget(target);
-    }
+    ComponentRecord r = makeRecord(type, name, target ? "B1" : "", target);
+    r.setRecordMark(0);
     return r;
 }
 
