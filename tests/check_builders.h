@@ -158,6 +158,14 @@ inline ComponentRecord interbus(char function) {
     return r;
 }
 
+// `list` holding `records`, numbered 1..n.
+inline void fill(ProcedureList& list, const Records& records) {
+    list.freeProcedure();
+    list.componentCount = 0;
+    for (const ComponentRecord& r : records)
+        list.appendRecord(r);
+}
+
 // Writes `records` in the current format, numbered as a save numbers them.
 inline void writeRecords(const std::string& path, Records records) {
     std::vector<std::uint8_t> bytes;

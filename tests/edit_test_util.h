@@ -12,21 +12,29 @@
 
 #include "commands/edit_commands.h"
 #include "commands/file_commands.h"
+#include "exchange/procedure_text.h"
+#include "test_util.h"
 #include "texts/texts.h"
 
 namespace quelvari::test {
 
-// A record of type `type` whose comment names it, optionally branching.
+// A record of type `type` whose comment names it, optionally branching; its
+// record mark is left for the commands to set.
 inline ComponentRecord Step(char type, const std::string& name, std::uint16_t target = 0) {
-    ComponentRecord r;
-    r.setFormatMark(kCurrentFormatMark);
-    r.setTypeCode(static_cast<std::uint8_t>(type));
-    storeComment(r, name);
-    if (target) {
-        storeBranchCondition(r, "B1");
-        r.setGotoTarget(target);
-    }
+    ComponentRecord r = makeRecord(type, name, target ? "B1" : "", target);
+    r.setRecordMark(0);
     return r;
+}
+
+// The next value of `script`, or `none` and a failure when it has run out.
+template <class T>
+T nextOf(std::deque<T>& script, T none, const std::string& what) {
+    EXPECT_FALSE(script.empty()) << "unexpected " << what;
+    if (script.empty())
+        return none;
+    T value = script.front();
+    script.pop_front();
+    return value;
 }
 
 class ScriptedEditUi : public EditUi {
@@ -39,30 +47,21 @@ class ScriptedEditUi : public EditUi {
     std::string status;
 
     bool selectComponent(ComponentRecord& r) override {
-        EXPECT_FALSE(selections.empty()) << "unexpected component selection";
-        if (selections.empty())
-            return false;
-        auto s = selections.front();
-        selections.pop_front();
+        const auto s = nextOf(selections, {}, "component selection");
         if (s)
             r = *s;
         return s.has_value();
     }
     int openEditor(ComponentRecord& r) override {
         ++editorsOpened;
-        int result = 1;
-        if (!editorResults.empty()) {
-            result = editorResults.front();
-            editorResults.pop_front();
-        } else if (editorComments.empty()) {
+        if (editorResults.empty() && editorComments.empty()) {
             ADD_FAILURE() << "unexpected editor";
             return 0;
         }
+        const int result = editorResults.empty() ? 1 : nextOf(editorResults, 0, "editor");
         r.setNumber(999);  // the command puts the step number back
-        if (!editorComments.empty()) {
-            storeComment(r, editorComments.front());
-            editorComments.pop_front();
-        }
+        if (!editorComments.empty())
+            storeComment(r, nextOf(editorComments, {}, "editor comment"));
         return result;
     }
     void setStatusCount(const std::string& text) override { status = text; }
@@ -85,13 +84,13 @@ class ScriptedFileUi : public FileUi {
     std::vector<std::string> details;
     std::string title, status;
 
-    Answer askYesNoCancel(const std::string& text) override { return next(text); }
-    Answer askYesNo(const std::string& text) override { return next(text); }
-    std::optional<std::string> chooseOpenFile(const std::string&) override { return nextFile(); }
+    Answer askYesNoCancel(const std::string& text) override { return answer(text); }
+    Answer askYesNo(const std::string& text) override { return answer(text); }
+    std::optional<std::string> chooseOpenFile(const std::string&) override { return file(); }
     std::optional<std::string> chooseSaveFile(const std::string& initial,
                                               const std::string&) override {
         initialNames.push_back(initial);
-        return nextFile();
+        return file();
     }
     void showError(const Status& s) override {
         errors.push_back(s.code());
@@ -102,23 +101,11 @@ class ScriptedFileUi : public FileUi {
     void repaint() override {}
 
   private:
-    Answer next(const std::string& text) {
+    Answer answer(const std::string& text) {
         questions.push_back(text);
-        EXPECT_FALSE(answers.empty()) << "unexpected question: " << text;
-        if (answers.empty())
-            return Answer::Cancel;
-        const Answer a = answers.front();
-        answers.pop_front();
-        return a;
+        return nextOf(answers, Answer::Cancel, "question: " + text);
     }
-    std::optional<std::string> nextFile() {
-        EXPECT_FALSE(files.empty()) << "unexpected file dialog";
-        if (files.empty())
-            return std::nullopt;
-        auto f = files.front();
-        files.pop_front();
-        return f;
-    }
+    std::optional<std::string> file() { return nextOf(files, {}, "file dialog"); }
 };
 
 // An open, empty procedure with its commands.
@@ -144,13 +131,16 @@ class EditFixture : public ::testing::Test, public EditSession {
   protected:
     void SetUp() override { setLanguage(kGerman); }
     static std::vector<ComponentRecord> records(const ProcedureList& l) {
-        std::vector<ComponentRecord> out;
-        for (const ComponentNode* n = &l.procedureHead; n; n = n->next)
-            out.push_back(n->record);
-        return out;
+        return exchange::ListRecords(l);
     }
-    // The steps' comments, separated by blanks.
-    std::string comments() const {
+    // Appends the records and forgets the appends' undo entries.
+    void build(const std::vector<ComponentRecord>& steps) {
+        appendAll(steps);
+        commands.clearHistory();
+    }
+    // The steps' comments, separated by blanks, once the numbering is checked.
+    std::string comments() {
+        checkNumbering();
         std::string out;
         for (const auto& r : records(list))
             out += (out.empty() ? "" : " ") + r.comment();
@@ -176,16 +166,17 @@ class EditFixture : public ::testing::Test, public EditSession {
         commands.change();
     }
     // The steps' comments, then "@" and the current step.
-    std::string shown() const { return comments() + " @" + at(); }
+    std::string shown() { return comments() + " @" + at(); }
     // The command and step number of undo entry `i`.
     std::pair<std::uint32_t, std::uint32_t> entry(std::size_t i) const {
         return {commands.undoStack().slot(i).commandId, commands.undoStack().slot(i).stepNumber};
     }
-    // Numbers 1..n, links both ways, the tail, and one node per component.
+    // Numbers 1..n (0 in the empty head), links both ways, the tail, and one
+    // node per component.
     void checkNumbering() {
         std::uint16_t n = 1;
         for (const ComponentNode* node = &list.procedureHead; node; node = node->next, ++n) {
-            EXPECT_EQ(node->record.number(), n);
+            EXPECT_EQ(node->record.number(), list.componentCount == 0 ? 0 : n);
             EXPECT_EQ(node->next ? node->next->prev : list.tail(), node);
         }
         EXPECT_EQ(list.nodeCount(), list.componentCount == 0 ? 1u : list.componentCount);

@@ -21,23 +21,18 @@
 #include "test_util.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 using ::testing::HasSubstr;
 
-using test::readBytes;
-using test::readText;
-using test::TempDir;
-using test::writeBytes;
-
 // The tool with a time limit: a hang gives status 124.
-test::CommandResult cli(const std::string& args) {
-    return test::runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
+CommandResult cli(const std::string& args) {
+    return runCommand("timeout 20 " + std::string(QUELVARI_CLI) + " " + args + " 2>&1");
 }
 
 void writeSample(const std::string& pad, std::size_t steps = 1) {
-    test::writeRecords(pad, test::Records(steps, test::makeRecord('Z', "step")));
+    writeRecords(pad, Records(steps, makeRecord('Z', "step")));
 }
 
 // Runs the tool `n` times at once in `dir`, the i-th time with `args(i)`;
@@ -47,8 +42,8 @@ std::string runAtOnce(const TempDir& dir, int n, const std::function<std::string
     for (int i = 0; i < n; ++i)
         script +=
             std::string(QUELVARI_CLI) + " " + args(i) + " >/dev/null 2>&1 || echo refused &\n";
-    test::writeText(dir.file("run.sh"), script + "wait\n");
-    return test::runCommand("sh " + dir.file("run.sh")).out;
+    writeText(dir.file("run.sh"), script + "wait\n");
+    return runCommand("sh " + dir.file("run.sh")).out;
 }
 
 // What is not a regular file: its name, what the detail line says, and how
@@ -132,12 +127,11 @@ TEST(BadInput, EveryReaderOfANamedFileRefusesWhatIsNotARegularFile) {
 
 TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     ProcedureList list;
-    for (std::uint32_t i = 0; i < kMaxSteps - 1; ++i)
-        list.appendRecord(test::makeRecord('B'));
+    fill(list, Records(kMaxSteps - 1, makeRecord('B')));
     list.documentOpen = 1;
-    test::ScriptedEditUi ui;
+    ScriptedEditUi ui;
     for (int i = 0; i < 2; ++i)
-        ui.selections.push_back(test::makeRecord('Z', "new"));
+        ui.selections.push_back(makeRecord('Z', "new"));
     EditCommands commands(list, ui);
     commands.append();  // the last step that fits
     ASSERT_EQ(list.componentCount, kMaxSteps);
@@ -159,10 +153,9 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
         list.modified = 0;
         const std::uint32_t current = list.currentNumber;
         attempts[i]();
-        EXPECT_EQ(list.nodeCount(), kMaxSteps);
-        EXPECT_EQ(list.componentCount, kMaxSteps);
-        EXPECT_EQ(list.currentNumber, current);
-        EXPECT_EQ(list.modified, 0u);
+        EXPECT_EQ(
+            std::tuple(list.nodeCount(), list.componentCount, list.currentNumber, list.modified),
+            std::tuple(kMaxSteps, kMaxSteps, current, 0u));
         ASSERT_EQ(ui.refusals.size(), i + 1);
     }
     EXPECT_EQ(ui.refusals[0], FormatText(GetLangText(kTextProcedureFull), 65535));
@@ -172,7 +165,7 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
     TempDir dir("/dev/shm");
     const std::string pad = dir.file("T.PAD");
     ASSERT_TRUE(writeProcedure(pad, list).ok());
-    list.appendNode(test::makeRecord('B'));
+    list.appendNode(makeRecord('B'));
     const Status s = writeProcedure(pad, list);
     EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
     EXPECT_THAT(s.detail(), HasSubstr("at most 65535 steps"));
@@ -180,7 +173,7 @@ TEST(StepLimit, AppendInsertPasteAndSaveStopAtTheLimit) {
         const auto r = cli(verb + " time-wait=1 factor=1");
         EXPECT_EQ(r.status, 2) << r.out;
         EXPECT_THAT(r.out, HasSubstr("(65535)"));
-        EXPECT_EQ(test::readBytes(pad).size(), 65535u * 800);
+        EXPECT_EQ(readBytes(pad).size(), 65535u * 800);
     }
 }
 
@@ -213,10 +206,7 @@ TEST(FileLocks, ConcurrentWritersLoseNothing) {
                 ++seen.at(static_cast<std::size_t>(std::stoi(comment.substr(1))));
         }
         EXPECT_EQ(seen, std::vector<int>(20, 1));
-        EXPECT_EQ(test::runCommand("ls -A '" + dir.path() + "' | grep -c '^" +
-                                   std::string(kTempPrefix) + "'")
-                      .out,
-                  "0\n");
+        EXPECT_FALSE(hasTemporary(dir.path()));
     }
     // Sixty descriptions of one side file.
     EXPECT_EQ(runAtOnce(dir, 60,
@@ -247,8 +237,7 @@ TEST(FileLocks, ConcurrentWritersLoseNothing) {
     }
     Configuration c{9, 9};
     ReadConfiguration(c);
-    EXPECT_EQ(c.language, 1u);
-    EXPECT_EQ(c.printSize, 2u);
+    EXPECT_EQ(std::pair(c.language, c.printSize), std::pair(1u, 2u));
     ::unsetenv("QUELVARI_CONFIG_ROOT");
 }
 
@@ -262,9 +251,9 @@ TEST(SaveFaults, AFileSizeLimitGivesMessage92AndKeepsTheOldFile) {
     for (const std::string& verb : {"add " + pad + " Z time-wait=1 factor=1", "print " + pad,
                                     "check " + pad + " --mode tarvisel"}) {
         const std::string output = verb[0] == 'a' ? "" : " --pdf " + pdf;
-        test::writeBytes(pdf, {'o', 'l', 'd'});
-        const auto r = test::runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " +
-                                        verb + output + " --lang 1' 2>&1");
+        writeBytes(pdf, {'o', 'l', 'd'});
+        const auto r = runCommand("sh -c 'ulimit -f 2; " + std::string(QUELVARI_CLI) + " " + verb +
+                                  output + " --lang 1' 2>&1");
         EXPECT_EQ(r.status, 2) << r.out;
         EXPECT_THAT(r.out, HasSubstr("FILE WRITE ERROR (92)"));
         EXPECT_THAT(r.out, HasSubstr(": File too large"));
@@ -289,18 +278,14 @@ TEST(SaveOwnership, OwnerGroupAndModeOfTheOldFileAreKept) {
     ASSERT_EQ(cli("add " + pad + " Z time-wait=1 factor=1").status, 0);
     struct stat st {};
     ASSERT_EQ(::stat(pad.c_str(), &st), 0);
-    EXPECT_EQ(st.st_uid, 65534u);
-    EXPECT_EQ(st.st_gid, 65534u);
-    EXPECT_EQ(st.st_mode & 07777, 0646u);
+    EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777),
+              std::tuple(65534u, 65534u, 0646u));
     // A user who may not give the file away saves it as its own.
-    const auto r = test::runCommand("setpriv --reuid=1000 --regid=1000 --clear-groups " +
-                                    std::string(QUELVARI_CLI) + " add " + pad +
-                                    " Z time-wait=1 factor=1 2>&1");
+    const auto r = runCliAs(1000, "add " + pad + " Z time-wait=1 factor=1");
     ASSERT_EQ(r.status, 0) << r.out;
     ASSERT_EQ(::stat(pad.c_str(), &st), 0);
-    EXPECT_EQ(st.st_uid, 1000u);
-    EXPECT_EQ(st.st_mode & 07777, 0646u);
-    EXPECT_EQ(test::readBytes(pad).size(), 3u * 800);
+    EXPECT_EQ(std::pair(st.st_uid, st.st_mode & 07777), std::pair(1000u, 0646u));
+    EXPECT_EQ(readBytes(pad).size(), 3u * 800);
 }
 
 TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
@@ -328,20 +313,18 @@ TEST(SideFile, ContentThatWouldNotLoadBackWholeIsRefused) {
     writeSample(pad);
     ASSERT_EQ(cli("describe " + pad + " --var A=kept").status, 0);
     const std::string before = readText(side);  // 30 + "A      (?)      kept" 20 + 2
-    const std::string text(19949, 'x');
-    test::writeBytes(dir.file("long.txt"), {text.begin(), text.end()});
-    const auto r = cli("describe " + pad + " --text-file " + dir.file("long.txt") + " --lang 1");
-    EXPECT_EQ(r.status, 2) << r.out;
-    EXPECT_THAT(r.out, HasSubstr("The description is 1 characters too long"));
-    EXPECT_EQ(readText(side), before);
     // A text file that could never fit is not read to its end.
-    const std::string huge(100000, 'x');
-    test::writeBytes(dir.file("huge.txt"), {huge.begin(), huge.end()});
-    const auto h = cli("describe " + pad + " --text-file " + dir.file("huge.txt") + " --lang 1");
-    EXPECT_EQ(h.status, 2) << h.out;
-    EXPECT_THAT(h.out, HasSubstr("more than 80000 bytes"));
-    EXPECT_EQ(readText(side), before);
+    const std::pair<std::size_t, const char*> texts[] = {
+        {19949, "The description is 1 characters too long"}, {100000, "more than 80000 bytes"}};
+    for (const auto& [size, says] : texts) {
+        writeText(dir.file("text.txt"), std::string(size, 'x'));
+        const auto r =
+            cli("describe " + pad + " --text-file " + dir.file("text.txt") + " --lang 1");
+        EXPECT_EQ(r.status, 2) << r.out;
+        EXPECT_THAT(r.out, HasSubstr(says));
+        EXPECT_EQ(readText(side), before);
+    }
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

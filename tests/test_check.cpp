@@ -43,13 +43,6 @@ std::vector<Seen> findingsOf(const SyntaxTestResult& result) {
     return out;
 }
 
-bool has(const std::vector<Seen>& seen, int id) {
-    for (const Seen& s : seen)
-        if (s.id == id)
-            return true;
-    return false;
-}
-
 // A directory with a procedure T.PAD and whatever it needs beside it.
 struct Scene {
     TempDir dir;
@@ -137,19 +130,16 @@ std::vector<Case> cases() {
             (i <= 19 ? a : b).push_back({i <= 19 ? 'P' : later, i});
         return std::pair{a, b};
     };
-    auto measured = [=](int count) -> SetUp {
-        return [=](C& t) {
-            const auto [a, b] = channels(count);
-            t.procedure({measuring('M', a), measuring('M', b), plain()});
-        };
+    auto measured = [=](int count) {
+        const auto [a, b] = channels(count);
+        return pad({measuring('M', a), measuring('M', b), plain()});
     };
-    auto variables = [](int count) -> SetUp {
-        return [count](C& t) {
-            Records r;
-            for (int i = 1; i <= count; ++i)
-                r.push_back(withEntry(plain(), "Z" + std::to_string(i) + ">1"));
-            t.procedure(r + plain());
-        };
+    const auto [first19, next18] = channels(37, 'P');  // 37 channels, all P
+    auto variables = [](int count) {
+        Records r;
+        for (int i = 1; i <= count; ++i)
+            r.push_back(withEntry(plain(), "Z" + std::to_string(i) + ">1"));
+        return pad(r + plain());
     };
     // A procedure that runs interrupt procedure 1 holding `ir`.
     auto irWith = [](const Records& ir) {
@@ -199,21 +189,11 @@ std::vector<Case> cases() {
          pad({measuring('S'), measuring('T'), measuring('S'), measuring('T'), plain()})},
         {"more than 36 channels", 8014, 2, kCheckTarvisel, measured(37), measured(36)},
         {"37th channel in a component that also gives 8009", 8014, 2, kCheckTarvisel,
-         [=](C& t) {
-             const auto [a, b] = channels(37, 'P');
-             t.procedure({measuring('S', a), measuring('S', b)});
-         },
+         pad({measuring('S', first19), measuring('S', next18)}),
          pad({measuring('S'), measuring('S'), measuring('T'), plain()})},
         {"37th channel in an interrupt measuring to memory", 8014, 2, kCheckTarvisel,
-         [=](C& t) {
-             const auto [a, b] = channels(37, 'P');
-             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
-             t.irq(1, {measuring('M', a), measuring('S', b)});
-         },
-         [](C& t) {
-             t.procedure({interrupt({{0, 1}}), interrupt({{0, 2}}), plain()});
-             t.irq(1, {measuring('M'), measuring('S')});
-         }},
+         irWith({measuring('M', first19), measuring('S', next18)}),
+         irWith({measuring('M'), measuring('S')})},
         {"graphic refers to a step not there", 8015, 1, kCheckTarvisel,
          pad({stepReference('G', 3), plain()}), pad({stepReference('G', 2), plain()})},
         {"text print refers past the end", 8015, 2, kCheckTarvisel,
@@ -294,19 +274,12 @@ std::vector<Case> cases() {
 TEST_F(Check, EachFindingHasATriggerAndACleanProcedure) {
     for (const Case& c : cases()) {
         SCOPED_TRACE(c.name);
-        {
-            Scene t;
-            c.trigger(t);
-            const auto seen = findingsOf(t.run(c.mode));
-            EXPECT_TRUE(std::find(seen.begin(), seen.end(), Seen{c.id, c.step}) != seen.end())
-                << "finding " << c.id << " at " << c.step << " missing";
-        }
-        {
-            Scene t;
-            c.clean(t);
-            const auto result = t.run(c.mode);
-            EXPECT_FALSE(has(findingsOf(result), c.id));
-        }
+        Scene triggered, clean;
+        c.trigger(triggered);
+        c.clean(clean);
+        const auto seen = findingsOf(triggered.run(c.mode)), none = findingsOf(clean.run(c.mode));
+        EXPECT_NE(std::find(seen.begin(), seen.end(), Seen{c.id, c.step}), seen.end()) << c.id;
+        EXPECT_TRUE(std::none_of(none.begin(), none.end(), [&](Seen s) { return s.id == c.id; }));
     }
 }
 
@@ -338,10 +311,9 @@ TEST(CheckModes, TypesBoundToThePlaceOfUse) {
             SCOPED_TRACE(std::string(1, type) + " in mode " + std::to_string(mode));
             Scene t;
             t.procedure({plain(), makeRecord(type), plain()});
-            const bool refused =
-                std::find(refusedIn.begin(), refusedIn.end(), mode) != refusedIn.end();
-            const std::vector<Seen> expected = {{id, 2}};
-            EXPECT_EQ(findingsOf(t.run(mode)), refused ? expected : std::vector<Seen>{});
+            const bool refused = std::ranges::count(refusedIn, mode) > 0;
+            EXPECT_EQ(findingsOf(t.run(mode)),
+                      (refused ? std::vector<Seen>{{id, 2}} : std::vector<Seen>{}));
         }
     }
 }
@@ -364,10 +336,10 @@ TEST_F(Check, CountWrapsAt256) {
     r.push_back(makeRecord('B', "", "B1", 1));  // 8029: the 256th finding
     procedure(r);
     const auto result = run();
-    EXPECT_EQ(findingsOf(result).size(), 256u);
-    EXPECT_EQ(result.countedFindings, 256u);
-    EXPECT_EQ(result.errorCount, 0);  // the 8-bit count wraps
-    EXPECT_TRUE(result.systemFileWritten);
+    // The 8-bit error count wraps to 0.
+    EXPECT_EQ(std::tuple(findingsOf(result).size(), result.countedFindings, result.errorCount,
+                         result.systemFileWritten),
+              std::tuple(256u, 256u, 0, true));
     EXPECT_THAT(result.lines.back(), Not(HasSubstr("Pumps")));
     // The program shows "OK" and writes the system file, but a script is
     // told the truth.
@@ -431,8 +403,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
         const auto onDisk = run(mode);
         ::unlink(dir.file("T.sys").c_str());
         ProcedureList list;
-        for (const ComponentRecord& r : records)
-            list.appendRecord(r);
+        fill(list, records);
         const auto inMemory = RunSyntaxTestInMemory(list, dir.file(name), mode);
         EXPECT_EQ(findingsOf(inMemory), findingsOf(onDisk));
         EXPECT_EQ(inMemory.errorCount, onDisk.errorCount);
@@ -443,7 +414,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
 
     // A clean procedure: summary, but still no system file.
     ProcedureList clean;
-    clean.appendRecord(plain());
+    fill(clean, {plain()});
     const auto ok = RunSyntaxTestInMemory(clean, dir.file("New.PAD"), kCheckLumo);
     EXPECT_EQ(ok.countedFindings, 0u);
     EXPECT_EQ(ok.lines[std::size_t{6}], LangText(3145));
@@ -451,8 +422,7 @@ TEST_F(Check, InMemoryRunsGiveTheFindingsOfTheSavedFileAndWriteNothing) {
 
     // Never saved: no directory, so every module is missing.
     ProcedureList unsaved;
-    unsaved.appendRecord(moduleCall("M"));
-    unsaved.appendRecord(plain());
+    fill(unsaved, {moduleCall("M"), plain()});
     const auto u = RunSyntaxTestInMemory(unsaved, "", kCheckTarvisel);
     EXPECT_EQ(findingsOf(u), (std::vector<Seen>{{8025, 0}}));
     EXPECT_EQ(u.files.size(), 2u);
@@ -465,9 +435,8 @@ TEST_F(Check, FilesThatCannotBeReadOrWritten) {
     procedure({plain()});
     ASSERT_EQ(::mkdir(dir.file("T.sys").c_str(), 0700), 0);
     const auto r = run();
-    EXPECT_EQ(r.fileError.code(), 92 << 8);
-    EXPECT_EQ(r.errorCount, 0);
-    EXPECT_FALSE(r.systemFileWritten);
+    EXPECT_EQ(std::tuple(r.fileError.code(), r.errorCount, r.systemFileWritten),
+              std::tuple(92 << 8, 0, false));
 }
 
 TEST_F(Check, InterruptProceduresCheckedOnlyWhenEnabledAsComponentRoutines) {

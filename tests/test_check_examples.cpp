@@ -86,8 +86,7 @@ TEST(CheckExamples, CommittedFilesMatchCheckAsExpectedAndGiveTheirProtocols) {
             const std::string check = "check " + built.file(pad) + " --mode " + mode;
             const auto r = runCli(check);
             EXPECT_EQ(r.status, status) << mode << "\n" << r.out;
-            const auto langs = protocols.find(mode);
-            for (const int n : langs == protocols.end() ? std::vector<int>{} : langs->second) {
+            for (const int n : protocols.contains(mode) ? protocols.at(mode) : std::vector<int>{}) {
                 std::string out = runCli(check + " --lang " + std::to_string(n)).out;
                 for (std::size_t p; (p = out.find(built.path())) != std::string::npos;)
                     out.replace(p, built.path().size(), "DIR");

@@ -21,12 +21,10 @@
 #include "test_util.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
-using EditCommandsTest = test::EditFixture;
-using test::Step;
-using test::stepReference;
+using EditCommandsTest = EditFixture;
 
 TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem) {
     ui.selections.push_back(std::nullopt);
@@ -44,7 +42,6 @@ TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem
     EXPECT_EQ(list.modified, 1u);
     ASSERT_EQ(commands.undoStack().count(), 2u);
     EXPECT_EQ(entry(1), std::make_pair(cmd::kAppend, 2u));
-    checkNumbering();
 
     commands.undo();
     EXPECT_EQ(shown(), "one @1 one");
@@ -57,7 +54,6 @@ TEST_F(EditCommandsTest, AppendFillsTheEmptyHeadThenLinksNodesAndUndoRemovesThem
     ui.selections.push_back(Step('Z', "only"));
     commands.insert();
     EXPECT_EQ(comments(), "only");
-    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
@@ -72,7 +68,6 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     EXPECT_EQ(targets(), (std::vector<std::uint16_t>{4, 2, 2, 5, 1}));
     EXPECT_EQ(list.pastePending, 0u);
     EXPECT_EQ(commands.undoStack().count(), undoBefore);  // Insert makes no entry
-    checkNumbering();
 
     // Without a pending copy the selection runs; Cancel changes nothing.
     ui.selections.push_back(std::nullopt);
@@ -82,7 +77,6 @@ TEST_F(EditCommandsTest, InsertWithCopiedComponentShiftsTargetsBehindThePlace) {
     commands.insert();
     EXPECT_EQ(comments(), "a new b b c d");
     EXPECT_EQ(list.currentNode->record.recordMark(), kRecordMarkMemory);
-    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestoresIt) {
@@ -97,11 +91,9 @@ TEST_F(EditCommandsTest, DeleteKeepsTheReferenceToTheFollowingStepAndUndoRestore
     EXPECT_EQ(ui.status, "4 Schritte");
     ASSERT_EQ(commands.undoStack().count(), 6u);
     EXPECT_EQ(entry(5), std::make_pair(cmd::kDelete, 3u));
-    checkNumbering();
 
     commands.undo();
     EXPECT_EQ(shown(), "s1 s2 s3 s4 s5 @3 s3");
-    checkNumbering();
 }
 
 TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
@@ -110,7 +102,6 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     EXPECT_EQ(shown(), "x @1 x");
     commands.undo();  // comes back at the end and is current
     EXPECT_EQ(shown(), "x y @2 y");
-    checkNumbering();
 
     list.goToStep(1);
     commands.remove();
@@ -121,9 +112,7 @@ TEST_F(EditCommandsTest, DeleteAtTheEndAndOfTheOnlyStep) {
     commands.remove();  // nothing left: no entry, no change
     EXPECT_EQ(commands.undoStack().count(), entries);
     commands.undo();
-    EXPECT_EQ(list.componentCount, 1u);
-    EXPECT_EQ(shown(), "y @1 y");
-    checkNumbering();
+    EXPECT_EQ(shown(), "y @1 y");  // one step, counted
 }
 
 TEST_F(EditCommandsTest, CutCopiesThenDeletesAndCopyOfNothingDoesNothing) {
@@ -176,21 +165,18 @@ TEST_F(EditCommandsTest, ChangeKeepsTheStepNumberAndMakesItsEntryEvenWhenCancell
 TEST_F(EditCommandsTest, PagingBeepsAtBothEndsAndWithoutADocument) {
     appendAll({Step('Z', "a"), Step('Z', "b"), Step('Z', "c")});
     list.goToStep(1);
-    commands.previous();
-    EXPECT_EQ(ui.beeps, 1);
-    EXPECT_EQ(list.currentNumber, 1u);
-    commands.next();
-    commands.next();
-    EXPECT_EQ(at(), "3 c");
-    EXPECT_EQ(ui.plain, 2);  // moves repaint without erasing
-    commands.next();
-    EXPECT_EQ(ui.beeps, 2);
-    commands.previous();
-    EXPECT_EQ(at(), "2 b");
+    // After each move: the step shown, the beeps and the plain repaints so far.
+    auto move = [&](void (EditCommands::*m)()) {
+        (commands.*m)();
+        return at() + " " + std::to_string(ui.beeps) + "/" + std::to_string(ui.plain) + "; ";
+    };
+    std::string trail;
+    for (auto m : {&EditCommands::previous, &EditCommands::next, &EditCommands::next,
+                   &EditCommands::next, &EditCommands::previous})
+        trail += move(m);
     list.documentOpen = 0;
-    commands.previous();
-    EXPECT_EQ(ui.beeps, 3);
-    EXPECT_EQ(list.currentNumber, 2u);
+    EXPECT_EQ(trail + move(&EditCommands::previous),
+              "1 a 1/0; 2 b 1/1; 3 c 1/2; 3 c 2/2; 2 b 2/3; 2 b 3/3; ");
 }
 
 TEST_F(EditCommandsTest, GoToAcceptsOnlyExistingStepsUpTo10000) {
@@ -277,17 +263,12 @@ TEST(MainWindowRules, ProgramDirectoryFromTheCommandLine) {
     EXPECT_EQ(ProgramDirectory(""), "");
 }
 
-using test::readBytes;
-using test::TempDir;
-
-using ScriptedUi = test::ScriptedFileUi;
-
 // A procedure with its File commands.
 class FileCommandsTest : public ::testing::Test {
   protected:
     TempDir dir;
     ProcedureList list;
-    ScriptedUi ui;
+    ScriptedFileUi ui;
     FileCommands cmd{list, ui};
 };
 
@@ -304,10 +285,9 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
     for (const auto& [path, components, asks] : cases) {
         SCOPED_TRACE(path + std::to_string(components));
         ProcedureList l;
-        ScriptedUi u;
+        ScriptedFileUi u;
         FileCommands commands(l, u);
-        for (int i = 0; i < components; ++i)
-            l.appendRecord(test::makeRecord('Z'));
+        fill(l, Records(static_cast<std::size_t>(components), makeRecord('Z')));
         l.documentPath = path;
         l.modified = 1;
         u.answers.push_back(Answer::Cancel);
@@ -318,7 +298,7 @@ TEST_F(FileCommandsTest, SaveQuestionOnlyWhereSomethingCanBeLost) {
 
     // Close answered No leaves the flag set; the next Open does not ask again.
     cmd.fileNew();
-    list.appendRecord(test::makeRecord('Z'));
+    list.appendRecord(makeRecord('Z'));
     list.modified = 1;
     ui.answers.push_back(Answer::No);
     cmd.fileClose();
@@ -333,11 +313,11 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     cmd.fileNew();
     EXPECT_EQ(list.documentPath + "|" + ui.title, "NoName.PAD|Quelvari - NoName.PAD");
     EXPECT_EQ(list.documentOpen, 1u);
-    list.appendRecord(test::makeRecord('Z', "unsaved"));
+    list.appendRecord(makeRecord('Z', "unsaved"));
     // The Save As dialog of a new procedure starts without a name; a file
     // that exists is named in the overwrite question, and No keeps it.
     const std::string other = dir.file("B.PAD");
-    test::writeBytes(other, {1, 2, 3});
+    writeBytes(other, {1, 2, 3});
     ui.files.push_back(other);
     ui.answers.push_back(Answer::No);
     cmd.fileSaveAs();
@@ -369,11 +349,8 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     EXPECT_TRUE(list.lastPath.empty());
 
     // A good file opens and becomes the initial name of a later Save dialog.
-    ProcedureList source;
-    for (int i = 0; i < 3; ++i)
-        source.appendRecord(test::makeRecord('Z'));
     const std::string path = dir.file("three.PAD");
-    ASSERT_TRUE(writeProcedure(path, source).ok());
+    writeRecords(path, Records(3, makeRecord('Z')));
     ui.files.push_back(path);
     cmd.fileOpen();
     EXPECT_EQ(list.componentCount, 3u);
@@ -382,7 +359,7 @@ TEST_F(FileCommandsTest, NewSaveAsAndOpenAskWhereSomethingCanBeLost) {
     EXPECT_EQ(ui.title, "Quelvari - " + path);
 
     // Yes at the question of a later command saves first.
-    list.appendRecord(test::makeRecord('Z'));
+    list.appendRecord(makeRecord('Z'));
     ui.answers.push_back(Answer::Yes);
     cmd.fileClose();
     EXPECT_EQ(readBytes(path).size(), 4u * 800);
@@ -418,9 +395,9 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
 
     // A short file replaces only the bytes it has (the whole file is read
     // back by the concurrent settings changes of the bad input tests).
-    test::writeBytes(p.file, {2});
+    writeBytes(p.file, {2});
     EXPECT_EQ(read({0x0303, 1}), std::pair(0x0302u, 1u));
-    test::writeBytes(p.file, {3, 0, 0, 0, 0});
+    writeBytes(p.file, {3, 0, 0, 0, 0});
     EXPECT_EQ(read({0x0303, 1}), std::pair(3u, 0u));
 
     ASSERT_TRUE(WriteConfiguration({3, 1}).ok());
@@ -434,14 +411,7 @@ TEST(Configuration, DefaultsShortFilesAndWriting) {
     ::setenv("QUELVARI_CONFIG_ROOT", savedRoot.c_str(), 1);
 }
 
-class StepCommands : public test::EditFixture {
-  protected:
-    // Appends the records and forgets the appends' undo entries.
-    void build(const std::vector<ComponentRecord>& steps) {
-        appendAll(steps);
-        commands.clearHistory();
-    }
-};
+using StepCommands = EditFixture;
 
 TEST(MoveOrders, UpDownAndDropKeepBlocksTogether) {
     using V = std::vector<std::uint32_t>;
@@ -473,7 +443,6 @@ TEST_F(StepCommands, MoveCarriesEveryReferenceWithItsComponentAndUndoRedoIt) {
 
     EXPECT_EQ(commands.moveDown({1, 2}), (std::vector<std::uint32_t>{2, 3}));
     EXPECT_EQ(comments(), "c a b d e f g");
-    checkNumbering();
     const auto moved = records(list);
     // "c" -> "a" (now 2), "a" -> "c" (now 1), "b" -> "c", "d" -> "b" (now 3),
     // "e" names no step, "f" is switched off and has no branch: both numbers
@@ -512,7 +481,7 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
                                                 Step('Z', "e", 1), Step('Z', "f", 4)};
     build(steps);
     // The same deletes one by one through the view's Delete, highest first.
-    test::EditSession single;
+    EditSession single;
     single.appendAll(steps);
     for (std::uint32_t s : {5u, 2u}) {
         single.list.goToStep(s);
@@ -522,7 +491,6 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     commands.removeSteps({2, 5});
     EXPECT_EQ(records(list), records(single.list));
     EXPECT_EQ(comments(), "a c d f");
-    EXPECT_EQ(list.componentCount, 4u);
     EXPECT_EQ(commands.undoStack().count(), 1u);
 
     for (int i = 0; i < 2; ++i)
@@ -541,22 +509,16 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     EXPECT_EQ(comments(), "b d e f");
     EXPECT_EQ(commands.undoStack().count(), 1u);
     EXPECT_EQ(commands.clipboardCount(), 2u);
-    const auto beforePaste = targets();
+    EXPECT_EQ(targets(), (std::vector<std::uint16_t>{3, 2, 1, 3}));
     list.goToStep(2);
     commands.insert();
     EXPECT_EQ(comments(), "b a c d e f");
-    checkNumbering();
     EXPECT_EQ(list.viewRecord.comment(), "a");
     EXPECT_EQ(list.pastePending, 0u);
     EXPECT_EQ(commands.undoStack().count(), 1u);  // Paste makes no entry
-    // References above the place rise by two, those at or below it stay:
-    // "b", "d", "e", "f" were steps 1..4 and are now 1, 4, 5, 6.
-    const auto after = targets();
-    const std::size_t now[] = {0, 3, 4, 5};
-    for (std::size_t i = 0; i < 4; ++i) {
-        const std::uint16_t t = beforePaste[i];
-        EXPECT_EQ(after[now[i]], t > 2 ? t + 2 : t) << i;
-    }
+    // References above the place rise by two, those at or below it stay, the
+    // pasted ones' included.
+    EXPECT_EQ(targets(), (std::vector<std::uint16_t>{5, 8, 7, 2, 1, 5}));
     // Copy of several leaves the procedure alone.
     commands.copySteps({1, 2});
     EXPECT_EQ(list.pastePending, 1u);
@@ -573,8 +535,6 @@ TEST_F(StepCommands, DeleteOfSeveralStepsIsTheSingleDeletesAsOneEntry) {
     EXPECT_EQ(list.procedureHead.record.typeCode(), 0);
     commands.undo();
     EXPECT_EQ(comments(), full);
-    EXPECT_EQ(list.componentCount, 6u);
-    checkNumbering();
 }
 
 TEST_F(StepCommands, RedoRunsUndoneCommandsAgainAndANewCommandClearsIt) {
@@ -692,4 +652,4 @@ TEST(EditorSettings, RecentFilesNewestFirstAtMostEightAndMalformedLinesSkipped) 
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

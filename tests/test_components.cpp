@@ -13,12 +13,11 @@
 #include "components/editor.h"
 #include "components/editors.h"
 #include "components/layouts.h"
-#include "components/view.h"
 #include "test_util.h"
 #include "texts/errors.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
 std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
@@ -26,11 +25,9 @@ std::vector<std::string> operator+(std::vector<std::string> a, const std::vector
     return a;
 }
 
-int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r,
-           std::uint8_t byte88 = 0) {
-    const ComponentType* type = FindType(static_cast<std::uint8_t>(code), byte88);
-    MapForm f = test::formOf(controls);
-    return EditorOf(*type).read(f, r);
+int readAs(char code, const std::vector<std::string>& controls, ComponentRecord& r) {
+    MapForm f = formOf(controls);
+    return EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r);
 }
 
 int readAs(char code, const std::vector<std::string>& controls) {
@@ -67,12 +64,12 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
         {'i', 'Z', -1, 167},  {'i', 'I', -1, 190},  {'i', 'R', -1, 191}, {'i', 'z', -1, 0}};
     for (const auto& [code, mark, picture, dialog] : rows) {
         if (picture >= 0) {
-            EXPECT_EQ(PictureId(test::typed(code, mark)), picture) << code << mark;
+            EXPECT_EQ(PictureId(typed(code, mark)), picture) << code << mark;
         }
-        EXPECT_EQ(EditorDialogId(test::typed(code, mark)), dialog) << code << mark;
+        EXPECT_EQ(EditorDialogId(typed(code, mark)), dialog) << code << mark;
     }
-    EXPECT_EQ(TypeName(test::typed('x')), "unknown");
-    EXPECT_EQ(TypeName(test::typed('b')), LangText(166));
+    EXPECT_EQ(TypeName(typed('x')), "unknown");
+    EXPECT_EQ(TypeName(typed('b')), LangText(166));
     EXPECT_EQ(FindTypeByName("PG")->kind, ComponentKind::GraphicPrint);
     EXPECT_EQ(FindTypeByName("P")->kind, ComponentKind::TextPrint);
     EXPECT_EQ(FindTypeByName("MM"), nullptr);
@@ -83,20 +80,19 @@ TEST(Catalogue, LookupsPicturesDialogsGroupsAndPresets) {
         for (const auto& row : g.rows)
             ids.insert(row.begin(), row.end());
     EXPECT_EQ(ids.size(), kComponentTypeCount);
+    using K = ComponentKind;
+    const std::set<K> flagged = {K::Bargraph, K::Display, K::Graphic, K::InputOutput, K::Picture};
     for (const ComponentType& t : kCatalogue) {
-        const std::uint8_t mark = t.kind == ComponentKind::GraphicPrint ? 'G' : 0;
+        const std::uint8_t mark = t.kind == K::GraphicPrint ? 'G' : 0;
         EXPECT_EQ(FindType(static_cast<std::uint8_t>(t.code), mark), &t) << t.key;
         EXPECT_EQ(FindTypeByDescription(t.descriptionId), &t) << t.key;
         EXPECT_EQ(&TypeOf(t.kind), &t) << t.key;
         EXPECT_EQ(ids.count(t.descriptionId), 1u) << t.key;
-        ComponentRecord r = test::typed('Q', 9);
+        ComponentRecord r = typed('Q', 9);
         PresetNewRecord(r, t);
-        const bool flag = t.kind == ComponentKind::Bargraph || t.kind == ComponentKind::Display ||
-                          t.kind == ComponentKind::Graphic ||
-                          t.kind == ComponentKind::InputOutput || t.kind == ComponentKind::Picture;
-        EXPECT_EQ(r.u8(88), flag ? 1 : 0) << t.key;
-        EXPECT_EQ(r.u8(90), t.kind == ComponentKind::Picture ? 'D' : 0) << t.key;
-        EXPECT_EQ(r.u8(217), t.kind == ComponentKind::ReadDatabase ? 1 : 0) << t.key;
+        EXPECT_EQ(r.u8(88), flagged.count(t.kind)) << t.key;
+        EXPECT_EQ(r.u8(90), t.kind == K::Picture ? 'D' : 0) << t.key;
+        EXPECT_EQ(r.u8(217), t.kind == K::ReadDatabase ? 1 : 0) << t.key;
         EXPECT_EQ(r.typeCode(), 0) << t.key;
     }
 }
@@ -131,10 +127,8 @@ TEST(Fillers, AgreeWithReaders) {
 }
 
 TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
-    ComponentRecord r;
-    r.setU8(88, 'S');
-    r.setU8(184, 1);
-    r.setU8(164, 100);
+    // Mode S, trigger link 1, pretrigger 100.
+    ComponentRecord r = withBytes(withBytes(typed(0, 'S'), 184, {1}), 164, {100});
     MapForm f;
     FillMeasuring(r, f);
     EXPECT_TRUE(f.checked(1005));
@@ -169,23 +163,20 @@ TEST(Fillers, MeasuringModesAndPictureMediaShowTheirControls) {
     r.setU8(88, 'X');
     FillMeasuring(r, f);
     EXPECT_TRUE(f.checked(1004));
-    ComponentRecord d;
-    d.setU8(88, 1);
-    FillCommand(d, f);
+    FillCommand(typed(0, 1), f);
     EXPECT_TRUE(f.checked(1057));
     EXPECT_FALSE(f.checked(1056));
-    // A picture on the printer shows its options; the screen hides them.
+    // A picture on the printer shows its options; the screen hides them: 2163
+    // and 2180 shown, 2180 checked, the line position 1175 shown, label 2006.
     MapForm p;
-    FillPicture(test::withBytes({}, 90, {'P', 0, 0, 1}), p);
-    EXPECT_TRUE(p.visible(2163));
-    EXPECT_FALSE(p.visible(1175));  // line position in use
-    EXPECT_EQ(p.fullText(2006), LangText(3089));
+    auto controls = [&] {
+        return std::tuple(p.visible(2163), p.visible(2180), p.checked(2180), p.visible(1175),
+                          p.fullText(2006));
+    };
+    FillPicture(withBytes({}, 90, {'P', 0, 0, 1}), p);
+    EXPECT_EQ(controls(), std::tuple(true, true, true, false, LangText(3089)));
     ApplyPictureMedium(p, true);
-    EXPECT_FALSE(p.visible(2163));
-    EXPECT_FALSE(p.visible(2180));
-    EXPECT_FALSE(p.checked(2180));
-    EXPECT_TRUE(p.visible(1175));
-    EXPECT_EQ(p.fullText(2006), LangText(3048));
+    EXPECT_EQ(controls(), std::tuple(false, false, false, true, LangText(3048)));
 }
 
 TEST(GenericEditors, KeepThePayloadByteForByte) {
@@ -265,7 +256,7 @@ TEST(ComponentReaders, ErrorFieldControlFollowsTheRead) {
         {'p', {"+1170"}, 0x3C00, 1173},
     };
     for (const auto& [code, controls, error, control] : cases) {
-        MapForm f = test::formOf(controls);
+        MapForm f = formOf(controls);
         ComponentRecord r;
         EXPECT_EQ(EditorOf(*FindType(static_cast<std::uint8_t>(code))).read(f, r), error);
         EXPECT_EQ(f.errorFieldControl, control) << code << error;
@@ -285,9 +276,9 @@ TEST(TimeReader, FactorLimitsAndStoredBytes) {
                     {"blank", {"1162= 1"}, ErrorCode(1, 3)},
                 });
     ComponentRecord r = stored('Z', {"+1160", "1162=0000100"});
-    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'Z', 0, 10, 0}));
+    EXPECT_EQ(bytesAt(r, 88, 4), (ByteRow{'Z', 0, 10, 0}));
     r = stored('Z', {"+1161", "1162=99"}, r);
-    EXPECT_EQ(test::bytesAt(r, 88, 4), (test::ByteRow{'T', 0, 0, 0}));
+    EXPECT_EQ(bytesAt(r, 88, 4), (ByteRow{'T', 0, 0, 0}));
 }
 
 TEST(InterruptReader, RoutinesAndTimes) {
@@ -307,9 +298,8 @@ TEST(InterruptReader, RoutinesAndTimes) {
     const ComponentRecord r = stored('I', {"+1179", "+1184", "+1192", "#1203=1", "1199=30", "+1181",
                                            "+1189", "+1197", "1201=5"});
     // Routine 1 enabled (B, time base 1, 30), routine 3 disabled (C); 0 and 2 unused.
-    EXPECT_EQ(test::bytesAt(r, 88, 32),
-              (test::ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
-                             0, 0, 0, 0, 0, 0, 0, 0, 2, 'C', 0xFF, 0, 0, 0, 0,  0}));
+    EXPECT_EQ(bytesAt(r, 88, 32), (ByteRow{0, 0, 0, 0, 0, 0, 0, 0, 1, 'B', 1,    0, 0, 0, 30, 0,
+                                           0, 0, 0, 0, 0, 0, 0, 0, 2, 'C', 0xFF, 0, 0, 0, 0,  0}));
 }
 
 TEST(BreakAndSectionReaders, VariablesAndNames) {
@@ -344,35 +334,34 @@ TEST(BreakAndSectionReaders, VariablesAndNames) {
                     {"ident B256", {"1323=B256"}, ErrorCode(5, 5)},
                 });
     ComponentRecord r = stored('u', {"1322=S12", "1323=B7"});
-    EXPECT_EQ(test::bytesAt(r, 88, 5), (test::ByteRow{'S', 12, 0, 'B', 7}));
+    EXPECT_EQ(bytesAt(r, 88, 5), (ByteRow{'S', 12, 0, 'B', 7}));
     r = stored('C', {"+2281", "1322=Z3", "2278=Abschnitt", "1323=B4"}, r);
-    EXPECT_EQ(test::bytesAt(r, 88, 2), (test::ByteRow{1, 0}));  // no reference for a middle section
+    EXPECT_EQ(bytesAt(r, 88, 2), (ByteRow{1, 0}));  // no reference for a middle section
     EXPECT_EQ(r.text(92, 41), "Abschnitt");
-    EXPECT_EQ(test::bytesAt(r, 136, 2), (test::ByteRow{'B', 4}));
+    EXPECT_EQ(bytesAt(r, 136, 2), (ByteRow{'B', 4}));
     r = stored('C', {"+2280", "1322=Z3", "2278=X", "1323=B4"}, r);
-    EXPECT_EQ(test::bytesAt(r, 88, 3), (test::ByteRow{0, 'Z', 3}));
+    EXPECT_EQ(bytesAt(r, 88, 3), (ByteRow{0, 'Z', 3}));
 }
 
 TEST(ModuleReader, NamesAndTheFileNameTest) {
-    test::TempDir dir;
+    TempDir dir;
     const auto old = std::filesystem::current_path();
     std::filesystem::current_path(dir.path());
     const std::string name30(30, 'm');
-    const char* refused[] = {"a<b", "a>b",  "a:b",   "a\"b",  "a/b",  "a\\b",    "a|b",   "a?b",
-                             "a*b", "a\tb", "name ", "name.", "CON",  "con",     "Prn",   "AUX",
-                             "NUL", "COM1", "com9",  "LPT1",  "LPT9", "nul.txt", "CON .x"};
-    for (const char* n : refused)
-        EXPECT_EQ(readAs('U', {std::string("1206=") + n}), ErrorCode(45, 3)) << n;
-    const char* accepted[] = {"COM0", "LPT10", "CONSOLE", "a.b", "M 1", "Pumpe_ä"};
-    for (const char* n : accepted)
-        EXPECT_EQ(readAs('U', {std::string("1206=") + n}), 0) << n;
-    EXPECT_EQ(readAs('U', {"1206=" + name30}), 0);
-    EXPECT_EQ(readAs('U', {"1206=" + name30 + "m"}), ErrorCode(45, 3));
+    const std::string refused[] = {"a<b",  "a>b",  "a:b",  "a\"b",    "a/b",    "a\\b",
+                                   "a|b",  "a?b",  "a*b",  "a\tb",    "name ",  "name.",
+                                   "CON",  "con",  "Prn",  "AUX",     "NUL",    "COM1",
+                                   "com9", "LPT1", "LPT9", "nul.txt", "CON .x", name30 + "m"};
+    for (const std::string& n : refused)
+        EXPECT_EQ(readAs('U', {"1206=" + n}), ErrorCode(45, 3)) << n;
+    for (const std::string n :
+         {"COM0", "LPT10", "CONSOLE", "a.b", "M 1", "Pumpe_ä", name30.c_str()})
+        EXPECT_EQ(readAs('U', {"1206=" + n}), 0) << n;
     EXPECT_EQ(readAs('U', {}), ErrorCode(14, 3));
     // A file that already exists under the test name stays as it is.
-    test::writeBytes(dir.file("keep.pa$"), {1, 2, 3});
+    writeBytes(dir.file("keep.pa$"), {1, 2, 3});
     EXPECT_EQ(readAs('U', {"1206=keep"}), 0);
-    EXPECT_EQ(test::readBytes(dir.file("keep.pa$")), (std::vector<std::uint8_t>{1, 2, 3}));
+    EXPECT_EQ(readBytes(dir.file("keep.pa$")), (std::vector<std::uint8_t>{1, 2, 3}));
     std::filesystem::remove(dir.file("keep.pa$"));
     // No test file is left behind.
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
@@ -396,11 +385,8 @@ TEST(CommandReader, LinesAndTheirBareCodes) {
                     {"branch B3 target 0", {"1324=a", "1021=B3", "1022=0"}, 0x0305},
                 });
     const ComponentRecord r = stored('D', {"+1057", "1324=SAVE -m1", "1326=" + l50});
-    EXPECT_EQ(r.u8(88), 1);
-    EXPECT_EQ(r.text(96, 56), "SAVE -m1");
-    EXPECT_EQ(r.text(152, 56), "");
-    EXPECT_EQ(r.text(208, 56), l50);
-    EXPECT_EQ(r.u8(258), 0);
+    EXPECT_EQ(std::pair(r.u8(88), r.u8(258)), (std::pair<std::uint8_t, std::uint8_t>(1, 0)));
+    EXPECT_EQ(r.text(96, 56) + "|" + r.text(152, 56) + "|" + r.text(208, 56), "SAVE -m1||" + l50);
 }
 
 TEST(PictureReader, SizesMediaAndKinds) {
@@ -418,12 +404,12 @@ TEST(PictureReader, SizesMediaAndKinds) {
     ComponentRecord r = stored('p', {"1173=C:\\B\\LOGO.BMP", "+1171", "+1057", "1174=12abc",
                                      "1175=", "1176=20", "1177=30", "+2163", "+2180"});
     // ".BMP" is not ".bmp": a JPEG by the stored kind.
-    EXPECT_EQ(test::bytesAt(r, 88, 6), (test::ByteRow{1, 1, 'P', 'J', 1, 1}));
+    EXPECT_EQ(bytesAt(r, 88, 6), (ByteRow{1, 1, 'P', 'J', 1, 1}));
     EXPECT_EQ((std::vector<std::uint32_t>{r.u32(96), r.u32(100), r.u32(104), r.u32(108)}),
               (std::vector<std::uint32_t>{12, 0, 20, 30}));
     EXPECT_EQ(r.text(112, 260), "C:\\B\\LOGO.BMP");
     r = stored('p', {"1173=a.bmp.jpg", "+1170", "1176=5", "1177=5"}, r);
-    EXPECT_EQ(test::bytesAt(r, 90, 2), (test::ByteRow{'D', 'B'}));
+    EXPECT_EQ(bytesAt(r, 90, 2), (ByteRow{'D', 'B'}));
     // The file choice compares the extension ignoring case.
     MapForm f;
     EXPECT_EQ(ChoosePictureFile(f, "C:\\p\\LOGO.BMP"), 0);
@@ -485,12 +471,12 @@ TEST(MeasuringReader, ListScanRateNumberAndTriggers) {
     ComponentRecord r = stored(
         'M', {"+1005", "+1451", "1013=P1SA3", "1016=0.25", "1017=500", "1018=P2", "1019=\xAB",
               "1020=12.5", "#2177=2", "1023=T1", "1024=<", "1025=-3", "#2179=10"});
-    EXPECT_EQ(test::bytesAt(r, 88, 9), (test::ByteRow{'S', 1, 'P', 1, 0, 'S', 'A', 3, 0}));
+    EXPECT_EQ(bytesAt(r, 88, 9), (ByteRow{'S', 1, 'P', 1, 0, 'S', 'A', 3, 0}));
     // Scan period in microseconds, number, pretrigger.
     EXPECT_EQ((std::vector<std::uint32_t>{r.u32(152), r.u32(160), r.u8(164)}),
               (std::vector<std::uint32_t>{250000, 500, 100}));
-    EXPECT_EQ(test::bytesAt(r, 172, 4), (test::ByteRow{'P', 2, 0, 0xAB}));
-    EXPECT_EQ(test::bytesAt(r, 184, 5), (test::ByteRow{2, 'T', 1, 0, '<'}));
+    EXPECT_EQ(bytesAt(r, 172, 4), (ByteRow{'P', 2, 0, 0xAB}));
+    EXPECT_EQ(bytesAt(r, 184, 5), (ByteRow{2, 'T', 1, 0, '<'}));
     EXPECT_FLOAT_EQ(r.f32(180), 12.5f);
     EXPECT_FLOAT_EQ(r.f32(196), -3.0f);
     // Mode M stores 1 measurement at 1 s whatever the disabled fields hold.
@@ -532,11 +518,11 @@ TEST(MeasuringList, ParsedEntries) {
             EXPECT_EQ(bytes, want) << text;
         }
     }
-    ComponentRecord r = test::withBytes({}, 90, {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0});
+    ComponentRecord r = withBytes({}, 90, {'P', 1, 0, 'S', 'A', 31, 'T', 12, 0});
     EXPECT_EQ(FormatVariableList(r), "P1SA31T12");
-    EXPECT_EQ(FormatVariableList(test::withBytes(r, 90, {'@', 7})), "<S7>");
+    EXPECT_EQ(FormatVariableList(withBytes(r, 90, {'@', 7})), "<S7>");
     for (std::size_t i = 90; i < 152; i += 3)
-        r = test::withBytes(r, i, {'S', 'A', 10});
+        r = withBytes(r, i, {'S', 'A', 10});
     EXPECT_EQ(FormatVariableList(r).size(), 40u);
 }
 
@@ -592,4 +578,4 @@ TEST(ConditionCheck, ListsTheVariablesItNames) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

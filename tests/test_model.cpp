@@ -18,6 +18,7 @@
 #include "check_builders.h"
 #include "components/editors.h"
 #include "components/layouts.h"
+#include "exchange/procedure_text.h"
 #include "model/file_io.h"
 #include "model/numbers.h"
 #include "model/procedure.h"
@@ -25,14 +26,8 @@
 #include "model/record_reader.h"
 #include "test_util.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
-
-using test::makeRecord;
-using test::oldRecord;
-using test::readBytes;
-using test::TempDir;
-using test::writeBytes;
 
 TEST(ComponentRecord, LongConditionsRunOnIntoTheNextField) {
     ComponentRecord r;
@@ -70,25 +65,14 @@ TEST(ComponentRecord, TrimRightAndStripFileName) {
     }
 }
 
-// Builds a list of the given records, numbered 1..n.
-void fill(ProcedureList& list, const std::vector<ComponentRecord>& records) {
-    list.freeProcedure();
-    list.componentCount = 0;
-    for (const auto& r : records)
-        list.appendRecord(r);
-    list.renumber(0, true);
-    list.renumber(0, false);  // back to the original targets, numbers 1..n
-}
-
 TEST(ProcedureList, RenumberShiftsReferencesBehindThePivotOnly) {
     ProcedureList list;
     ComponentRecord noBranch = makeRecord('Z');
     noBranch.setGotoTarget(9);  // no branch condition: never shifted
     // The second graphic's reference is not in force.
-    fill(list,
-         {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), test::stepReference('G', 5),
-          test::stepReference('G', 5, true), test::stepReference('P', 4),
-          test::stepReference('T', 6), test::stepReference('T', -1), noBranch});
+    fill(list, {makeRecord('Z', "", "B1", 3), makeRecord('Z', "", "B1", 4), stepReference('G', 5),
+                stepReference('G', 5, true), stepReference('P', 4), stepReference('T', 6),
+                stepReference('T', -1), noBranch});
 
     // Each step's reference, and the step numbers 1..8.
     auto references = [&] {
@@ -199,7 +183,7 @@ TEST(Numbers, WriteAsPrintfDoesInTheCLocale) {
 class CommaLocale : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        dir_ = new test::TempDir;
+        dir_ = new TempDir;
         const std::string cmd =
             "localedef -i de_DE -f UTF-8 '" + dir_->file("de_DE.UTF-8") + "' >/dev/null 2>&1";
         built_ = std::system(cmd.c_str()) == 0;
@@ -222,7 +206,7 @@ class CommaLocale : public ::testing::Test {
         std::setlocale(LC_ALL, "C");
         ::unsetenv("LOCPATH");
     }
-    static inline test::TempDir* dir_ = nullptr;
+    static inline TempDir* dir_ = nullptr;
     static inline bool built_ = false;
 };
 
@@ -231,8 +215,8 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
     EXPECT_EQ(FixedText(1.5, 6, 1), "   1.5");
 
     // A memory measurement: scan rate 0.25 s, trigger value 1.5.
-    MapForm form = test::formOf(
-        {"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
+    MapForm form =
+        formOf({"+1005", "1013=A1", "1016=0.25", "1017=1000", "1018=A1", "1019=>", "1020=1.5"});
     ComponentRecord save;
     ASSERT_EQ(ReadMeasuring(form, save), 0);
     EXPECT_EQ(save.u32(layout::measuring::kScanPeriod), 250000u);
@@ -244,8 +228,7 @@ TEST_F(CommaLocale, ReadersFillersAndProtocolKeepTheDecimalPoint) {
 
     // The instrument memory lines of the protocol.
     ProcedureList list;
-    list.appendRecord(save);
-    list.appendRecord(test::typed('M', layout::measuring::kModeTransfer));
+    fill(list, {save, typed('M', layout::measuring::kModeTransfer)});
     for (auto [mode, line] : {std::pair{kCheckPv6410, std::string("     1.6 kB")},
                               std::pair{kCheckPv3320, std::string("   1.562 kB")}}) {
         const SyntaxTestResult r = RunSyntaxTestInMemory(list, "", mode);
@@ -263,8 +246,8 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     ComponentRecord r;
     convertOldRecord(old.data(), r);
     // The marks, the number and the target; the type and the zero bytes 84 to 87.
-    EXPECT_EQ(test::bytesAt(r, 0, 10), (test::ByteRow{0xFF, 0xFF, 35, 0, 0, 0, 7, 0, 4, 0}));
-    EXPECT_EQ(test::bytesAt(r, 83, 5), (test::ByteRow{'M', 0, 0, 0, 0}));
+    EXPECT_EQ(bytesAt(r, 0, 10), (ByteRow{0xFF, 0xFF, 35, 0, 0, 0, 7, 0, 4, 0}));
+    EXPECT_EQ(bytesAt(r, 83, 5), (ByteRow{'M', 0, 0, 0, 0}));
     EXPECT_EQ(r.inputCondition() + "|" + r.branchCondition() + "|" + r.comment(), "B1&B2|!B3|Pump");
     // 'M' has a converter: the old payload arrives unchanged at offset 88.
     EXPECT_EQ(0, std::memcmp(r.data() + 88, old.data() + 78, kOldPayloadSize));
@@ -275,8 +258,7 @@ TEST(OldFormat, RecordIsConvertedFieldByField) {
     const auto other = oldRecord(1, 'O', "", "", 0, {});
     convertOldRecord(other.data(), r);
     EXPECT_EQ(r.typeCode(), 'O');
-    for (std::size_t i = 88; i < rec::kRecordSize; ++i)
-        ASSERT_EQ(r.bytes[i], 0);
+    EXPECT_EQ(bytesAt(r, 88, rec::kRecordSize - 88), ByteRow(rec::kRecordSize - 88, 0));
 }
 
 TEST(OldFormat, CommentConversionTable) {
@@ -328,15 +310,12 @@ TEST(ProcedureFiles, ReadingFollowsTheFirstWordAndDropsPartialRecords) {
         writeBytes(path, bytes);
         RecordFile file;
         ASSERT_TRUE(readRecordFile(path, file).ok());
-        EXPECT_EQ(file.oldFormat, oldFormat);
-        EXPECT_EQ(file.records.size(), records);
         ProcedureList list;
         ASSERT_TRUE(loadProcedure(path, list).ok());
-        EXPECT_EQ(list.oldFormat, oldFormat ? 1u : 0u);
-        EXPECT_EQ(list.componentCount, records);
-        EXPECT_EQ(list.nodeCount(), records);
+        EXPECT_EQ(std::tuple(file.oldFormat, file.records.size(), list.oldFormat,
+                             list.componentCount, list.nodeCount(), list.documentOpen),
+                  std::tuple(oldFormat, records, oldFormat ? 1u : 0u, records, records, 1u));
         EXPECT_EQ(list.currentNode, &list.procedureHead);
-        EXPECT_EQ(list.documentOpen, 1u);
     }
     // The empty file's single record is empty (type 0).
     writeBytes(dir.file("empty.PAD"), {});
@@ -370,27 +349,17 @@ TEST(ProcedureFiles, OpenIntoTheNodesGivesWhatTheReaderGives) {
             ASSERT_EQ(list.componentCount, n);
             ASSERT_EQ(list.nodeCount(), n);
             ASSERT_EQ(oracle.records.size(), n);
-            std::size_t i = 0;
-            for (ComponentNode* node = &list.procedureHead; node; node = node->next, ++i)
-                ASSERT_EQ(node->record, oracle.records[i]) << i;
+            ASSERT_EQ(exchange::ListRecords(list), oracle.records);
             EXPECT_EQ(list.tail()->next, nullptr);
         }
     }
 
     // A file that grows past the step limit while it is read is refused.
-    {
-        std::vector<std::uint8_t> bytes(kMaxProcedureSteps * 800, 0);
-        bytes[0] = bytes[1] = 0xFF;
-        writeBytes(path, bytes);
-    }
+    writeBytes(path, {0xFF, 0xFF});
+    ASSERT_EQ(::truncate(path.c_str(), kMaxProcedureSteps * 800), 0);
     RecordReader reader;
     ASSERT_TRUE(reader.open(path).ok());
-    {
-        FILE* f = std::fopen(path.c_str(), "ab");
-        const std::vector<std::uint8_t> one(800, 0);
-        ASSERT_EQ(std::fwrite(one.data(), 1, 800, f), 800u);
-        std::fclose(f);
-    }
+    ASSERT_EQ(::truncate(path.c_str(), (kMaxProcedureSteps + 1) * 800), 0);
     std::vector<ComponentRecord> records(256);
     std::vector<ComponentRecord*> into;
     for (auto& r : records)
@@ -439,8 +408,7 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
     want[2] = want[6] = 1;
     EXPECT_EQ(readBytes(emptyPath), want);
 
-    for (int i = 0; i < 5; ++i)
-        list.appendRecord(test::makeRecord('Z', "step", "B1", 2));
+    fill(list, Records(5, makeRecord('Z', "step", "B1", 2)));
     list.tail()->record.setNumber(99);
     const std::string path = dir.file("five.PAD");
     ASSERT_TRUE(writeProcedure(path, list).ok());
@@ -457,4 +425,4 @@ TEST(ProcedureFiles, SaveRewritesMarksAndNumbersAndReopensTheSame) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -9,15 +9,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <grp.h>
-
 #include <chrono>
 #include <functional>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "check/syntax_test.h"
+#include "check_builders.h"
 #include "edit_test_util.h"
 #include "model/config.h"
 #include "model/file_io.h"
@@ -37,50 +35,18 @@
 #include <sanitizer/asan_interface.h>
 #endif
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
-
-using test::readBytes;
-using test::TempDir;
-using test::writeBytes;
 
 // A procedure of `steps` records whose comments carry `tag`.
 void fill(ProcedureList& list, int steps, const std::string& tag) {
     list.freeProcedure();
     list.componentCount = 0;
     for (int i = 0; i < steps; ++i)
-        list.appendRecord(test::makeRecord('B', tag + std::to_string(i)));
-}
-
-std::vector<std::string> listing(const std::string& dir) {
-    std::vector<std::string> names;
-    std::istringstream in(test::runCommand("ls -A '" + dir + "'").out);
-    for (std::string name; std::getline(in, name);)
-        names.push_back(name);
-    return names;
-}
-
-bool hasTemporary(const std::string& dir) {
-    for (const std::string& name : listing(dir))
-        if (name.rfind(std::string(kTempPrefix), 0) == 0)
-            return true;
-    return false;
-}
-
-// Runs `body` in a child process as user and group 65534 (nobody). Returns
-// the child's verdict; false when it could not drop its privileges.
-bool asNobody(const std::function<bool()>& body) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        const bool dropped = ::setgroups(0, nullptr) == 0 && ::setgid(65534) == 0 &&
-                             ::setuid(65534) == 0 && ::geteuid() == 65534;
-        ::_exit(dropped ? (body() ? 0 : 1) : 2);
-    }
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        list.appendRecord(makeRecord('B', tag + std::to_string(i)));
 }
 
 // Makes a file look as if it was written `age` ago.
@@ -147,11 +113,10 @@ TEST(SafeFiles, TheReaderKeepsWhatWasReadAndReportsIoErrors) {
         reads = 0;
         const SyntaxTestResult r = RunSyntaxTest(path, kCheckTarvisel);
         SetIoFault({});
-        EXPECT_EQ(s.code(), ErrorCode(kErrFileOpen));
-        EXPECT_EQ(s.sysError, EIO);
-        EXPECT_EQ(loaded.componentCount, 0u);
-        EXPECT_EQ(loaded.nodeCount(), 1u);
-        EXPECT_EQ(r.fileError.sysError, EIO);
+        // Open's code and reason, what it kept, the syntax test's reason.
+        EXPECT_EQ(std::tuple(s.code(), s.sysError, loaded.componentCount, loaded.nodeCount(),
+                             r.fileError.sysError),
+                  std::tuple(ErrorCode(kErrFileOpen), EIO, 0u, 1u, EIO));
         EXPECT_FALSE(r.systemFileWritten);
         EXPECT_FALSE(::access(SystemFilePath(path).c_str(), F_OK) == 0);
     }
@@ -168,7 +133,7 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     const auto before = readBytes(path);
 
     // Save: message 92 with the reason, the file untouched, still modified.
-    test::ScriptedFileUi ui;
+    ScriptedFileUi ui;
     FileCommands commands(list, ui);
     list.documentPath = path;
     list.modified = 1;
@@ -184,7 +149,7 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     EXPECT_EQ(loadProcedure(path, opened).sysError, EACCES);
     RecordFile file;
     EXPECT_TRUE(readRecordFile(path, file).ok());
-    const auto info = test::runCli("info '" + path + "'");
+    const auto info = runCli("info '" + path + "'");
     EXPECT_EQ(info.status, 0) << info.out;
     EXPECT_THAT(info.out, HasSubstr("records: 3"));
 
@@ -200,16 +165,14 @@ TEST(SafeFiles, WriteProtectedFilesAndUnwritableDirectories) {
     ASSERT_TRUE(writeProcedure(secret, list).ok());
     ASSERT_EQ(::chmod(secret.c_str(), 0600), 0);
     const auto sharedBefore = readBytes(shared);
-    EXPECT_TRUE(asNobody([&] {
-        ProcedureList changed;
-        fill(changed, 5, "new");
-        const Status s = writeProcedure(shared, changed);
-        ProcedureList other;
-        const Status r = loadProcedure(secret, other);
-        return s.code() == ErrorCode(kErrFileWrite) && s.sysError == EACCES &&
-               s.detail() == dir.path() + ": Permission denied" && r.sysError == EACCES;
-    }));
+    const auto add = runCliAs(65534, "add " + shared + " Z time-wait=1 factor=1 --lang 1");
+    EXPECT_EQ(add.status, 2);
+    EXPECT_THAT(add.out,
+                AllOf(HasSubstr("(92)"), HasSubstr("\n" + dir.path() + ": Permission denied\n")));
     EXPECT_EQ(readBytes(shared), sharedBefore);
+    const auto edit = runCliAs(65534, "edit " + secret + " 1 --lang 1");
+    EXPECT_EQ(edit.status, 2);
+    EXPECT_THAT(edit.out, HasSubstr("\n" + secret + ": Permission denied\n"));
 }
 
 // Saves the procedure, the system file of the syntax test and the
@@ -231,18 +194,12 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             {"system file", SystemFilePath(pad),
              [&] {
                  writeBytes(SystemFilePath(pad), std::vector<std::uint8_t>(24636, 0xA5));
-                 ProcedureList one;
-                 one.appendRecord(test::makeRecord('B'));
-                 ASSERT_TRUE(writeProcedure(pad, one).ok());
+                 writeRecords(pad, {makeRecord('B')});
              },
              [&] { return RunSyntaxTest(pad, kCheckTarvisel).fileError; }},
             {"configuration", GetConfigPaths().file,
-             [&] {
-                 ASSERT_TRUE(WriteConfiguration({1, 0}).ok());
-             },
-             [&] {
-                 return WriteConfiguration({3, 1});
-             }},
+             [] { ASSERT_TRUE(WriteConfiguration(Configuration(1, 0)).ok()); },
+             [] { return WriteConfiguration(Configuration(3, 1)); }},
         };
     int trials = 0;
     for (const auto& [name, path, prepare, save] : targets) {
@@ -263,22 +220,16 @@ TEST(SaveFaults, EveryFailingCallLeavesTheOldFileIntactAndNamesTheCause) {
             SetIoFault([&](IoCall call) {
                 if (call == IoCall::Read || ++seen != n)
                     return 0;
-                switch (call) {
-                    case IoCall::Write:
-                        return injected = ENOSPC;
-                    case IoCall::Rename:
-                        return injected = EXDEV;
-                    default:
-                        return injected = EIO;
-                }
+                return injected = call == IoCall::Write    ? ENOSPC
+                                  : call == IoCall::Rename ? EXDEV
+                                                           : EIO;
             });
             const Status s = save();
             SetIoFault({});
             ++trials;
-            EXPECT_EQ(s.code(), ErrorCode(kErrFileWrite));
-            EXPECT_EQ(s.sysError, injected);
-            EXPECT_THAT(s.detail(), HasSubstr(SystemErrorText(injected)));
-            EXPECT_THAT(s.detail(), HasSubstr(path));
+            EXPECT_EQ(std::pair(s.code(), s.sysError),
+                      std::pair(ErrorCode(kErrFileWrite), injected));
+            EXPECT_THAT(s.detail(), AllOf(HasSubstr(path), HasSubstr(SystemErrorText(injected))));
             EXPECT_EQ(readBytes(path), before);
             EXPECT_FALSE(hasTemporary(DirectoryOf(path)));
         }
@@ -338,15 +289,13 @@ TEST(SaveFaults, KilledSavesLeaveTheOldFileOrTheNewOneWhole) {
     // they are old; a fresh one (a save that may still run) is left alone.
     for (const std::string& name : listing(dir.path()))
         backdate(dir.file(name), std::chrono::hours(2));
-    const std::string fresh = dir.file(std::string(kTempPrefix) + "fresh1");
     const std::string foreign = dir.file(".quelvari-saveXabcdef");
-    writeBytes(fresh, {1});
+    writeBytes(dir.file(std::string(kTempPrefix) + "fresh1"), {1});
     writeBytes(foreign, {1});
     backdate(foreign, std::chrono::hours(2));
     ASSERT_TRUE(writeProcedure(path, a).ok());
-    const auto names = listing(dir.path());
-    EXPECT_EQ(names, (std::vector<std::string>{std::string(kTempPrefix) + "fresh1",
-                                               ".quelvari-saveXabcdef", "big.PAD"}));
+    EXPECT_EQ(listing(dir.path()), (std::vector<std::string>{std::string(kTempPrefix) + "fresh1",
+                                                             ".quelvari-saveXabcdef", "big.PAD"}));
 }
 
 TEST(FileLocks, ASecondWriterWaitsForTheFirstOrIsRefused) {
@@ -406,7 +355,7 @@ TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
     EXPECT_TRUE(__asan_address_is_poisoned(record->data() + 799));
     EXPECT_TRUE(__asan_address_is_poisoned(&released->next));
     // Reused by the next insertion, and readable again.
-    list.insertAtCurrent(test::makeRecord('Z'));
+    list.insertAtCurrent(makeRecord('Z'));
     EXPECT_EQ(list.nodeCount(), 5u);
     for (ComponentNode* n = &list.procedureHead; n; n = n->next) {
         EXPECT_FALSE(__asan_address_is_poisoned(&n->record));
@@ -416,4 +365,4 @@ TEST(ProcedureListMemory, ReleasedNodesArePoisonedForTheAddressSanitizer) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -9,12 +9,8 @@
 #include "model/side_file.h"
 #include "test_util.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
-
-using test::readText;
-using test::TempDir;
-using test::writeText;
 
 TEST(SideFile, NameNeverNamesAProcedure) {
     const std::pair<std::string, std::string> cases[] = {
@@ -51,9 +47,9 @@ TEST(SideFile, BytesAndSections) {
     EXPECT_EQ(SerializeSideFile(ParseSideFile(bytes)), bytes);
 
     // An empty text: the marker directly followed by CR LF.
-    SideFileContent empty;
-    EXPECT_EQ(SerializeSideFile(empty), "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\n");
-    EXPECT_EQ(SerializeSideFile(ParseSideFile(SerializeSideFile(empty))), SerializeSideFile(empty));
+    const std::string empty = "[COMMENT]\r\n\r\n[TEXT]\r\n\r\n[VAR]\r\n";
+    EXPECT_EQ(SerializeSideFile({}), empty);
+    EXPECT_EQ(SerializeSideFile(ParseSideFile(empty)), empty);
 
     // Without "[VAR]" the text runs to the end of the data and no variable is read.
     EXPECT_EQ(SerializeSideFile(ParseSideFile("[COMMENT]\r\nC\r\n[TEXT]\r\nSome\r\ntext")),
@@ -74,8 +70,8 @@ TEST(SideFile, BytesAndSections) {
     big.comment = std::string(150, 'c');
     big.text = std::string(25000, 't');
     const SideFileContent cut = ParseSideFile(SerializeSideFile(big));
-    EXPECT_EQ(cut.comment.size(), kSideCommentMax);
-    EXPECT_EQ(cut.text.size(), kSideTextMax);
+    EXPECT_EQ(std::pair(cut.comment.size(), cut.text.size()),
+              std::pair(kSideCommentMax, kSideTextMax));
     // Missing markers leave their parts empty instead of reading past them.
     EXPECT_EQ(ParseSideFile("garbage").comment, "");
     EXPECT_EQ(ParseSideFile("[COMMENT]\r\nonly\r\n").comment, "only");
@@ -89,11 +85,9 @@ TEST(SideFile, LoadReadsAtMost20000Bytes) {
     data += "\r\n[VAR]\r\nB1     (1)      late\r\n";
     writeText(path, data);
     const SideFileLoad load = LoadSideFile(path);
-    EXPECT_TRUE(load.found);
-    EXPECT_TRUE(load.writable);
-    EXPECT_EQ(load.content.comment, "C");
-    EXPECT_EQ(load.content.text.size(), kSideFileReadLimit - 22);
-    EXPECT_TRUE(load.content.variables.empty());
+    EXPECT_EQ(std::tuple(load.found, load.writable, load.content.comment, load.content.text.size(),
+                         load.content.variables.size()),
+              std::tuple(true, true, "C", kSideFileReadLimit - 22, 0u));
 
     EXPECT_FALSE(LoadSideFile(dir.file("none.TXT")).found);
     EXPECT_TRUE(LoadSideFile(dir.file("none.TXT")).writable);
@@ -114,7 +108,7 @@ TEST(SideFile, SaveKeepsTheOldFileOnFailure) {
     SetIoFault({});
     EXPECT_EQ(readText(path), old);
     // No temporary file is left behind.
-    EXPECT_EQ(test::runCommand("ls -A '" + dir.path() + "' | wc -l").out, "1\n");
+    EXPECT_EQ(listing(dir.path()), std::vector<std::string>{"T.TXT"});
 
     EXPECT_EQ(SaveSideFile(path, c), 0);
     EXPECT_EQ(readText(path), SerializeSideFile(c));
@@ -164,9 +158,8 @@ TEST(SideFile, VariableLinesChangeAndDelete) {
     ASSERT_EQ(list.size(), 1u);
     // The reselection goes by text, without regard to case: among equal
     // lines it lands on the first of them.
-    list.add("x");
-    list.add("X");
-    list.add("X");
+    for (const char* line : {"x", "X", "X"})
+        list.add(line);
     ASSERT_EQ(list.lines(), (std::vector<std::string>{"B3     (3)      three", "x", "X", "X"}));
     EXPECT_EQ(DeleteVariable(list, 2), std::optional<std::size_t>(1));
 }
@@ -174,12 +167,11 @@ TEST(SideFile, VariableLinesChangeAndDelete) {
 TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
     namespace m = layout::measuring;
     const std::vector<ComponentRecord> records = {
-        test::withEntry({}, "z5>=Z6"),
-        test::withBytes(
-            test::withBytes(test::typed('M'), m::kVariables, {'P', 1, 0, 'P', 'T', 3, 'B', 12}),
-            m::kTriggerLetter, {'E', 4}),
+        withEntry({}, "z5>=Z6"),
+        withBytes(withBytes(typed('M'), m::kVariables, {'P', 1, 0, 'P', 'T', 3, 'B', 12}),
+                  m::kTriggerLetter, {'E', 4}),
         // The break's reference was named by step 1 already.
-        test::withBytes(test::typed('u'), layout::brk::kReferenceLetter, {'Z', 5, 0, 'B', 9})};
+        withBytes(typed('u'), layout::brk::kReferenceLetter, {'Z', 5, 0, 'B', 9})};
 
     const std::vector<UsedVariable> used = CollectUsedVariables(records);
     const std::vector<UsedVariable> expected = {{"Z5", 5},   {"Z6", 6}, {"P1", 1}, {"PT3", 3},
@@ -200,4 +192,4 @@ TEST(SideFile, AutomaticGenerationAddsWhatIsMissing) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

@@ -11,11 +11,13 @@
 #include "texts/generated_tables.h"
 #include "texts/texts.h"
 
-namespace quelvari {
+namespace quelvari::test {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::Not;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 // Restores the language a test changed.
 struct LanguageGuard {
@@ -68,20 +70,17 @@ TEST(TextLookup, EveryUsedIdResolvesWhereItMust) {
         {57601, 0xF},  // a menu item
         {221, 0xD},    // the section caption: no English, kept
     };
-    for (const auto& [id, languages] : samples) {
-        ASSERT_TRUE(used.count(id)) << id;
-        EXPECT_EQ(used.at(id), languages) << id;
-    }
+    for (const auto& [id, languages] : samples)
+        EXPECT_EQ(used.contains(id) ? used.at(id) : 0u, languages) << id;
     for (std::uint32_t l = 0; l < 4; ++l)
         EXPECT_EQ(MissingTextIds(l), std::vector<std::uint32_t>{}) << "language " << l;
-    // German has some control labels built in rather than in its table.
-    EXPECT_FALSE(HasLangText(1057, kGerman));
-    EXPECT_TRUE(HasControlText(1057, kGerman));
-    EXPECT_FALSE(HasControlText(1057, 9));
-    // The one deliberate miss: English has no 221; French and Italian do.
-    EXPECT_FALSE(HasLangText(221, kEnglish));
-    EXPECT_TRUE(HasLangText(221, kFrench));
-    EXPECT_TRUE(HasLangText(221, kItalian));
+    // German has some control labels built in rather than in its table (no
+    // other language value has them). The one deliberate miss: English has no
+    // 221; French and Italian do.
+    EXPECT_EQ((std::vector<bool>{HasLangText(1057, kGerman), HasControlText(1057, kGerman),
+                                 HasControlText(1057, 9), HasLangText(221, kEnglish),
+                                 HasLangText(221, kFrench), HasLangText(221, kItalian)}),
+              (std::vector<bool>{false, true, false, false, true, true}));
 }
 
 class RecordingDialog : public DialogTexts {
@@ -131,11 +130,9 @@ TEST(TextLookup, DialogsAndMenusFollowTheLanguage) {
         RecordingMenu menu;
         std::string help = "previous.hlp";
         ApplyLanguage(menu, help);
-        EXPECT_EQ(help, helpFiles[lang]);
-        EXPECT_EQ(menu.top.size(), 5u);
-        EXPECT_EQ(menu.top[4], LangText(2304));
+        EXPECT_EQ(std::tuple(help, menu.top.size(), menu.top.at(4), menu.repaints),
+                  std::tuple(helpFiles[lang], 5u, LangText(2304), 1));
         EXPECT_EQ(menu.order, MenuCommandIds());
-        EXPECT_EQ(menu.repaints, 1);
     }
 }
 
@@ -155,11 +152,8 @@ TEST(TextLookup, ControlTextsOfTheTransferDialog) {
                                  2146, 2147, 2148, 2149, 2150, 2151, 2152};
     for (std::uint32_t lang : {kGerman, kEnglish, kFrench, kItalian}) {
         setLanguage(lang);
-        for (std::uint32_t id : ids) {
-            const std::string text = ControlText(id);
-            EXPECT_FALSE(text.empty()) << id << " lang " << lang;
-            EXPECT_THAT(text, Not(HasSubstr("?"))) << text << " lang " << lang;
-        }
+        for (std::uint32_t id : ids)
+            EXPECT_THAT(ControlText(id), MatchesRegex("[^?]+")) << id << " lang " << lang;
     }
 }
 
@@ -172,9 +166,8 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
               "Fehler|" + joined(kGerman, 6) + "\nFehlerhaftes Feld: 3");
     EXPECT_EQ(ComposeErrorMessage(4, kEnglish).text, "\nInvalid field: 4");
     // English 110 has no title: the box starts with the explanation.
-    EXPECT_EQ(ComposeErrorMessage(ErrorCode(110), kEnglish)
-                  .text.rfind("The look-up field name is missing or too long", 0),
-              0u);
+    EXPECT_THAT(ComposeErrorMessage(ErrorCode(110), kEnglish).text,
+                StartsWith("The look-up field name is missing or too long"));
     // Message 1's title as each language writes it.
     const std::pair<std::uint32_t, const char*> titles[] = {
         {kEnglish, "ERROR: INVALID CHARACTER (1)\n\n"},
@@ -183,7 +176,7 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
         {kItalian, "ERROR:CARATTERE NON VALIDO (1)\n\n"},
     };
     for (const auto& [lang, start] : titles)
-        EXPECT_EQ(std::string(ErrorLine(lang, 1, 0)).rfind(start, 0), 0u) << "language " << lang;
+        EXPECT_THAT(ErrorLine(lang, 1, 0), StartsWith(start)) << "language " << lang;
     // English holdovers in French and Italian.
     for (int n : {93, 94, 95, 97, 102, 110, 113, 114})
         EXPECT_EQ(joined(kFrench, n), joined(kEnglish, n)) << n;
@@ -201,26 +194,35 @@ TEST(ErrorCatalogue, BoxesAndTitlesKeepTheirIrregularities) {
     EXPECT_STREQ(ErrorLine(kEnglish, 0, 0), "");
 }
 
-// Runs the generator on files named "kind:lang" and returns status and output.
-test::CommandResult generateAll(const std::vector<std::pair<std::string, std::string>>& files) {
-    test::TempDir dir;
+// Data files as ("kind:lang", content).
+using Files = std::vector<std::pair<std::string, std::string>>;
+
+// Runs the generator on `files` and returns status and output.
+CommandResult generate(const Files& files) {
+    TempDir dir;
     std::string command = std::string(QUELVARI_TEXTGEN) + " '" + dir.file("out.cpp") + "'";
     for (const auto& [key, content] : files) {
         const std::string in =
             dir.file(key.substr(key.find(':') + 1) + "-" + key.substr(0, key.find(':')) + ".txt");
-        test::writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
+        writeBytes(in, std::vector<std::uint8_t>(content.begin(), content.end()));
         command += " " + key + "='" + in + "'";
     }
-    return test::runCommand(command + " 2>&1");
+    return runCommand(command + " 2>&1");
 }
 
-// One English file of `kind`.
-test::CommandResult generate(const std::string& kind, const std::string& content) {
-    return generateAll({{kind + ":en", content}});
+// What the generator says when it refuses `files`, as it must.
+std::string refusal(const Files& files) {
+    const auto r = generate(files);
+    EXPECT_EQ(r.status, 1) << files.back().second;
+    return r.out;
 }
 
 TEST(TextGenerator, RefusesBrokenDataFiles) {
-    EXPECT_EQ(generate("texts", "# fine\n1 \"OK\"\n2 \"Caf\xC3\xA9 \\\"x\\\"\\n\"\n").status, 0);
+    EXPECT_EQ(generate({{"texts:en", "# fine\n1 \"OK\"\n2 \"Caf\xC3\xA9 \\\"x\\\"\\n\"\n"}}).status,
+              0);
+    std::string tooMany;
+    for (int i = 1; i <= 691; ++i)
+        tooMany += std::to_string(i) + " \"t\"\n";
     // Kind of file, content, reason given.
     const std::tuple<std::string, std::string, const char*> bad[] = {
         {"texts", "1 \"" + std::string(122, 'x') + "\"\n", "at most 121"},
@@ -230,22 +232,14 @@ TEST(TextGenerator, RefusesBrokenDataFiles) {
         {"texts", "1 \"bad \\q\"\n", "unknown escape"},
         {"texts", "0 \"end\"\n", "end mark"},
         {"texts", "70000 \"big\"\n", "out of range"},
+        {"texts", tooMany, "more than 690"},
         {"errors", "1.0 \"A\"\n1.0 \"B\"\n", "given twice"},
         {"errors", "1.6 \"A\"\n", "out of range"},
         {"errors", "1.0 \"A\\n\\n\"\n", "has no line 0"},
     };
-    for (const auto& [kind, content, reason] : bad) {
-        const auto r = generate(kind, content);
-        EXPECT_EQ(r.status, 1) << content;
-        EXPECT_THAT(r.out, HasSubstr(reason));
-        EXPECT_THAT(r.out, HasSubstr("en-" + kind + ".txt:"));
-    }
-    std::string tooMany;
-    for (int i = 1; i <= 691; ++i)
-        tooMany += std::to_string(i) + " \"t\"\n";
-    const auto r = generate("texts", tooMany);
-    EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.out, HasSubstr("more than 690"));
+    for (const auto& [kind, content, reason] : bad)
+        EXPECT_THAT(refusal({{kind + ":en", content}}),
+                    AllOf(HasSubstr(reason), HasSubstr("en-" + kind + ".txt:")));
 }
 
 TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
@@ -258,7 +252,7 @@ TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
         "3202 \"Invalid field: %i\"\n2020 \"X [%]:\"\n"
         "10 \"%-8s of %.3f kB, 100%% and 5 % more\"\n"
         "3202 \"unused %s\"\n";
-    EXPECT_EQ(generateAll({{"texts:de", de}, {"texts:en", goodEn}}).status, 0);
+    EXPECT_EQ(generate({{"texts:de", de}, {"texts:en", goodEn}}).status, 0);
 
     // Language, content, where the refusal points.
     const std::tuple<std::string, std::string, const char*> bad[] = {
@@ -268,31 +262,23 @@ TEST(TextGenerator, TranslationsKeepTheGermanPlaceholders) {
         {"en", "2020 \"X [%d]:\"\n", "en-texts.txt:1: text 2020"},
         {"en", "99 \"only here %ld\"\n", "en-texts.txt:1: text 99"},
     };
-    for (const auto& [lang, content, where] : bad) {
-        const auto r = generateAll({{"texts:de", de}, {"texts:" + lang, content}});
-        EXPECT_EQ(r.status, 1) << content;
-        EXPECT_THAT(r.out, HasSubstr(where));
-    }
+    for (const auto& [lang, content, where] : bad)
+        EXPECT_THAT(refusal({{"texts:de", de}, {"texts:" + lang, content}}), HasSubstr(where));
     // The German text is the reference, so the German file itself passes.
-    EXPECT_EQ(generateAll({{"texts:de", "5 \"%s\"\n"}}).status, 0);
+    EXPECT_EQ(generate({{"texts:de", "5 \"%s\"\n"}}).status, 0);
 
     // Catalogue lines are compared line by line (a catalogue needs every title).
-    const std::string errDe = "1.0 \"FEHLER (1)\"\n1.2 \"Wert %d ist zu groß\"\n";
     std::string titlesDe, titlesEn;
     for (int n = 2; n <= 114; ++n) {
         titlesDe += std::to_string(n) + ".0 \"F\"\n";
         titlesEn += std::to_string(n) + ".0 \"E\"\n";
     }
-    EXPECT_EQ(
-        generateAll({{"errors:de", errDe + titlesDe},
-                     {"errors:en", "1.0 \"ERROR (1)\"\n1.2 \"Value %d too big\"\n" + titlesEn}})
-            .status,
-        0);
-    const auto r =
-        generateAll({{"errors:de", errDe + titlesDe},
-                     {"errors:en", "1.0 \"ERROR %s\"\n1.2 \"Value too big\"\n" + titlesEn}});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.out,
+    const auto catalogues = [&](const std::string& en) {
+        return Files{{"errors:de", "1.0 \"FEHLER (1)\"\n1.2 \"Wert %d ist zu groß\"\n" + titlesDe},
+                     {"errors:en", en + titlesEn}};
+    };
+    EXPECT_EQ(generate(catalogues("1.0 \"ERROR (1)\"\n1.2 \"Value %d too big\"\n")).status, 0);
+    EXPECT_THAT(refusal(catalogues("1.0 \"ERROR %s\"\n1.2 \"Value too big\"\n")),
                 HasSubstr("en-errors.txt:1: line 1.0 has placeholders %s, the German text none"));
 }
 
@@ -300,7 +286,7 @@ TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
     const std::string good =
         "60001 de \"%d Schritte\"\n60001 en \"%d steps\"\n"
         "60001 fr \"%d étapes\"\n60001 it \"%d passi\"\n";
-    EXPECT_EQ(generateAll({{"own", good}}).status, 0);
+    EXPECT_EQ(generate({{"own", good}}).status, 0);
     const std::pair<std::string, const char*> bad[] = {
         {"59999 de \"x\"\n", "own-own.txt:1: id 59999 is below the range"},
         {"60001 es \"x\"\n", "own-own.txt:1: unknown language code 'es'"},
@@ -309,11 +295,8 @@ TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
         {"60003 de \"%s\"\n60003 en \"%s\"\n60003 fr \"%d\"\n60003 it \"%s\"\n",
          "own-own.txt:3: text 60003 has placeholders %d, the German text %s"},
     };
-    for (const auto& [content, reason] : bad) {
-        const auto r = generateAll({{"own", content}});
-        EXPECT_EQ(r.status, 1) << content;
-        EXPECT_THAT(r.out, HasSubstr(reason));
-    }
+    for (const auto& [content, reason] : bad)
+        EXPECT_THAT(refusal({{"own", content}}), HasSubstr(reason));
     // The compiled own texts resolve in their language through the ordinary
     // lookup.
     ASSERT_GT(generated::kOwnTextCount, 0u);
@@ -328,4 +311,4 @@ TEST(TextGenerator, OwnTextsNeedEveryLanguageAndTheirRange) {
 }
 
 }  // namespace
-}  // namespace quelvari
+}  // namespace quelvari::test

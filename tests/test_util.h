@@ -3,16 +3,19 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "model/file_io.h"
 #include "model/procedure_file.h"
 #include "model/record.h"
 
@@ -68,6 +71,22 @@ inline void writeText(const std::string& path, const std::string& s) {
     writeBytes(path, {s.begin(), s.end()});
 }
 
+// The names in `dir`, sorted.
+inline std::vector<std::string> listing(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(dir))
+        names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Whether a save left its temporary file in `dir`.
+inline bool hasTemporary(const std::string& dir) {
+    const auto names = listing(dir);
+    return std::any_of(names.begin(), names.end(),
+                       [](const std::string& n) { return n.starts_with(kTempPrefix); });
+}
+
 // Runs a shell command and returns its standard output and exit status.
 struct CommandResult {
     std::string out;
@@ -89,6 +108,13 @@ inline CommandResult runCommand(const std::string& command) {
 // Runs quelvari-cli with `args` (already quoted for the shell).
 inline CommandResult runCli(const std::string& args) {
     return runCommand(std::string(QUELVARI_CLI) + " " + args + " 2>&1");
+}
+
+// Runs quelvari-cli as user and group `id` (the tests run as root for this).
+inline CommandResult runCliAs(int id, const std::string& args) {
+    const std::string who = std::to_string(id);
+    return runCommand("setpriv --reuid=" + who + " --regid=" + who + " --clear-groups " +
+                      QUELVARI_CLI + " " + args + " 2>&1");
 }
 
 // `n` bytes of a record from `offset`, to compare a stored field block at once.
