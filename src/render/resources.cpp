@@ -118,6 +118,15 @@ QImage PictureImage(std::uint16_t pictureId, QSize pixels, qreal devicePixelRati
     return images.emplace(key, std::move(image)).first->second;
 }
 
+namespace {
+
+// The build-time rendering (1x, 2x or 3x) for a device pixel ratio.
+int BakedScale(qreal devicePixelRatio) {
+    return devicePixelRatio > 2 ? 3 : devicePixelRatio > 1 ? 2 : 1;
+}
+
+}  // namespace
+
 QImage BakedIcon(const QString& name, int scale, const QString& folder) {
     const QString suffix = scale == 1 ? QString() : QStringLiteral("@%1x").arg(scale);
     const QResource resource(QStringLiteral(":/%1/%2%3.argb").arg(folder, name, suffix));
@@ -136,7 +145,7 @@ QImage BakedIcon(const QString& name, int scale, const QString& folder) {
 }
 
 QImage ListPicture(std::uint16_t pictureId, qreal devicePixelRatio) {
-    const int scale = devicePixelRatio > 2 ? 3 : devicePixelRatio > 1 ? 2 : 1;
+    const int scale = BakedScale(devicePixelRatio);
     if (qFuzzyCompare(devicePixelRatio, qreal(scale))) {
         const QString name = QFileInfo(PicturePath(pictureId)).completeBaseName();
         if (QImage baked = BakedIcon(name, scale, QStringLiteral("list-pictures")); !baked.isNull())
@@ -157,7 +166,7 @@ QIcon Icon(const QString& name) {
     // pixel ratio is taken (QIcon would load all three at once). A window
     // moved to a screen of another ratio scales it.
     const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
-    const QImage baked = BakedIcon(name, ratio > 2 ? 3 : ratio > 1 ? 2 : 1);
+    const QImage baked = BakedIcon(name, BakedScale(ratio));
     if (!baked.isNull())
         icon.addPixmap(QPixmap::fromImage(baked));
     else if (const QString svg = QStringLiteral(":/icons/%1.svg").arg(name); QFile::exists(svg))

@@ -397,25 +397,14 @@ class ReplayView : public QWidget {
                 case FrameOp::Path:
                     painter.drawPath(op.path);
                     break;
-                // Rectangles without a pen are fills (the painter hands a
-                // fillRect to the engine as one); the window's painter took
-                // its fill path for them, and so does the replay.
                 case FrameOp::Rects:
-                    if (op.pen.style() == Qt::NoPen)
-                        for (const QRectF& r : op.rects)
-                            painter.fillRect(r, op.brush);
-                    else
-                        painter.drawRects(op.rects);
+                    rects(painter, op, op.rects);
                     break;
                 case FrameOp::Lines:
                     painter.drawLines(op.lines);
                     break;
                 case FrameOp::IntRects:
-                    if (op.pen.style() == Qt::NoPen)
-                        for (const QRect& r : op.intRects)
-                            painter.fillRect(r, op.brush);
-                    else
-                        painter.drawRects(op.intRects);
+                    rects(painter, op, op.intRects);
                     break;
                 case FrameOp::IntLines:
                     painter.drawLines(op.intLines);
@@ -433,6 +422,18 @@ class ReplayView : public QWidget {
     }
 
   private:
+    // Rectangles without a pen are fills (the painter hands a fillRect to
+    // the engine as one); the window's painter took its fill path for them,
+    // and so does the replay.
+    template <typename Rect>
+    static void rects(QPainter& painter, const FrameOp& op, const QList<Rect>& list) {
+        if (op.pen.style() == Qt::NoPen)
+            for (const Rect& r : list)
+                painter.fillRect(r, op.brush);
+        else
+            painter.drawRects(list);
+    }
+
     std::vector<FrameOp> ops_;
     std::chrono::nanoseconds reading_;
 };
